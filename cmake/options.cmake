@@ -1,0 +1,35 @@
+# What a user can set, and what every target is compiled with.
+
+set(CELLSCOPE_SESSION_LIBRARY "" CACHE FILEPATH
+  "Session library to link cellscope against; empty: the stand-in that this project builds")
+set(CELLSCOPE_PROTO_DIR "${PROJECT_SOURCE_DIR}/proto" CACHE PATH
+  "Folder of kelvane_api.proto and mox_wwan_test.proto")
+set(CELLSCOPE_OUTPUT_DIR "/data/APT_Automation/" CACHE STRING
+  "Folder of the pid file and the output file of automation mode")
+option(CELLSCOPE_WERROR "Treat warnings as errors" OFF)
+
+include(CTest)
+
+if(NOT CMAKE_BUILD_TYPE)
+  set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)
+endif()
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+# Programs and library stand side by side, so that each finds the other and a library put in front takes its place.
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}")
+set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}")
+
+add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
+if(CELLSCOPE_WERROR)
+  add_compile_options(-Werror)
+endif()
+
+find_package(Threads REQUIRED)
+find_package(Protobuf 3.21 REQUIRED)

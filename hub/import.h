@@ -19,12 +19,14 @@ struct Plmn {
 /// Reads "MCC-MNC": three digits, a dash, two or three digits. Throws InputError that shows `text`.
 Plmn parse_plmn(std::string_view text);
 
-/// Turns the recording at `csv` into a scenario, a step a row. `plmn` fills mcc and mnc of every serving cell; without
-/// it they stay absent. Throws InputError ("file:line: expected …, found …") at the first row that is malformed.
+/// Turns the recording at `csv` into a scenario, a step a row: the cells of subscription 0. What was not measured stays
+/// absent. `plmn` fills mcc and mnc of every serving cell; without it they stay absent, too. Throws InputError,
+/// "file:line: expected …, found …" at a line that is malformed or "file: reason" if the file cannot be read.
 scenario import_drive(const std::filesystem::path& csv, std::optional<Plmn> plmn);
 
-/// Writes `imported` to `path` in text format, a step a line. The file appears whole or not at all: on failure it
-/// throws InputError and a file that stood there before is untouched.
+/// Writes `imported` to `path` in text format, a step a line. A file appears whole or not at all: on failure it throws
+/// InputError ("file: reason") and a file that stood there before is untouched. Into what is no file (a pipe,
+/// /dev/stdout) it writes directly.
 void write_scenario(const scenario& imported, const std::filesystem::path& path);
 
 }  // namespace kelvane_hub

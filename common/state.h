@@ -1,0 +1,62 @@
+// The process-wide state.
+//
+// Two threads touch it, without a lock: the main thread (menu or automation) and the session library's callback thread
+// (lookup callback, suid_cb, event_cb). getSuid blocks the main thread while the callback thread connects; that and the
+// pause in suid_cb are the only ordering there is. SIGINT's handler runs on the main thread.
+#pragma once
+
+#include <csignal>
+#include <cstdint>
+#include <fstream>
+#include <memory>
+#include <streambuf>
+#include <string>
+#include <unordered_map>
+#include <vector>
+
+#include "kelvane/session.h"
+#include "kelvane_api.pb.h"
+
+namespace cellscope {
+
+using com::tarn::kelvane::suid;
+using com::tarn::kelvane::session::V1_0::ISession;
+
+/// Data type of the sensor that was connected last. Written by the menu, the automation operations,
+/// connect_to_on_change_sensor and reconnect_to_sensor, on the main thread.
+extern std::string data_type;
+
+/// Streaming rate in reports a second or, from -4 to -1, the self-test to run instead. Written by the menu, the
+/// automation operations and reconnect_to_sensor, on the main thread.
+extern std::int32_t sample_rate;
+
+/// Whether the streaming sensor reports only when asked. Set by the menu on the main thread, never cleared.
+extern bool query_mode;
+
+/// The SUIDs of the last lookup answer. Written by the lookup callback on the callback thread.
+extern std::vector<suid> suid_list;
+
+/// The connected sensor; keeps its value after a disconnect. Written by suid_cb on the callback thread.
+extern suid sensor_suid;
+
+/// 0: streaming sensor, 1: on-change sensor, as the sensor's attributes say. Written by print_sensor_info on the
+/// callback thread.
+extern std::int64_t stream_type;
+
+/// The sensor's attributes by their id. Written by event_cb on the callback thread; entries are never removed.
+extern std::unordered_map<std::int32_t, sns_std_attr_value> attribute_cache;
+
+/// Where std::cout goes in automation mode. Opened by the automation set-up, closed by SIGINT's handler; main thread.
+extern std::ofstream output_file;
+
+/// std::cout's own buffer while it writes into output_file. Written by the automation set-up on the main thread.
+extern std::streambuf* saved_cout_buffer;
+
+/// 1 once SIGINT has come. Cleared by the automation set-up, set by the handler; main thread.
+extern volatile std::sig_atomic_t stop_requested;
+
+/// The sensor session, which every request goes through; empty while not connected. Set by suid_cb on the callback
+/// thread, cleared by disconnect, exit and SIGINT's handler on the main thread.
+extern std::unique_ptr<ISession> session;
+
+}  // namespace cellscope

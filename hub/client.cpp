@@ -1,0 +1,38 @@
+#include "hub/client.h"
+
+#include "hub/signal_thresholds.h"
+
+namespace kelvane_hub {
+namespace {
+
+std::string join(const std::vector<std::string>& reasons) {
+  std::string joined;
+  for (const auto& reason : reasons) joined += (joined.empty() ? "" : "; ") + reason;
+  return joined;
+}
+
+}  // namespace
+
+bool ChangeFilter::wants(const Cells& cells, ScenarioTime now, std::string& why) const {
+  if (config_.threshold_infos().empty()) {
+    why = "no thresholds: every change is reported";
+    return true;
+  }
+  if (!last_) {
+    why = "the first report: reported";
+    return true;
+  }
+  const auto since = std::chrono::duration_cast<std::chrono::milliseconds>(now - last_->time);
+  const auto decision = decide_report(config_, last_->cells, cells, since);
+  why = join(decision.reasons);
+  return decision.report;
+}
+
+void ChangeFilter::note_reported(const Cells& cells, ScenarioTime now) { last_ = Report{cells, now}; }
+
+Time SensorUse::next_tick() const {
+  constexpr std::int64_t second = 1'000'000'000;
+  return first_tick + Time(ticks / rate * second + ticks % rate * second / rate);
+}
+
+}  // namespace kelvane_hub

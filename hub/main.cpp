@@ -1,0 +1,124 @@
+// kelvane-hub: a simulated sensor hub, and tools for what it plays.
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <exception>
+#include <iostream>
+#include <string>
+
+#include "hub/import.h"
+#include "hub/input_error.h"
+#include "hub/scenario_file.h"
+#include "hub/server.h"
+
+namespace kelvane_hub {
+namespace {
+
+struct ServeOptions {
+  std::string listen;
+  int control_fd = -1;
+  std::string scenario;
+  double speed = 1;
+  bool explain = false;
+};
+
+struct ImportOptions {
+  std::string csv;
+  std::string output;
+  std::string plmn;
+};
+
+void serve(const ServeOptions& options) {
+  ServerSettings settings{options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario),
+                          options.speed, options.explain};
+  auto source = options.listen.empty() ? connections_from(UniqueFd(options.control_fd)) : listen_at(options.listen);
+  Server server(std::move(settings), std::move(source));
+  if (!options.listen.empty()) std::cout << "kelvane-hub: listening on " << options.listen << std::endl;
+  server.run();
+}
+
+void check(const std::string& file) { std::cout << describe(load_scenario(file)); }
+
+void import(const ImportOptions& options) {
+  const auto plmn = options.plmn.empty() ? std::nullopt : std::optional(parse_plmn(options.plmn));
+  write_scenario(import_drive(options.csv, plmn), options.output);
+}
+
+void add_serve(CLI::App& app, ServeOptions& options) {
+  auto* command = app.add_subcommand("serve", "Play a scenario to the clients of a Unix socket");
+  command->footer(
+      "Example:\n"
+      "  kelvane-hub serve --listen /tmp/hub.sock --scenario drive.textproto --speed 10 &\n"
+      "  KELVANE_HUB_SOCKET=/tmp/hub.sock cellscope\n\n"
+      "Scenario time starts when a client first configures a sensor. SIGINT or SIGTERM ends the hub.\n");
+  auto* where = command->add_option_group("where");
+  where->add_option("--listen", options.listen, "Socket to listen on; only the user who runs the hub can connect")
+      ->type_name("PATH");
+  where->add_option("--control-fd", options.control_fd, "Take connections from this descriptor (for private hubs)")
+      ->type_name("N")
+      ->check(CLI::NonNegativeNumber);
+  where->require_option(1);
+  command->add_option("--scenario", options.scenario, "Scenario to play (default: the built-in one)")
+      ->type_name("FILE")
+      ->envname("KELVANE_HUB_SCENARIO");
+  command->add_option("--speed", options.speed, "Play it N times as fast, 0.01 to 10000 (default: 1)")
+      ->type_name("N")
+      ->check(CLI::Range(0.01, 10000.0).description(""))
+      ->envname("KELVANE_HUB_SPEED");
+  command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported")
+      ->envname("KELVANE_HUB_EXPLAIN");
+  command->callback([&options] { serve(options); });
+}
+
+void add_check(CLI::App& app, std::string& file) {
+  auto* command = app.add_subcommand("check", "Validate a scenario and say what is in it");
+  command->footer("Example:\n  kelvane-hub check drive.textproto\n");
+  command->add_option("file", file, "Scenario to check")->type_name("FILE")->required();
+  command->callback([&file] { check(file); });
+}
+
+void add_import(CLI::App& app, ImportOptions& options) {
+  auto* command = app.add_subcommand("import", "Turn the CSV export of a drive-test app into a scenario");
+  command->footer(
+      "Example:\n"
+      "  kelvane-hub import drive.csv -o drive.textproto --plmn 272-01\n"
+      "  KELVANE_HUB_SCENARIO=drive.textproto cellscope operation=1 request_id=1\n");
+  command->add_option("csv", options.csv, "Recording to import")->type_name("FILE.csv")->required();
+  command->add_option("-o,--output", options.output, "Scenario to write")->type_name("FILE.textproto")->required();
+  command->add_option("--plmn", options.plmn, "Network of the serving cells (default: left out)")
+      ->type_name("MCC-MNC");
+  command->callback([&options] { import(options); });
+}
+
+int run(int argc, char** argv) {
+  CLI::App app("A simulated sensor hub for cellscope, and tools for the scenarios that it plays.", "kelvane-hub");
+  app.footer("`kelvane-hub COMMAND --help` tells more of each command, with an example.");
+  app.set_version_flag("--version", CELLSCOPE_VERSION);
+  app.require_subcommand(1);
+  ServeOptions serve_options;
+  ImportOptions import_options;
+  std::string checked_file;
+  add_serve(app, serve_options);
+  add_check(app, checked_file);
+  add_import(app, import_options);
+  try {
+    app.parse(argc, argv);
+    return 0;
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error);
+  }
+}
+
+}  // namespace
+}  // namespace kelvane_hub
+
+int main(int argc, char** argv) {
+  try {
+    return kelvane_hub::run(argc, argv);
+  } catch (const kelvane_hub::InputError& error) {
+    (void)std::fprintf(stderr, "%s\n", error.what());
+  } catch (const std::exception& error) {
+    (void)std::fprintf(stderr, "kelvane-hub: %s\n", error.what());
+  }
+  return 1;
+}

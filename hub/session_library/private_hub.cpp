@@ -1,0 +1,149 @@
+#include "hub/session_library/private_hub.h"
+
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "hub/descriptor_passing.h"
+#include "hub/session_library/signals_blocked.h"
+
+namespace kelvane_hub {
+namespace {
+
+struct PrivateHub {
+  pid_t pid = -1;
+  // Each session's connection is handed to the hub through this socket; when it closes, the hub ends.
+  UniqueFd control;
+};
+
+// Not destroyed by the C++ runtime: a session that the program holds in a global may need it until the very end.
+std::mutex mutex;
+PrivateHub& private_hub = *new PrivateHub;
+
+constexpr int control_fd_in_hub = 3;
+
+/// The program beside this library, or the one that KELVANE_HUB_PROGRAM names, or else the one in PATH.
+std::string find_program() {
+  if (const char* named = std::getenv("KELVANE_HUB_PROGRAM"); named != nullptr) return named;
+  Dl_info library{};
+  if (dladdr(reinterpret_cast<const void*>(&connect_to_private_hub), &library) != 0) {
+    std::error_code error;
+    const auto beside = std::filesystem::absolute(library.dli_fname, error).parent_path() / "kelvane-hub";
+    if (!error && std::filesystem::exists(beside, error)) return beside;
+  }
+  return "kelvane-hub";
+}
+
+/// How the child differs from its parent: own process group, default signals, nothing inherited but the control socket
+/// and standard error.
+class SpawnSettings {
+ public:
+  explicit SpawnSettings(int control) {
+    sigset_t all;
+    sigset_t none;
+    sigfillset(&all);
+    sigemptyset(&none);
+    posix_spawnattr_init(&attributes_);
+    posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+    posix_spawnattr_setsigdefault(&attributes_, &all);
+    posix_spawnattr_setsigmask(&attributes_, &none);
+    posix_spawn_file_actions_init(&actions_);
+    posix_spawn_file_actions_adddup2(&actions_, control, control_fd_in_hub);
+    posix_spawn_file_actions_addclosefrom_np(&actions_, control_fd_in_hub + 1);
+    posix_spawn_file_actions_addopen(&actions_, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions_, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+  }
+  ~SpawnSettings() {
+    posix_spawn_file_actions_destroy(&actions_);
+    posix_spawnattr_destroy(&attributes_);
+  }
+  SpawnSettings(const SpawnSettings&) = delete;
+  SpawnSettings& operator=(const SpawnSettings&) = delete;
+
+  const posix_spawnattr_t* attributes() const { return &attributes_; }
+  const posix_spawn_file_actions_t* actions() const { return &actions_; }
+
+ private:
+  posix_spawnattr_t attributes_{};
+  posix_spawn_file_actions_t actions_{};
+};
+
+bool start() {
+  std::array<int, 2> ends{};
+  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) return false;
+  UniqueFd ours(ends[0]);
+  const UniqueFd theirs(ends[1]);
+  const std::string program = find_program();
+  std::vector<std::string> words{program, "serve", "--control-fd", std::to_string(control_fd_in_hub)};
+  std::vector<char*> arguments;
+  for (std::string& word : words) arguments.push_back(word.data());
+  arguments.push_back(nullptr);
+  const SpawnSettings settings(theirs.get());
+  const int error = posix_spawnp(&private_hub.pid, program.c_str(), settings.actions(), settings.attributes(),
+                                 arguments.data(), environ);
+  if (error != 0) {
+    (void)std::fprintf(stderr, "libkelvanesession: cannot start the hub %s: %s\n", program.c_str(), strerror(error));
+    private_hub.pid = -1;
+    return false;
+  }
+  private_hub.control = std::move(ours);
+  return true;
+}
+
+/// Waits until the hub has closed its end, which it does when it ends, or `milliseconds` have passed.
+void wait_for_end(int milliseconds) {
+  pollfd end{private_hub.control.get(), 0, 0};
+  (void)poll(&end, 1, milliseconds);
+}
+
+void stop() {
+  if (private_hub.pid == -1) return;
+  constexpr int patience_ms = 2000;
+  (void)shutdown(private_hub.control.get(), SHUT_WR);
+  wait_for_end(patience_ms);
+  private_hub.control.reset();
+  // Without effect on one that has ended; one that hangs has nothing to lose.
+  (void)kill(private_hub.pid, SIGKILL);
+  while (waitpid(private_hub.pid, nullptr, 0) == -1 && errno == EINTR) {
+  }
+  private_hub.pid = -1;
+}
+
+/// Runs after the destructors of the program's globals, so that a session which the program never closed can still be
+/// closed by them.
+[[gnu::destructor]] void stop_at_exit() { stop(); }
+
+bool hand_over(const UniqueFd& connection) {
+  return private_hub.control && send_descriptor(private_hub.control.get(), connection.get());
+}
+
+}  // namespace
+
+UniqueFd connect_to_private_hub() {
+  const SignalsBlocked signals_blocked;
+  const std::lock_guard lock(mutex);
+  std::array<int, 2> ends{};
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) return {};
+  UniqueFd ours(ends[0]);
+  const UniqueFd theirs(ends[1]);
+  if (hand_over(theirs)) return ours;
+  stop();
+  if (start() && hand_over(theirs)) return ours;
+  return {};
+}
+
+}  // namespace kelvane_hub

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <pthread.h>
+
+#include <csignal>
+
+namespace kelvane_hub {
+
+/// Blocks all signals on the calling thread while it lives.
+///
+/// Whoever takes a lock of this library does so with signals blocked: a signal handler may close the session that the
+/// interrupted thread is using, and would otherwise wait for a lock that its own thread holds. A thread started
+/// meanwhile keeps them blocked for good.
+class SignalsBlocked {
+ public:
+  SignalsBlocked() {
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_SETMASK, &all, &before_);
+  }
+  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+  SignalsBlocked(const SignalsBlocked&) = delete;
+  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+ private:
+  sigset_t before_{};
+};
+
+}  // namespace kelvane_hub

@@ -1,0 +1,70 @@
+// What a session library and a hub say to each other over a Unix stream socket.
+//
+// Each side starts with a hello; then the library sends requests and the hub sends events. A frame is a header of 28
+// bytes (all numbers little endian) and its payload:
+//
+//   4 bytes   "KELV"
+//   4 bytes   kind: 1 hello, 2 request, 3 event
+//   4 bytes   size of the payload, at most max_payload
+//   8+8 bytes SUID of the sensor that the request is for or the event is from, low half first; 0 in a hello
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "kelvane/session.h"
+
+namespace kelvane_hub {
+
+using com::tarn::kelvane::suid;
+
+enum class FrameKind : std::uint32_t { hello = 1, request = 2, event = 3 };
+
+struct Frame {
+  FrameKind kind{};
+  suid sensor{};
+  std::string payload;
+};
+
+inline constexpr std::size_t max_payload = std::size_t{64} << 20;
+
+/// The payload of both hellos. The number grows when the form of a frame changes.
+inline constexpr std::string_view hello_text = "kelvane wire 1";
+
+/// The peer broke the rules; what() says what was expected and what came. The connection cannot go on.
+class WireError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// The frame as bytes. `payload` has at most max_payload bytes.
+std::string encode_frame(FrameKind kind, suid sensor, std::string_view payload);
+
+/// The two hellos are alike.
+std::string encode_hello();
+
+/// Throws WireError unless `frame` is a hello of this version.
+void expect_hello(const Frame& frame);
+
+/// Takes a stream of bytes apart into frames.
+class FrameReader {
+ public:
+  /// Takes the bytes that came next.
+  void append(std::string_view bytes);
+
+  /// The next whole frame, if there is one. Throws WireError as soon as the bytes cannot become one.
+  std::optional<Frame> next();
+
+  /// Whether a frame has begun that has not ended.
+  bool in_frame() const { return consumed_ < bytes_.size(); }
+
+ private:
+  std::string bytes_;
+  std::size_t consumed_ = 0;
+};
+
+}  // namespace kelvane_hub

@@ -60,11 +60,12 @@ class Line {
     end_ += text.size();
   }
   void put(char character) { *end_++ = character; }
-  void put(bool flag) { *end_++ = flag ? '1' : '0'; }
   template <class Number>
     requires std::integral<Number> || std::is_enum_v<Number>
   void put(Number number) {
-    if constexpr (std::is_enum_v<Number>) {
+    if constexpr (std::is_same_v<Number, bool>) {
+      put(number ? '1' : '0');
+    } else if constexpr (std::is_enum_v<Number>) {
       put(static_cast<std::int32_t>(number));
     } else {
       end_ = std::to_chars(end_, limit_, number).ptr;

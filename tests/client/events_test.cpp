@@ -1,0 +1,392 @@
+// Event buffers and what they print.
+
+#include <cmath>
+
+#include "events/attributes.h"
+#include "events/cell_report.h"
+#include "events/event_cb.h"
+#include "tests/client/fixture.h"
+
+namespace cellscope::test {
+namespace {
+
+using Cells = mox_wwan_event_serving_neighboring_cell_info;
+
+mox_wwan_cell_info cell_of_type(std::int32_t type) {
+  mox_wwan_cell_info cell;
+  cell.set_cell_type(type);
+  return cell;
+}
+
+/// Each technology with different values in all fields, the signs mixed.
+mox_wwan_cell_info full_cell(std::int32_t type) {
+  mox_wwan_cell_info cell = cell_of_type(type);
+  const auto name_network = [](auto& identity) {
+    identity.set_mcc(310);
+    identity.set_mnc(-1);
+  };
+  if (type == 1) {
+    auto& identity = *cell.mutable_gsm()->mutable_cell_identity();
+    name_network(identity);
+    identity.set_lac(3);
+    identity.set_cid(4);
+    identity.set_arfcn(5);
+    identity.set_bsic(4294967295U);
+    auto& signal = *cell.mutable_gsm()->mutable_signal_strength();
+    signal.set_signal_strength(-70);
+    signal.set_bit_error_rate(7);
+    signal.set_timing_advance(8);
+  } else if (type == 2) {
+    auto& identity = *cell.mutable_cdma()->mutable_cell_identity();
+    identity.set_network_id(1);
+    identity.set_system_id(2);
+    identity.set_base_station_id(3);
+    identity.set_longitude(-4);
+    identity.set_latitude(5);
+    cell.mutable_cdma()->mutable_signal_strength()->set_dbm(-6);
+    cell.mutable_cdma()->mutable_signal_strength()->set_ecio(-7);
+    auto& evdo = *cell.mutable_cdma()->mutable_signal_strength_evdo();
+    evdo.set_dbm(-8);
+    evdo.set_ecio(-9);
+    evdo.set_snr(10);
+  } else if (type == 3) {
+    auto& identity = *cell.mutable_lte()->mutable_cell_identity();
+    name_network(identity);
+    identity.set_ci(3);
+    identity.set_pci(4);
+    identity.set_tac(5);
+    identity.set_earfcn(6);
+    auto& signal = *cell.mutable_lte()->mutable_signal_strength();
+    signal.set_signal_strength(-2147483647 - 1);
+    signal.set_rsrp(-95);
+    signal.set_rsrq(-10);
+    signal.set_rssnr(12);
+    signal.set_cqi(9);
+    signal.set_timing_advance(2147483647);
+  } else if (type == 4) {
+    auto& identity = *cell.mutable_wcdma()->mutable_cell_identity();
+    name_network(identity);
+    identity.set_lac(3);
+    identity.set_cid(4);
+    identity.set_psc(5);
+    identity.set_uarfcn(6);
+    auto& signal = *cell.mutable_wcdma()->mutable_signal_strength();
+    signal.set_signal_strength(-7);
+    signal.set_bit_error_rate(8);
+    signal.set_rscp(-9);
+    signal.set_ecno(-10);
+  } else if (type == 5) {
+    auto& identity = *cell.mutable_tdscdma()->mutable_cell_identity();
+    name_network(identity);
+    identity.set_lac(3);
+    identity.set_cid(4);
+    identity.set_cpid(5);
+    identity.set_uarfcn(6);
+    auto& signal = *cell.mutable_tdscdma()->mutable_signal_strength();
+    signal.set_signal_strength(-7);
+    signal.set_bit_error_rate(8);
+    signal.set_rscp(-9);
+  } else if (type == 6) {
+    auto& identity = *cell.mutable_nr()->mutable_cell_identity();
+    name_network(identity);
+    identity.set_ci(18446744073709551615U);
+    identity.set_pci(4);
+    identity.set_tac(5);
+    identity.set_earfcn(6);
+    auto& signal = *cell.mutable_nr()->mutable_signal_strength();
+    signal.set_rsrp(-7);
+    signal.set_rsrq(-8);
+    signal.set_rssnr(9);
+    signal.set_cqi(10);
+  }
+  return cell;
+}
+
+std::string header(int counter, std::int32_t type) {
+  return "\n=== Cell " + std::to_string(counter) + " === {Log Time: 1700000000,Cell Type: " + std::to_string(type) +
+         ",Timestamp: 0,Timestamp Type: 0,Registered: 0}\n";
+}
+
+TEST_F(ClientTest, EachTechnologyPrintsItsBlocks) {
+  const struct {
+    std::int32_t type;
+    const char* blocks;
+  } technologies[] = {
+      {1,
+       "\n== GSM Cell Identity == {MCC: 310,MNC: -1,LAC: 3,CID: 4,ARFCN: 5,BSIC: 4294967295}\n"
+       "\n== GSM Signal Strength == {Signal Strength: -70,Bit Error Rate: 7,Timing Advance: 8}\n"},
+      {2,
+       "\n== CDMA Cell Identity == {Network ID: 1,System ID: 2,Base Station ID: 3,Longitude: -4,Latitude: 5}\n"
+       "\n== CDMA Signal Strength == {DBM: -6,ECIO: -7}\n"
+       "\n== EVDO Signal Strength == {DBM: -8,ECIO: -9,SNR: 10}\n"},
+      {3,
+       "\n== LTE Cell Identity == {MCC: 310,MNC: -1,CI: 3,PCI: 4,TAC: 5,EARFCN: 6}\n"
+       "\n== LTE Signal Strength == {Signal Strength: -2147483648,RSRP: -95,RSRQ: -10,RSSNR: 12,CQI: 9,"
+       "Timing Advance: 2147483647}\n"},
+      {4,
+       "\n== WCDMA Cell Identity == {MCC: 310,MNC: -1,LAC: 3,CID: 4,PSC: 5,UARFCN: 6}\n"
+       "\n== WCDMA Signal Strength == {Signal Strength: -7,Bit Error Rate: 8,RSCP: -9,ECNO: -10}\n"},
+      {5,
+       "\n== TDSCDMA Cell Identity == {MCC: 310,MNC: -1,LAC: 3,CID: 4,CPID: 5,UARFCN: 6}\n"
+       "\n== TDSCDMA Signal Strength == {Signal Strength: -7,Bit Error Rate: 8,RSCP: -9}\n"},
+      {6,
+       "\n== NR Cell Identity == {MCC: 310,MNC: -1,CI: 18446744073709551615,PCI: 4,TAC: 5,EARFCN: 6}\n"
+       "\n== NR Signal Strength == {RSRP: -7,RSRQ: -8,RSSNR: 9,CQI: 10}\n"},
+      {0, ""},
+      {7, ""},
+  };
+  for (const auto& [type, blocks] : technologies) {
+    Cells info;
+    *info.add_cells() = full_cell(type);
+    print(info);
+    EXPECT_EQ(printed(), header(1, type) + blocks);
+  }
+}
+
+TEST_F(ClientTest, TheCellTypeChoosesTheBlocksNotWhatTheCellHolds) {
+  Cells info;
+  *info.add_cells() = full_cell(1);
+  info.mutable_cells(0)->set_cell_type(3);
+  *info.add_cells() = cell_of_type(6);
+  print(info);
+  EXPECT_EQ(printed(), header(1, 3) +
+                           "\n== LTE Cell Identity == {MCC: 0,MNC: 0,CI: 0,PCI: 0,TAC: 0,EARFCN: 0}\n"
+                           "\n== LTE Signal Strength == {Signal Strength: 0,RSRP: 0,RSRQ: 0,RSSNR: 0,CQI: 0,"
+                           "Timing Advance: 0}\n" +
+                           header(2, 6) +
+                           "\n== NR Cell Identity == {MCC: 0,MNC: 0,CI: 0,PCI: 0,TAC: 0,EARFCN: 0}\n"
+                           "\n== NR Signal Strength == {RSRP: 0,RSRQ: 0,RSSNR: 0,CQI: 0}\n");
+}
+
+Cells one_plain_cell() {
+  Cells info;
+  auto& cell = *info.add_cells();
+  cell = cell_of_type(7);
+  cell.set_timestamp(18446744073709551615U);
+  cell.set_timestamp_type(2);
+  cell.set_registered(true);
+  info.set_sub(4294967295U);
+  return info;
+}
+
+constexpr const char* plain_cell_report =
+    "Received serving neighboring cell info on Sub :4294967295\n"
+    "serving neighboring cell info. Number of cells: 1\n"
+    "\n=== Cell 1 === {Log Time: 1700000000,Cell Type: 7,Timestamp: 18446744073709551615,Timestamp Type: 2,"
+    "Registered: 1}\n";
+
+TEST_F(ClientTest, ACellEventHasDumpHeaderAndReport) {
+  deliver(1281, one_plain_cell());
+  EXPECT_EQ(printed(), std::string("Payload size: 25\n"
+                                   "10 17 8 255 255 255 255 255 255 255 255 255 1 16 2 24 1 32 7 "
+                                   "16 255 255 255 255 15 \n") +
+                           plain_cell_report);
+}
+
+TEST_F(ClientTest, TheDumpShowsEveryByteOnOneLine) {
+  std::string bytes;
+  std::string dump;
+  for (int i = 0; i < 3 * 256; ++i) {
+    bytes.push_back(static_cast<char>(i));
+    dump += std::to_string(i % 256) + " ";
+  }
+  const std::string no_cells =
+      "Received serving neighboring cell info on Sub :0\nserving neighboring cell info. Number of cells: 0\n";
+  deliver(buffer_of({{1281, bytes}}));
+  EXPECT_EQ(printed(), "Payload size: 768\n" + dump + "\n" + no_cells);
+  deliver(buffer_of({{1281, ""}}));
+  EXPECT_EQ(printed(), "Payload size: 0\n\n" + no_cells);
+}
+
+TEST_F(ClientTest, VoiceCallsStandOnOneLine) {
+  mox_wwan_event_voice_calls event;
+  deliver(1283, event);
+  for (const std::uint32_t id : {1U, 4294967295U}) {
+    auto& call = *event.add_calls();
+    call.set_call_id(id);
+    call.set_call_state(id == 1 ? 3 : -5);
+  }
+  event.set_sub(1);
+  deliver(1283, event);
+  EXPECT_EQ(printed(),
+            "Log Time: 1700000000, Received voice call info on Sub:0, voice call info-Number of calls: 0: []\n"
+            "Log Time: 1700000000, Received voice call info on Sub:1, voice call info-Number of calls: 2: "
+            "[{ Call: 1, CallID: 1, CallState: 3}{ Call: 2, CallID: 4294967295, CallState: -5}]\n");
+}
+
+TEST_F(ClientTest, RrcStatesPrintWhatIsPresent) {
+  const auto head = [](int sub) {
+    return "Log Time: 1700000000, Received rrc state info on Sub:" + std::to_string(sub) + ", \n";
+  };
+  mox_wwan_event_rrc_states_info info;
+  deliver(1284, info);
+  info.set_nr5g_rrc_state(0);
+  deliver(1284, info);
+  info.set_sub(1);
+  info.set_lte_rrc_state(-2);
+  info.set_wcdma_rrc_state(3);
+  deliver(1284, info);
+  EXPECT_EQ(printed(), head(0) + "\n" + head(0) + "{ NR5G RRC STATE: 0 }\n\n" + head(1) +
+                           "{ WCDMA RRC STATE: 3 }\n{ LTE RRC STATE: -2 }\n{ NR5G RRC STATE: 0 }\n\n");
+}
+
+TEST_F(ClientTest, HighspeedRailAndConfigStatusPrintTheirSizeWithoutADump) {
+  mox_wwan_event_highspeed_rail_network_info rail;
+  deliver(1282, rail);
+  rail.set_sub(1);
+  rail.set_nr5g(true);
+  deliver(1282, rail);
+  mox_wwan_signal_strength_config_status status;
+  deliver(1280, status);
+  status.set_error(-7);
+  deliver(1280, status);
+  EXPECT_EQ(printed(),
+            "Payload size: 0\nReceived HST info on Sub :0\nhst info-LTE 0\nhst info-NR5G 0\n"
+            "Payload size: 4\nReceived HST info on Sub :1\nhst info-LTE 0\nhst info-NR5G 1\n"
+            "Payload size: 0\nerror info: 0\n"
+            "Payload size: 11\nerror info: -7\n");
+}
+
+TEST_F(ClientTest, ACellLocationReportsEachSubscription) {
+  mox_wwan_get_cell_location_info_response response;
+  deliver(1285, response);
+  response.set_status(-1);
+  *response.add_cells() = one_plain_cell();
+  response.add_cells();
+  deliver(1285, response);
+  const std::string out = printed();
+  const std::string before =
+      "Payload size: 0\n\nReceived serving neighboring cell info with status :0\n"
+      "serving neighboring cell info. Number of cells: 0\n"
+      "Payload size: 40\n";
+  EXPECT_EQ(out.substr(0, before.size()), before);
+  EXPECT_EQ(out.substr(out.find('\n', before.size()) + 1),
+            std::string("Received serving neighboring cell info with status :-1\n"
+                        "serving neighboring cell info. Number of cells: 2\n") +
+                plain_cell_report +
+                "Received serving neighboring cell info on Sub :0\n"
+                "serving neighboring cell info. Number of cells: 0\n");
+}
+
+TEST_F(ClientTest, ErrorsAndUnknownIdsAreDiagnosed) {
+  sns_std_error_event error;
+  error.set_error(-3);
+  const std::string malformed = "\x08";
+  deliver(buffer_of({{130, error.SerializeAsString()},
+                     {1025, malformed},
+                     {772, malformed},
+                     {0, ""},
+                     {1286, ""},
+                     {4294967295U, ""},
+                     {130, malformed}}));
+  EXPECT_EQ(printed(), "");
+  EXPECT_EQ(diagnosed(),
+            "event_cb:645, Received error event -3\n"
+            "event_cb:756, Received unknown message ID 0\n"
+            "event_cb:756, Received unknown message ID 1286\n"
+            "event_cb:756, Received unknown message ID -1\n"
+            "event_cb:645, Received error event 0\n");
+}
+
+TEST_F(ClientTest, MalformedBytesPrintWhatCouldBeRead) {
+  mox_wwan_event_rrc_states_info info;
+  info.set_lte_rrc_state(5);
+  deliver(buffer_of({{1284, info.SerializeAsString() + "\xff"}}));
+  EXPECT_EQ(printed(), "Log Time: 1700000000, Received rrc state info on Sub:0, \n{ LTE RRC STATE: 5 }\n\n");
+  deliver("\xff\xff\xff");
+  deliver("");
+  EXPECT_EQ(printed() + diagnosed(), "");
+}
+
+// ---- attributes ----
+
+void add(sns_std_attr_event& event, std::int32_t id, const sns_std_attr_value& value) {
+  auto& attribute = *event.add_attributes();
+  attribute.set_attr_id(id);
+  *attribute.mutable_value() = value;
+}
+
+sns_std_attr_value floats(const std::vector<float>& values) {
+  sns_std_attr_value list;
+  for (const auto value : values) list.add_values()->set_real(value);
+  return list;
+}
+
+TEST_F(ClientTest, AttributesAreKeptAndOverwritten) {
+  sns_std_attr_event first;
+  add(first, 16, integers({1}));
+  add(first, -5, integers({1, 2}));
+  sns_std_attr_event second;
+  add(second, 16, integers({0, 9}));
+  second.add_attributes()->set_attr_id(8);
+  deliver(128, first);
+  EXPECT_EQ(stream_type, 1);
+  deliver(128, second);
+  EXPECT_EQ(stream_type, 0);
+  EXPECT_EQ(get_ints(16), (std::vector<std::int64_t>{0, 9}));
+  EXPECT_EQ(get_ints(-5), (std::vector<std::int64_t>{1, 2}));
+  EXPECT_EQ(attribute_cache.count(8), 1U);
+  EXPECT_EQ(get_floats(99).size(), 0U);
+  EXPECT_EQ(attribute_cache.max_load_factor(), 1.0F);
+  EXPECT_EQ(diagnosed(),
+            "event_cb:666, attribute ID :16\nevent_cb:666, attribute ID :-5\n"
+            "event_cb:666, attribute ID :16\nevent_cb:666, attribute ID :8\n");
+  EXPECT_EQ(printed(), "");
+}
+
+TEST_F(ClientTest, WithoutAStreamTypeTheLastOneStays) {
+  stream_type = 1;
+  deliver(128, sns_std_attr_event());
+  sns_std_attr_event empty;
+  add(empty, 16, {});
+  deliver(128, empty);
+  EXPECT_EQ(stream_type, 1);
+  EXPECT_EQ(diagnosed(),
+            "get_stream_type:208, stream_type attribute not available\n"
+            "event_cb:666, attribute ID :16\n"
+            "get_stream_type:208, stream_type attribute not available\n");
+}
+
+TEST_F(ClientTest, ElementsOfTheWrongKindAreNamedAndZero) {
+  auto mixed = floats({1.5F, -2.5F});
+  mixed.add_values()->set_integer(3);
+  mixed.add_values();
+  attribute_cache[7] = mixed;
+  attribute_cache[6] = mixed;
+  attribute_cache[16] = integers({1});
+  EXPECT_EQ(get_floats(7), (std::vector<float>{1.5F, -2.5F, 0, 0}));
+  EXPECT_EQ(get_ints(7), (std::vector<std::int64_t>{0, 0, 3, 0}));
+  const std::string not_floats =
+      "get_floats:157, attribute :7 and element 2 is not a float\n"
+      "get_floats:157, attribute :7 and element 3 is not a float\n";
+  EXPECT_EQ(diagnosed(), not_floats +
+                             "get_ints:174, attribute :7 and element 0 is not an int\n"
+                             "get_ints:174, attribute :7 and element 1 is not an int\n"
+                             "get_ints:174, attribute :7 and element 3 is not an int\n");
+  // An on-change sensor's attribute 6 is not read at all.
+  print_sensor_info();
+  EXPECT_EQ(diagnosed(), not_floats);
+  attribute_cache[16] = integers({0});
+  print_sensor_info();
+  EXPECT_EQ(diagnosed(),
+            "get_floats:157, attribute :6 and element 2 is not a float\n"
+            "get_floats:157, attribute :6 and element 3 is not a float\n" +
+                not_floats);
+}
+
+TEST_F(ClientTest, RangesArePairsOfFloats) {
+  sns_std_attr_value ranges;
+  *ranges.add_values()->mutable_list() = floats({-140, -44, 7});
+  *ranges.add_values()->mutable_list() = floats({1});
+  *ranges.add_values()->mutable_list() = integers({1, 2});
+  ranges.add_values()->set_real(4);
+  *ranges.add_values()->mutable_list() = floats({0.5F, 0.25F});
+  EXPECT_TRUE(get_ranges().empty());
+  attribute_cache[11] = ranges;
+  EXPECT_EQ(get_ranges(), (std::vector<std::pair<float, float>>{{-140, -44}, {0, 0}, {0, 0}, {0, 0}, {0.5F, 0.25F}}));
+  const std::string malformed = "get_ranges:198, malformed value for SNS_STD_SENSOR_ATTRID_RANGES\n";
+  EXPECT_EQ(diagnosed(), malformed + malformed + malformed);
+}
+
+}  // namespace
+}  // namespace cellscope::test

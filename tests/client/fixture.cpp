@@ -1,0 +1,269 @@
+#include "tests/client/fixture.h"
+
+#include <sys/time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <fstream>
+#include <iostream>
+#include <map>
+#include <sstream>
+#include <thread>
+#include <utility>
+
+#include "common/state.h"
+#include "events/event_cb.h"
+
+namespace cellscope::test {
+namespace {
+
+using com::tarn::kelvane::session::V1_0::ISession;
+
+constexpr std::uint32_t lookup_id = 512;
+const pid_t main_thread = gettid();
+int sessions_made = 0;
+int main_sleeps = 0;
+ISession::event_callback newest_callback;
+
+/// Waits until the main thread sleeps: it has sent its lookup and waits for the answer.
+void wait_until_main_waits() {
+  const std::string path = "/proc/self/task/" + std::to_string(main_thread) + "/stat";
+  std::string pid;
+  std::string name;
+  std::string state;
+  while (state != "S") {
+    std::ifstream(path) >> pid >> name >> state;
+    std::this_thread::yield();
+  }
+}
+
+void give(const ISession::event_callback& callback, const std::string& buffer) {
+  callback(reinterpret_cast<const std::uint8_t*>(buffer.data()), buffer.size(), 0);
+}
+
+std::string in_hex(const std::string& bytes) {
+  std::ostringstream text;
+  for (const char byte : bytes) text << std::hex << (byte >> 4 & 15) << (byte & 15);
+  return text.str();
+}
+
+std::string describe(const sns_client_request_msg& envelope) {
+  const auto flag = [](bool present, auto value) { return present ? std::to_string(value) : std::string("-"); };
+  const auto& susp = envelope.susp_config();
+  std::string text = std::to_string(envelope.msg_id());
+  text += " suid " + flag(envelope.suid().has_suid_low(), envelope.suid().suid_low()) + " " +
+          flag(envelope.suid().has_suid_high(), envelope.suid().suid_high());
+  text += " susp " + flag(susp.has_processor_type(), susp.processor_type()) + " " +
+          flag(susp.has_delivery_type(), susp.delivery_type());
+  text += " client " + flag(envelope.has_client_type(), envelope.client_type());
+  text += envelope.has_request() ? " body" : " no body";
+  if (envelope.request().has_payload()) text += " payload " + in_hex(envelope.request().payload());
+  return text;
+}
+
+class ScriptedSession final : public ISession {
+ public:
+  explicit ScriptedSession(int number) : number_(number) {}
+
+  ~ScriptedSession() override {
+    log("delete");
+    if (answering_.joinable()) answering_.join();
+  }
+
+  int open() override {
+    log("open");
+    return scripted(platform().open_result);
+  }
+
+  int close() override {
+    log("close");
+    if (answering_.joinable()) answering_.join();
+    return 0;
+  }
+
+  int register_callback(suid id, callback first, callback second, event_callback on_event) override {
+    EXPECT_FALSE(first);
+    EXPECT_FALSE(second);
+    log("register", std::to_string(id.suid_low) + " " + std::to_string(id.suid_high));
+    callback_ = std::move(on_event);
+    newest_callback = callback_;
+    return scripted(platform().register_result);
+  }
+
+  int send_request(suid id, const std::string& request) override {
+    sns_client_request_msg envelope;
+    EXPECT_TRUE(envelope.ParseFromString(request));
+    EXPECT_EQ(envelope.suid().suid_low(), id.suid_low);
+    EXPECT_EQ(envelope.suid().suid_high(), id.suid_high);
+    log("send", std::to_string(envelope.msg_id()));
+    platform().requests.push_back(describe(envelope));
+    const int result = scripted(platform().send_result);
+    if (envelope.msg_id() == lookup_id && result == 0) answer();
+    return result;
+  }
+
+ private:
+  void log(const std::string& call, const std::string& what = "") {
+    platform().calls.push_back(call + " " + std::to_string(number_) + (what.empty() ? "" : ": " + what));
+  }
+
+  int scripted(int result) const { return platform().affected == 0 || platform().affected == number_ ? result : 0; }
+
+  void answer() {
+    answering_ = std::thread([this] {
+      while (!sent_) std::this_thread::yield();
+      for (const auto& buffer : platform().lookup_answers) {
+        wait_until_main_waits();
+        give(callback_, buffer);
+      }
+    });
+    sent_ = true;
+  }
+
+  int number_;
+  event_callback callback_;
+  std::thread answering_;
+  std::atomic<bool> sent_ = false;
+};
+
+}  // namespace
+
+Platform& platform() {
+  static Platform instance;
+  return instance;
+}
+
+std::string buffer_of(const std::vector<Event>& events) {
+  sns_client_event_msg message;
+  for (const auto& [msg_id, payload] : events) {
+    auto& event = *message.add_events();
+    event.set_msg_id(msg_id);
+    event.set_payload(payload);
+  }
+  return message.SerializeAsString();
+}
+
+std::string suid_answer(const std::vector<suid>& suids) {
+  sns_suid_event answer;
+  answer.set_data_type("wwan");
+  for (const auto& [low, high] : suids) {
+    auto& found = *answer.add_suids();
+    found.set_suid_low(low);
+    found.set_suid_high(high);
+  }
+  return buffer_of({{768, answer.SerializeAsString()}});
+}
+
+sns_std_attr_value integers(const std::vector<std::int64_t>& values) {
+  sns_std_attr_value list;
+  for (const auto value : values) list.add_values()->set_integer(value);
+  return list;
+}
+
+std::string stream_type_attribute(std::int64_t type) {
+  sns_std_attr_event event;
+  auto& attribute = *event.add_attributes();
+  attribute.set_attr_id(16);
+  *attribute.mutable_value() = integers({type});
+  return buffer_of({{128, event.SerializeAsString()}});
+}
+
+void ClientTest::SetUp() {
+  platform() = Platform{};
+  platform().lookup_answers = {suid_answer({{7, 9}})};
+  platform().attributes = stream_type_attribute(1);
+  sessions_made = 0;
+  main_sleeps = 0;
+  newest_callback = nullptr;
+  session.reset();
+  data_type = "wwan";
+  sample_rate = 0;
+  query_mode = false;
+  suid_list.clear();
+  sensor_suid = {};
+  stream_type = 0;
+  attribute_cache.clear();
+  stop_requested = 0;
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+}
+
+void ClientTest::TearDown() {
+  session.reset();
+  // What gtest had to say of a failure was captured too.
+  const auto out = testing::internal::GetCapturedStdout();
+  const auto diagnostics = testing::internal::GetCapturedStderr();
+  if (HasFailure()) std::cout << out << diagnostics << std::flush;
+}
+
+void ClientTest::deliver(const std::string& buffer) { give(event_cb, buffer); }
+
+std::string ClientTest::printed() {
+  auto text = testing::internal::GetCapturedStdout();
+  testing::internal::CaptureStdout();
+  return text;
+}
+
+std::string ClientTest::diagnosed() {
+  auto text = testing::internal::GetCapturedStderr();
+  testing::internal::CaptureStderr();
+  return text;
+}
+
+namespace {
+
+std::string take_lines(std::vector<std::string>& lines) {
+  std::string text;
+  for (const auto& line : std::exchange(lines, {})) text += line + "\n";
+  return text;
+}
+
+}  // namespace
+
+std::string ClientTest::calls() { return take_lines(platform().calls); }
+
+std::string ClientTest::requests() { return take_lines(platform().requests); }
+
+void ClientTest::connect() {
+  session = std::make_unique<ScriptedSession>(1);
+  sensor_suid = {7, 9};
+}
+
+void ClientTest::type(const std::string& text) {
+  static std::istringstream typed;
+  typed = std::istringstream(text);
+  std::cin.rdbuf(typed.rdbuf());
+  std::cin.clear();
+}
+
+}  // namespace cellscope::test
+
+namespace com::tarn::kelvane::session::V1_0 {
+
+ISession* sessionFactory::getSession(int hub_id) {
+  using namespace cellscope::test;
+  EXPECT_EQ(hub_id, -1);
+  const int number = ++sessions_made;
+  const bool affected = platform().affected == 0 || platform().affected == number;
+  return platform().no_session && affected ? nullptr : new ScriptedSession(number);
+}
+
+}  // namespace com::tarn::kelvane::session::V1_0
+
+// In place of libc's.
+
+extern "C" unsigned sleep(unsigned seconds) {
+  using namespace cellscope::test;
+  platform().calls.push_back("sleep " + std::to_string(seconds));
+  if (gettid() != main_thread) {
+    give(newest_callback, platform().attributes);
+  } else if (platform().on_sleep) {
+    platform().on_sleep(++main_sleeps);
+  }
+  return 0;
+}
+
+extern "C" int gettimeofday(timeval* now, void*) noexcept {
+  *now = {1700000000, 999999};
+  return 0;
+}

@@ -17,9 +17,9 @@ constexpr std::array<ByteText, 256> make_byte_texts() {
   std::array<ByteText, 256> texts{};
   for (unsigned byte = 0; byte < texts.size(); ++byte) {
     ByteText& entry = texts[byte];
-    for (unsigned divisor : {100U, 10U, 1U}) {
-      if (byte >= divisor || divisor == 1) entry.text[entry.size++] = static_cast<char>('0' + byte / divisor % 10);
-    }
+    if (byte >= 100) entry.text[entry.size++] = static_cast<char>('0' + byte / 100);
+    if (byte >= 10) entry.text[entry.size++] = static_cast<char>('0' + byte / 10 % 10);
+    entry.text[entry.size++] = static_cast<char>('0' + byte % 10);
     entry.text[entry.size++] = ' ';
   }
   return texts;

@@ -21,7 +21,8 @@ class Line {
   Line(const Line&) = delete;
   Line& operator=(const Line&) = delete;
 
-  /// Appends texts (arrays are string literals), characters, integers and enumerations (plain decimal) and booleans (1 or 0), in this order.
+  /// Appends texts (arrays are string literals), characters, integers and enumerations (plain decimal) and booleans (1
+  /// or 0), in this order.
   template <class... Items>
   Line& add(const Items&... items) {
     reserve((std::size_t{0} + ... + longest(items)));
@@ -46,7 +47,7 @@ class Line {
   static std::size_t longest(std::string_view text) { return text.size(); }
   static std::size_t longest(char) { return 1; }
   template <class Number>
-    requires std::integral<Number> || std::is_enum_v<Number>
+  requires std::integral<Number> || std::is_enum_v<Number>
   static std::size_t longest(Number) {
     return 20;  // digits and sign of any 64-bit number
   }
@@ -61,7 +62,7 @@ class Line {
   }
   void put(char character) { *end_++ = character; }
   template <class Number>
-    requires std::integral<Number> || std::is_enum_v<Number>
+  requires std::integral<Number> || std::is_enum_v<Number>
   void put(Number number) {
     if constexpr (std::is_same_v<Number, bool>) {
       put(number ? '1' : '0');

@@ -85,8 +85,7 @@ void add_import(CLI::App& app, ImportOptions& options) {
       "  KELVANE_HUB_SCENARIO=drive.textproto cellscope operation=1 request_id=1\n");
   command->add_option("csv", options.csv, "Recording to import")->type_name("FILE.csv")->required();
   command->add_option("-o,--output", options.output, "Scenario to write")->type_name("FILE.textproto")->required();
-  command->add_option("--plmn", options.plmn, "Network of the serving cells (default: left out)")
-      ->type_name("MCC-MNC");
+  command->add_option("--plmn", options.plmn, "Network of the serving cells (default: left out)")->type_name("MCC-MNC");
   command->callback([&options] { import(options); });
 }
 

@@ -20,7 +20,6 @@
 namespace kelvane_hub {
 namespace {
 
-using google::protobuf::FieldDescriptor;
 using google::protobuf::TextFormat;
 
 /// Keeps what the parser and the checks below find, in the form that editors know how to jump to.
@@ -98,7 +97,8 @@ class Checker {
     }
     // Leaves room for the envelope around it.
     if (step.ByteSizeLong() > max_payload - 1024) {
-      complain("steps", i, "expected at most 64 MiB, found a step of " + std::to_string(step.ByteSizeLong()) + " bytes");
+      complain("steps", i,
+               "expected at most 64 MiB, found a step of " + std::to_string(step.ByteSizeLong()) + " bytes");
     }
   }
 
@@ -128,7 +128,8 @@ class Checker {
 
 std::string read_file(const std::filesystem::path& path) {
   std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored)) throw InputError(path.string() + ": expected a file, found a folder");
+  if (std::filesystem::is_directory(path, ignored))
+    throw InputError(path.string() + ": expected a file, found a folder");
   std::ifstream file(path, std::ios::binary);
   if (!file) throw InputError(path.string() + ": cannot read it: " + strerror(errno));
   std::ostringstream text;

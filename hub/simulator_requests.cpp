@@ -30,12 +30,9 @@ Simulator::Simulator(scenario played, double speed, Deliver deliver, Explain exp
 
 Simulator::RequestFunction Simulator::find_request(std::uint32_t msg_id) {
   static const std::map<std::uint32_t, RequestFunction> requests{
-      {attribute_request, &Simulator::send_attributes},
-      {on_change_config, &Simulator::configure_on_change},
-      {self_test_config, &Simulator::run_self_test},
-      {signal_strength_config, &Simulator::configure_thresholds},
-      {report_registration, &Simulator::register_reports},
-      {streaming_config, &Simulator::configure_streaming},
+      {attribute_request, &Simulator::send_attributes},      {on_change_config, &Simulator::configure_on_change},
+      {self_test_config, &Simulator::run_self_test},         {signal_strength_config, &Simulator::configure_thresholds},
+      {report_registration, &Simulator::register_reports},   {streaming_config, &Simulator::configure_streaming},
       {cell_location_query, &Simulator::send_cell_location},
   };
   const auto found = requests.find(msg_id);

@@ -8,9 +8,7 @@
 
 namespace cellscope {
 
-void send_attr_request(suid target) {
-  send_request(target, MSGID_ATTR_REQ, std::nullopt, "send_attr_request", 887);
-}
+void send_attr_request(suid target) { send_request(target, MSGID_ATTR_REQ, std::nullopt, "send_attr_request", 887); }
 
 void send_selftest_req(suid target) {
   diagnostic("send_selftest_req", 772, "sending self test request");

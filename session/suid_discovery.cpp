@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <cstdio>
 #include <mutex>
+#include <utility>
 
 #include "common/line.h"
 #include "common/state.h"
@@ -34,9 +35,9 @@ suid lookup_suid() {
   return {sensor.suid_low(), sensor.suid_high()};
 }
 
-std::string make_lookup(const std::string& wanted) {
+std::string make_lookup(std::string wanted) {
   sns_suid_req request;
-  request.set_data_type(wanted);
+  request.set_data_type(std::move(wanted));
   request.set_register_updates(true);
   request.set_default_only(true);
   return make_envelope(lookup_suid(), MSGID_SUID_REQ, request.SerializeAsString());
@@ -75,7 +76,7 @@ void register_event_cb(suid sensor) {
   if (session->register_callback(sensor, {}, {}, event_cb) != 0) {
     diagnostic("suid_cb", 923, "all callbacks are null, no need to register it");
   }
-  // Registered twice on purpose: the platform's library is known to be used that way and takes it.
+  // Twice, and the second result does not count: the library sees the same calls as it always has.
   (void)session->register_callback(sensor, {}, {}, event_cb);
 }
 
@@ -118,7 +119,7 @@ int getSuid(std::string wanted) {
   if (discovery->register_callback(lookup, {}, {}, callback) != 0) {
     printf("all callbacks are null, no need to register it");
   }
-  if (discovery->send_request(lookup, make_lookup(wanted)) != 0) {
+  if (discovery->send_request(lookup, make_lookup(std::move(wanted))) != 0) {
     printf("Error in sending suid discovery request");
     return 0;
   }

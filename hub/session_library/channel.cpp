@@ -45,9 +45,8 @@ Channel::Channel(HubConnection hub, std::shared_ptr<Callbacks> callbacks) : shar
   shared_->socket = std::move(hub.socket);
   shared_->callbacks = std::move(callbacks);
   const SignalsBlocked signals_blocked;
-  thread_ = std::thread([shared = shared_, reader = std::move(hub.reader)]() mutable {
-    run(shared, std::move(reader));
-  });
+  thread_ =
+      std::thread([shared = shared_, reader = std::move(hub.reader)]() mutable { run(shared, std::move(reader)); });
   thread_id_ = thread_.get_id();
 }
 

@@ -90,6 +90,7 @@ bool start() {
   const std::string program = find_program();
   std::vector<std::string> words{program, "serve", "--control-fd", std::to_string(control_fd_in_hub)};
   std::vector<char*> arguments;
+  arguments.reserve(words.size() + 1);
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   const SpawnSettings settings(theirs.get());

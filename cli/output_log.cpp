@@ -24,13 +24,15 @@ void write_pid_file(std::int64_t request_id) {
   if (pid_file.is_open()) pid_file << "Request_" << request_id << " : " << getpid() << std::endl;
 }
 
+void open_for_lines(std::ofstream& file, const std::string& path) {
+  file.rdbuf()->pubsetbuf(nullptr, 0);
+  file.open(path, std::ios::out | std::ios::trunc);
+}
+
 void redirect_output(const std::string& name) {
   const std::string path = output_directory + (name == "-1" ? "wwan_test_output.txt" : name);
   (void)std::remove(path.c_str());
-  // Unbuffered: a line goes from where it was built to the file in one write, and the handler's line cannot meet half
-  // of a line of the callback thread in a shared buffer.
-  output_file.rdbuf()->pubsetbuf(nullptr, 0);
-  output_file.open(path, std::ios::out | std::ios::trunc);
+  open_for_lines(output_file, path);
   saved_cout_buffer = std::cout.rdbuf(output_file.rdbuf());
   std::cout.clear();
 }

@@ -8,9 +8,10 @@
 namespace cellscope {
 namespace {
 
-struct ByteText {
+/// What a byte is in a dump. Eight bytes, so that one load gets it.
+struct alignas(8) ByteText {
   char text[4];  // up to three digits, then a blank
-  std::uint8_t size;
+  std::uint32_t size;
 };
 
 constexpr std::array<ByteText, 256> make_byte_texts() {
@@ -33,7 +34,7 @@ Line& Line::add_byte_dump(std::string_view bytes) {
   reserve(bytes.size() * sizeof(ByteText::text));
   char* end = end_;
   for (const char byte : bytes) {
-    const ByteText& entry = byte_texts[static_cast<unsigned char>(byte)];
+    const ByteText entry = byte_texts[static_cast<unsigned char>(byte)];
     std::memcpy(end, entry.text, sizeof entry.text);  // always four: cheaper than asking how many
     end += entry.size;
   }
@@ -43,8 +44,11 @@ Line& Line::add_byte_dump(std::string_view bytes) {
 
 void Line::print() {
   const std::string_view line = finish();
-  std::cout.write(line.data(), static_cast<std::streamsize>(line.size()));
-  std::cout.flush();
+  // What std::cout.write() and flush() do, without the bookkeeping that each of them adds to every line.
+  if (!std::cout.good()) return;
+  const auto size = static_cast<std::streamsize>(line.size());
+  std::streambuf& out = *std::cout.rdbuf();
+  if (out.sputn(line.data(), size) != size || out.pubsync() == -1) std::cout.setstate(std::ios::badbit);
 }
 
 void Line::print_diagnostic() {

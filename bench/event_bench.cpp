@@ -1,0 +1,180 @@
+// What an event costs the client, beside what it cannot do without: parsing, and writing finished lines.
+//
+//   event_bench                 the ratios, a table
+//   event_bench count WHAT N    runs `event` or `parse` N times on 8 cells, to be counted by valgrind
+//
+// The variants take turns in many short slices of one run, and the best slice of each counts: what another process
+// does to the machine meanwhile disturbs them alike, or not at all.
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iostream>
+#include <sstream>
+#include <streambuf>
+#include <string>
+#include <vector>
+
+#include "bench/event_buffers.h"
+#include "cli/output_log.h"
+#include "events/event_cb.h"
+#include "events/parse.h"
+#include "kelvane_api.pb.h"
+#include "mox_wwan_test.pb.h"
+
+namespace cellscope::bench {
+namespace {
+
+/// Takes everything and keeps nothing.
+class DiscardingBuffer final : public std::streambuf {
+ protected:
+  std::streamsize xsputn(const char*, std::streamsize size) override { return size; }
+  int_type overflow(int_type character) override { return traits_type::not_eof(character); }
+};
+
+/// While it lives, std::cout writes into `buffer`.
+class CoutInto {
+ public:
+  explicit CoutInto(std::streambuf* buffer) : before_(std::cout.rdbuf(buffer)) {}
+  ~CoutInto() { std::cout.rdbuf(before_); }
+  CoutInto(const CoutInto&) = delete;
+  CoutInto& operator=(const CoutInto&) = delete;
+
+ private:
+  std::streambuf* before_;
+};
+
+void handle(const std::string& buffer) {
+  event_cb(reinterpret_cast<const std::uint8_t*>(buffer.data()), buffer.size(), 0);
+}
+
+/// Keeps the compiler from leaving out the work that leads to `result`.
+template <class Result>
+void keep(const Result& result) {
+  asm volatile("" : : "g"(&result) : "memory");
+}
+
+void parse_only(const std::string& buffer) {
+  sns_client_event_msg message;
+  (void)message.ParseFromArray(buffer.data(), static_cast<int>(buffer.size()));
+  for (const auto& event : message.events()) keep(parse<mox_wwan_event_serving_neighboring_cell_info>(event.payload()));
+}
+
+std::vector<std::string> lines_of(const std::string& buffer) {
+  std::stringbuf printed;
+  {
+    const CoutInto redirected(&printed);
+    handle(buffer);
+  }
+  std::istringstream text(printed.str());
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(text, line);) lines.push_back(line + '\n');
+  return lines;
+}
+
+void write_through_cout(const std::vector<std::string>& lines) {
+  for (const auto& line : lines) {
+    std::cout.write(line.data(), static_cast<std::streamsize>(line.size()));
+    std::cout.flush();
+  }
+}
+
+void write_bare(int file, const std::vector<std::string>& lines) {
+  for (const auto& line : lines) (void)!::write(file, line.data(), line.size());
+}
+
+struct Variant {
+  const char* name;
+  std::function<void()> once;
+  double best = 1e9;  // seconds
+};
+
+double time_of(const std::function<void()>& once, int times) {
+  const auto start = std::chrono::steady_clock::now();
+  for (int i = 0; i < times; ++i) once();
+  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count() / times;
+}
+
+/// `rewind` runs before each slice, untimed.
+void race(std::vector<Variant>& variants, const std::function<void()>& rewind) {
+  constexpr int slices = 400;
+  constexpr double slice_seconds = 0.0005;
+  for (int slice = 0; slice < slices; ++slice) {
+    for (auto& variant : variants) {
+      rewind();
+      const int times = std::max(1, static_cast<int>(slice_seconds / std::min(variant.best, slice_seconds)));
+      variant.best = std::min(variant.best, time_of(variant.once, times));
+    }
+  }
+}
+
+/// Whole event, finished lines through std::cout (S), finished lines with a bare write (A).
+std::vector<Variant> race_into_file(const std::string& path, const std::string& buffer) {
+  const auto lines = lines_of(buffer);
+  std::ofstream file;
+  open_for_lines(file, path);
+  const int bare = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
+  std::vector<Variant> variants{{"event", [&] { handle(buffer); }},
+                                {"S", [&] { write_through_cout(lines); }},
+                                {"A", [&] { write_bare(bare, lines); }}};
+  const CoutInto redirected(file.rdbuf());
+  race(variants, [&] {
+    file.seekp(0);
+    (void)lseek(bare, 0, SEEK_SET);
+  });
+  ::close(bare);
+  return variants;
+}
+
+std::vector<Variant> race_without_system_calls(const std::string& buffer) {
+  DiscardingBuffer discarding;
+  const CoutInto redirected(&discarding);
+  std::vector<Variant> variants{{"event", [&] { handle(buffer); }}, {"B", [&] { parse_only(buffer); }}};
+  race(variants, [] {});
+  return variants;
+}
+
+void print_row(int cells, const char* where, const std::vector<Variant>& variants) {
+  (void)std::fprintf(stderr, "%5d  %-10s", cells, where);
+  for (const auto& variant : variants) (void)std::fprintf(stderr, "  %s %.2f us", variant.name, variant.best * 1e6);
+  for (std::size_t i = 1; i < variants.size(); ++i) {
+    (void)std::fprintf(stderr, "  event/%s %.2f", variants[i].name, variants[0].best / variants[i].best);
+  }
+  (void)std::fputc('\n', stderr);
+}
+
+void run_ratios() {
+  const std::string on_tmpfs = "/dev/shm/cellscope-bench-" + std::to_string(getpid());
+  for (const int cells : {1, 8, 64}) {
+    const std::string buffer = cell_event(cells);
+    print_row(cells, "/dev/null", race_into_file("/dev/null", buffer));
+    print_row(cells, "tmpfs", race_into_file(on_tmpfs, buffer));
+    print_row(cells, "discarded", race_without_system_calls(buffer));
+  }
+  (void)std::remove(on_tmpfs.c_str());
+}
+
+void run_counted(const std::string& what, int times) {
+  constexpr int cells = 8;
+  const std::string buffer = cell_event(cells);
+  DiscardingBuffer discarding;
+  const CoutInto redirected(&discarding);
+  for (int i = 0; i < times; ++i) what == "event" ? handle(buffer) : parse_only(buffer);
+}
+
+}  // namespace
+}  // namespace cellscope::bench
+
+int main(int argc, char** argv) {
+  if (argc == 4 && std::strcmp(argv[1], "count") == 0) {
+    cellscope::bench::run_counted(argv[2], std::atoi(argv[3]));
+  } else {
+    cellscope::bench::run_ratios();
+  }
+}

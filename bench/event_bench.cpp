@@ -1,6 +1,6 @@
 // What an event costs the client, beside what it cannot do without: parsing, and writing finished lines.
 //
-//   event_bench                 the ratios, a table
+//   event_bench                 the ratios and what follows from them, as tables
 //   event_bench count WHAT N    runs `event` or `parse` N times on 8 cells, to be counted by valgrind
 //
 // The variants take turns in many short slices of one run, and the best slice of each counts: what another process
@@ -141,12 +141,12 @@ std::vector<Variant> race_without_system_calls(const std::string& buffer) {
 }
 
 void print_row(int cells, const char* where, const std::vector<Variant>& variants) {
-  (void)std::fprintf(stderr, "%5d  %-10s", cells, where);
-  for (const auto& variant : variants) (void)std::fprintf(stderr, "  %s %.2f us", variant.name, variant.best * 1e6);
+  (void)std::printf("%5d  %-10s", cells, where);
+  for (const auto& variant : variants) (void)std::printf("  %s %.2f us", variant.name, variant.best * 1e6);
   for (std::size_t i = 1; i < variants.size(); ++i) {
-    (void)std::fprintf(stderr, "  event/%s %.2f", variants[i].name, variants[0].best / variants[i].best);
+    (void)std::printf("  event/%s %.2f", variants[i].name, variants[0].best / variants[i].best);
   }
-  (void)std::fputc('\n', stderr);
+  (void)std::putchar('\n');
 }
 
 void run_ratios() {
@@ -158,6 +158,69 @@ void run_ratios() {
     print_row(cells, "discarded", race_without_system_calls(buffer));
   }
   (void)std::remove(on_tmpfs.c_str());
+}
+
+/// How often this process has called write() or one of its kind.
+long long writes_so_far() {
+  std::ifstream counters("/proc/self/io");
+  std::string name;
+  long long value = 0;
+  while (counters >> name >> value && name != "syscw:") {
+  }
+  return value;
+}
+
+void run_writes_per_line() {
+  std::puts("\nwrite system calls a line, into a file:");
+  for (const int cells : {1, 8, 64, 10'000}) {
+    const std::string buffer = cell_event(cells);
+    const auto lines = static_cast<long long>(lines_of(buffer).size());
+    std::ofstream file;
+    open_for_lines(file, "/dev/null");
+    const CoutInto redirected(file.rdbuf());
+    const long long before = writes_so_far();
+    handle(buffer);
+    const long long writes = writes_so_far() - before;
+    (void)std::printf("%6d cells: %lld lines, %lld writes\n", cells, lines, writes);
+  }
+}
+
+double best_time(const std::function<void()>& once) {
+  std::vector<Variant> variants{{"", once}};
+  race(variants, [] {});
+  return variants[0].best;
+}
+
+void run_growth() {
+  DiscardingBuffer discarding;
+  std::puts("\ncost by size, without system calls:");
+  for (const int size : {1, 10, 100, 1'000, 10'000}) {
+    const std::string cells = cell_event(size);
+    const std::string attributes = attribute_event(size);
+    const CoutInto redirected(&discarding);
+    const double cell_time = best_time([&] { handle(cells); });
+    const double attribute_time = best_time([&] { handle(attributes); });
+    (void)std::printf("%6d cells: %8.3f us each; %6d attributes: %8.3f us each\n", size, cell_time * 1e6 / size, size,
+                      attribute_time * 1e6 / size);
+  }
+}
+
+long resident_kib() {
+  long total = 0;
+  long resident = 0;
+  std::ifstream("/proc/self/statm") >> total >> resident;
+  return resident * (sysconf(_SC_PAGESIZE) / 1024);
+}
+
+void run_memory() {
+  const std::string buffer = cell_event(8);
+  DiscardingBuffer discarding;
+  std::puts("\nresident memory:");
+  for (const int events : {1'000, 999'000}) {
+    const CoutInto redirected(&discarding);
+    for (int i = 0; i < events; ++i) handle(buffer);
+    (void)std::printf("after %d more events of 8 cells: %ld KiB\n", events, resident_kib());
+  }
 }
 
 void run_counted(const std::string& what, int times) {
@@ -175,6 +238,11 @@ int main(int argc, char** argv) {
   if (argc == 4 && std::strcmp(argv[1], "count") == 0) {
     cellscope::bench::run_counted(argv[2], std::atoi(argv[3]));
   } else {
+    // An attribute event names every attribute on standard error.
+    (void)!std::freopen("/dev/null", "w", stderr);
     cellscope::bench::run_ratios();
+    cellscope::bench::run_writes_per_line();
+    cellscope::bench::run_growth();
+    cellscope::bench::run_memory();
   }
 }

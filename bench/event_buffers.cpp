@@ -89,18 +89,32 @@ void fill(mox_wwan_cell_info& cell, int cell_type) {
   }
 }
 
+std::string buffer_of(std::uint32_t msg_id, const std::string& payload) {
+  sns_client_event_msg message;
+  auto& event = *message.add_events();
+  event.set_msg_id(msg_id);
+  event.set_timestamp(1'000'000'000);
+  event.set_payload(payload);
+  return message.SerializeAsString();
+}
+
 }  // namespace
+
+std::string attribute_event(int attributes) {
+  sns_std_attr_event event;
+  for (int id = 0; id < attributes; ++id) {
+    auto& attribute = *event.add_attributes();
+    attribute.set_attr_id(id);
+    attribute.mutable_value()->add_values()->set_integer(1);
+  }
+  return buffer_of(128, event.SerializeAsString());
+}
 
 std::string cell_event(int cells) {
   mox_wwan_event_serving_neighboring_cell_info info;
   for (int i = 0; i < cells; ++i) fill(*info.add_cells(), i % 6 + 1);
   info.set_sub(0);
-  sns_client_event_msg message;
-  auto& event = *message.add_events();
-  event.set_msg_id(1281);
-  event.set_timestamp(1'000'000'000);
-  event.set_payload(info.SerializeAsString());
-  return message.SerializeAsString();
+  return buffer_of(1281, info.SerializeAsString());
 }
 
 }  // namespace cellscope::bench

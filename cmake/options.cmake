@@ -7,6 +7,8 @@ set(CELLSCOPE_PROTO_DIR "${PROJECT_SOURCE_DIR}/proto" CACHE PATH
 set(CELLSCOPE_OUTPUT_DIR "/data/APT_Automation/" CACHE STRING
   "Folder of the pid file and the output file of automation mode")
 option(CELLSCOPE_WERROR "Treat warnings as errors" OFF)
+option(CELLSCOPE_FUZZ "Build the fuzz targets (clang++)" OFF)
+option(CELLSCOPE_BENCH "Build the benchmarks" OFF)
 
 include(CTest)
 
@@ -29,6 +31,15 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}")
 add_compile_options(-Wall -Wextra -Wpedantic -Wshadow -Wconversion)
 if(CELLSCOPE_WERROR)
   add_compile_options(-Werror)
+endif()
+
+# Release builds are hardened. Not under a sanitizer, which brings its own checks.
+include(CheckPIESupported)
+check_pie_supported()
+if(CMAKE_BUILD_TYPE MATCHES "^Rel" AND NOT CMAKE_CXX_FLAGS MATCHES "-fsanitize")
+  set(CELLSCOPE_HARDENED ON)
+  add_compile_options(-fstack-protector-strong -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=2)
+  add_link_options(-Wl,-z,relro,-z,now)
 endif()
 
 find_package(Threads REQUIRED)

@@ -1,0 +1,2 @@
+// What every program that links the client's libraries costs.
+int main() {}

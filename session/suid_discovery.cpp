@@ -72,12 +72,32 @@ void handle_lookup_answer(const std::uint8_t* data, std::size_t size, std::mutex
   }
 }
 
-void register_event_cb(suid sensor) {
-  if (session->register_callback(sensor, {}, {}, event_cb) != 0) {
+void register_event_cb(ISession& opened, suid sensor) {
+  if (opened.register_callback(sensor, {}, {}, event_cb) != 0) {
     diagnostic("suid_cb", 923, "all callbacks are null, no need to register it");
   }
   // Twice, and the second result does not count: the library sees the same calls as it always has.
-  (void)session->register_callback(sensor, {}, {}, event_cb);
+  (void)opened.register_callback(sensor, {}, {}, event_cb);
+}
+
+/// Puts a session to `sensor` in the place of the global one. Returns false, with a diagnostic, if it is of no use.
+///
+/// It gets there only when it is ready: SIGINT's handler may close and delete the global session at any moment.
+bool replace_session(suid sensor) {
+  auto created = new_session();
+  session.reset();
+  if (!created) {
+    diagnostic("suid_cb", 910, "failed to create session for suid discovery");
+    return false;
+  }
+  const bool opened = created->open() != open_failed;
+  if (opened) {
+    register_event_cb(*created, sensor);
+  } else {
+    diagnostic("suid_cb", 917, "failed to open ISession for suid discovery");
+  }
+  session = std::move(created);
+  return opened;
 }
 
 bool is_self_test(std::int32_t rate) { return rate >= -4 && rate <= -1; }
@@ -139,16 +159,7 @@ void suid_cb(const std::string&) {
     return;
   }
   const suid sensor = suid_list.front();
-  session = new_session();
-  if (!session) {
-    diagnostic("suid_cb", 910, "failed to create session for suid discovery");
-    return;
-  }
-  if (session->open() == open_failed) {
-    diagnostic("suid_cb", 917, "failed to open ISession for suid discovery");
-    return;
-  }
-  register_event_cb(sensor);
+  if (!replace_session(sensor)) return;
   sensor_suid = sensor;
   if (is_self_test(sample_rate)) {
     send_selftest_req(sensor_suid);

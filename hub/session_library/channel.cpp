@@ -52,6 +52,11 @@ Channel::Channel(HubConnection hub, std::shared_ptr<Callbacks> callbacks) : shar
 
 Channel::~Channel() {
   stop();
+  {
+    // A request that another thread is sending fails now; it must not lose its channel meanwhile.
+    const SignalsBlocked signals_blocked;
+    const std::lock_guard lock(send_mutex_);
+  }
   if (thread_.joinable()) thread_.detach();
 }
 

@@ -5,6 +5,7 @@
 #include <poll.h>
 #include <spawn.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 
 #include <array>
@@ -105,18 +106,18 @@ bool start() {
   return true;
 }
 
-/// Waits until the hub has closed its end, which it does when it ends, or `milliseconds` have passed.
-void wait_for_end(int milliseconds) {
-  pollfd end{private_hub.control.get(), 0, 0};
+/// Waits until the process has ended, or `milliseconds` have passed.
+void wait_for_end(pid_t pid, int milliseconds) {
+  const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+  pollfd end{process.get(), POLLIN, 0};
   (void)poll(&end, 1, milliseconds);
 }
 
 void stop() {
   if (private_hub.pid == -1) return;
-  constexpr int patience_ms = 2000;
-  (void)shutdown(private_hub.control.get(), SHUT_WR);
-  wait_for_end(patience_ms);
+  constexpr int patience_ms = 5000;
   private_hub.control.reset();
+  wait_for_end(private_hub.pid, patience_ms);
   // Without effect on one that has ended; one that hangs has nothing to lose.
   (void)kill(private_hub.pid, SIGKILL);
   while (waitpid(private_hub.pid, nullptr, 0) == -1 && errno == EINTR) {

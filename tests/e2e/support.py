@@ -1,0 +1,234 @@
+"""Runs cellscope and kelvane-hub for the end-to-end tests; knows the texts that many of them expect."""
+
+import fcntl
+import os
+import pathlib
+import pty
+import re
+import select
+import signal
+import subprocess
+import tempfile
+import termios
+import time
+import unittest
+
+CLIENT = os.path.abspath(os.environ["CELLSCOPE_CLIENT"])
+HUB = os.path.abspath(os.environ["KELVANE_HUB"])
+
+DEADLINE = 60  # seconds: enough for a sanitizer on a busy machine
+
+# Sensors with short suids and few attributes.
+SENSORS = """
+sensors { data_type: "wwan" suid { suid_low: 1 suid_high: 2 }
+          attributes { attr_id: 16 value { values { integer: 1 } } } }
+sensors { data_type: "wwan_stream" suid { suid_low: 3 suid_high: 4 }
+          attributes { attr_id: 16 value { values { integer: 0 } } } }
+"""
+SUIDS = {"wwan": "suid_low=1 suid_high=2", "wwan_stream": "suid_low=3 suid_high=4"}
+
+LOG_TIME = "Log Time: ##########"
+ATTRIBUTES = "event_cb:666, attribute ID :16\n"
+ON_CHANGE = ATTRIBUTES + "send_onchange_config_req:814, sending on change config request\n"
+NOT_OPENED = "get Suidfailed to open ISession for suid discovery"
+
+
+def found(data_type):
+    """What standard output shows of finding one of SENSORS."""
+    return (f"get Suid\nReceived SUIDs for {data_type}, number of suids received = 1\n"
+            f"\nSUID received - {SUIDS[data_type]}\nSensor suid list created\n")
+
+
+def no_cells(sub=0):
+    return (f"Payload size: 2\n16 {sub} \nReceived serving neighboring cell info on Sub :{sub}\n"
+            "serving neighboring cell info. Number of cells: 0\n")
+
+
+def varint(number):
+    number %= 1 << 64
+    encoded = []
+    while number > 127:
+        encoded.append(number & 127 | 128)
+        number >>= 7
+    return bytes(encoded + [number])
+
+
+def field(number, value):
+    """A protobuf field: a number as a varint, bytes with their length."""
+    if isinstance(value, bytes):
+        return varint(number << 3 | 2) + varint(len(value)) + value
+    return varint(number << 3) + varint(value)
+
+
+def until(condition, what, seconds=DEADLINE):
+    """Waits until the condition holds, and returns what it returned."""
+    end = time.monotonic() + seconds
+    while not (result := condition()):
+        if time.monotonic() > end:
+            raise AssertionError(f"waited {seconds} s in vain for {what}")
+        time.sleep(0.02)
+    return result
+
+
+def read(path):
+    """All of a file, each byte a character, log times blotted out; empty if there is no such file."""
+    path = pathlib.Path(path)
+    text = path.read_bytes().decode("latin-1") if path.exists() else ""
+    return re.sub(r"Log Time: \d{10}", LOG_TIME, text)
+
+
+def process_state(pid):
+    """State and parent of a process, or none."""
+    try:
+        state, parent = read(f"/proc/{pid}/stat").rpartition(")")[2].split()[:2]
+        return state, int(parent)
+    except (ValueError, OSError):
+        return None
+
+
+def is_running(pid):
+    state = process_state(pid)
+    return state is not None and state[0] not in "ZX"
+
+
+def children(pid):
+    running = [int(name) for name in os.listdir("/proc") if name.isdigit()]
+    return [child for child in running if (process_state(child) or ("", 0))[1] == pid]
+
+
+def pieces(text):
+    """What the client's main thread writes at a time."""
+    return re.findall(r"SUID received.*|\nSensor.*\n|.*\n|.+", text)
+
+
+def is_interleaving(text, first, second):
+    """Whether text consists of the pieces of both lists, each list in its order."""
+    reached = {(0, 0, 0)}
+    while reached and (len(text), len(first), len(second)) not in reached:
+        by_first = {(at + len(first[i]), i + 1, j) for at, i, j in reached
+                    if i < len(first) and text.startswith(first[i], at)}
+        by_second = {(at + len(second[j]), i, j + 1) for at, i, j in reached
+                     if j < len(second) and text.startswith(second[j], at)}
+        reached = by_first | by_second
+    return bool(reached)
+
+
+class Program:
+    """A program that runs until it ends or the test does. Standard output and standard error go to files."""
+
+    count = 0
+
+    def __init__(self, test, command, environment, **streams):
+        Program.count += 1
+        self.test = test
+        self.name = f"{os.path.basename(command[0])}-{Program.count}"
+        inherited = {name: value for name, value in os.environ.items() if not name.startswith("KELVANE_HUB")}
+        streams.setdefault("stdin", subprocess.DEVNULL)
+        with open(self.name + ".out", "wb") as out, open(self.name + ".err", "wb") as err:
+            streams.setdefault("stdout", out)
+            self.process = subprocess.Popen(command, env={**inherited, **environment}, stderr=err, **streams)
+        self.pid = self.process.pid
+        test.addCleanup(self.kill)
+
+    out = property(lambda self: read(self.name + ".out"))
+    err = property(lambda self: read(self.name + ".err"))
+
+    def interrupt(self):
+        self.process.send_signal(signal.SIGINT)
+
+    def wait(self):
+        return self.process.wait(DEADLINE)
+
+    def hub(self):
+        """The private hub's process id."""
+        return until(lambda: children(self.pid), "a private hub")[0]
+
+    def says(self, line):
+        """Waits for a line on standard error."""
+        until(lambda: line + "\n" in self.err, f"{line!r} on standard error")
+
+    def kill(self):
+        hubs = children(self.pid)
+        self.process.kill()
+        self.process.wait()
+        if self.process.stdin:
+            self.process.stdin.close()
+        for hub in hubs:
+            until(lambda pid=hub: not is_running(pid), f"hub {hub} to end")
+
+
+class Console(Program):
+    """The client's console on a pseudo-terminal that neither echoes nor translates."""
+
+    def __init__(self, test, environment):
+        self.terminal, slave = pty.openpty()
+        test.addCleanup(os.close, self.terminal)
+        settings = termios.tcgetattr(slave)
+        settings[1] &= ~termios.OPOST
+        settings[3] &= ~termios.ECHO
+        termios.tcsetattr(slave, termios.TCSANOW, settings)
+        super().__init__(test, [CLIENT], environment, stdin=slave, stdout=slave, start_new_session=True,
+                         preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
+        os.close(slave)
+        self.unread = ""
+
+    def type(self, text):
+        os.write(self.terminal, text.encode())
+
+    def shows(self, text, reports=""):
+        """Asserts that exactly this comes next. Reports, of the callback thread, may stand anywhere in between."""
+        size = len(text) + len(reports)
+        self._read(lambda: len(self.unread) >= size)
+        shown, self.unread = self.unread[:size], self.unread[size:]
+        if not is_interleaving(shown, pieces(text), pieces(reports)):
+            self.test.assertEqual(text + reports, shown)
+
+    def ends(self, status=0):
+        """Asserts that the client ends with this status and has nothing more to say."""
+        self._read(lambda: False)
+        self.test.assertEqual((status, ""), (self.wait(), self.unread))
+
+    def _read(self, enough):
+        end = time.monotonic() + DEADLINE
+        while not enough() and select.select([self.terminal], [], [], max(0, end - time.monotonic()))[0]:
+            try:
+                self.unread += os.read(self.terminal, 65536).decode("latin-1")
+            except OSError:  # the other side is gone
+                return
+            self.unread = re.sub(r"Log Time: \d{10}", LOG_TIME, self.unread)
+
+
+class EndToEndTest(unittest.TestCase):
+    """A test in a folder of its own, with an output directory for the client in it."""
+
+    maxDiff = None
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory(prefix="cellscope-")
+        self.addCleanup(folder.cleanup)
+        self.addCleanup(os.chdir, os.getcwd())
+        os.chdir(folder.name)
+        os.mkdir("output")
+
+    def start(self, *arguments, scenario=None, **environment):
+        """Starts an automation run, or the console if there are no arguments."""
+        if scenario is not None:
+            pathlib.Path("scenario.textproto").write_text(scenario)
+            environment["KELVANE_HUB_SCENARIO"] = "scenario.textproto"
+        return Program(self, [CLIENT, *arguments], environment) if arguments else Console(self, environment)
+
+    def serve(self, scenario, *options):
+        """Starts a shared hub at hub.sock."""
+        pathlib.Path("scenario.textproto").write_text(scenario)
+        command = [HUB, "serve", "--listen", "hub.sock", "--scenario", "scenario.textproto", *options]
+        hub = Program(self, command, {})
+        until(lambda: hub.out == "kelvane-hub: listening on hub.sock\n", "the hub to listen")
+        return hub
+
+    def hub_command(self, *arguments):
+        """Runs kelvane-hub to its end: exit status, standard output, standard error."""
+        done = subprocess.run([HUB, *arguments], capture_output=True, text=True, timeout=DEADLINE, check=False)
+        return done.returncode, done.stdout, done.stderr
+
+    def wait_for_output(self, text, name="wwan_test_output.txt"):
+        until(lambda: text in read(f"output/{name}"), f"{text!r} in {name}")

@@ -1,0 +1,195 @@
+"""Automation runs with a private hub: what reaches the terminal, the files, and what SIGINT does."""
+
+import os
+import pathlib
+import re
+import signal
+import time
+
+from support import ATTRIBUTES, LOG_TIME, ON_CHANGE, SENSORS, EndToEndTest, found, is_running, no_cells, read, until
+
+LISTENING = "Listening For On Change Sensor indications\n"
+LISTENING_STREAM = "Listening For streaming sensor\n"
+STOPPED = "Got the  signal for 2\n"
+
+EVENTS = SENSORS + """
+steps { at: 0 cells { sub: 0
+  cells { timestamp: 5000 timestamp_type: 1 registered: true cell_type: 3 lte {
+    cell_identity { mcc: 310 mnc: 260 ci: 12345 pci: 101 tac: 7 earfcn: 5230 }
+    signal_strength { signal_strength: 20 rsrp: -95 rsrq: -10 rssnr: 12 cqi: 9 timing_advance: 3 } } }
+  cells { cell_type: 6 nr { cell_identity { ci: 68719476741 } } } } }
+steps { at: 0.1 highspeed_rail { sub: 1 lte: true } }
+steps { at: 0.2 error { error: 4 } }
+steps { at: 0.3 raw { msg_id: 1286 payload: "?" } }
+steps { at: 0.4 voice_calls { calls { call_id: 1 call_state: 5 } } }
+steps { at: 0.5 cells { sub: 0 } }
+"""
+
+EVENT_REPORTS = f"""\
+Payload size: 80
+10 61 8 136 39 16 1 24 1 32 3 58 50 10 16 8 182 2 16 132 2 24 185 96 32 101 40 7 48 238 40 18 30 8 20 16 161 255 255 \
+255 255 255 255 255 255 1 24 246 255 255 255 255 255 255 255 255 1 32 12 40 9 48 3 10 13 32 6 82 9 10 7 24 133 128 \
+128 128 128 2 16 0 \n\
+Received serving neighboring cell info on Sub :0
+serving neighboring cell info. Number of cells: 2
+
+=== Cell 1 === {{{LOG_TIME},Cell Type: 3,Timestamp: 5000,Timestamp Type: 1,Registered: 1}}
+
+== LTE Cell Identity == {{MCC: 310,MNC: 260,CI: 12345,PCI: 101,TAC: 7,EARFCN: 5230}}
+
+== LTE Signal Strength == {{Signal Strength: 20,RSRP: -95,RSRQ: -10,RSSNR: 12,CQI: 9,Timing Advance: 3}}
+
+=== Cell 2 === {{{LOG_TIME},Cell Type: 6,Timestamp: 0,Timestamp Type: 0,Registered: 0}}
+
+== NR Cell Identity == {{MCC: 0,MNC: 0,CI: 68719476741,PCI: 0,TAC: 0,EARFCN: 0}}
+
+== NR Signal Strength == {{RSRP: 0,RSRQ: 0,RSSNR: 0,CQI: 0}}
+{no_cells(1)}Payload size: 4
+Received HST info on Sub :1
+hst info-LTE 1
+hst info-NR5G 0
+{no_cells(0)}"""
+
+LINE_FORMS = "|".join((
+    r"Input given 2", r"Streaming sensor rate : 2000", r"Listening For streaming sensor", r"Got the  signal for 2",
+    r"Payload size: \d+", r"(\d+ )+", r"Received serving neighboring cell info on Sub :\d",
+    r"serving neighboring cell info\. Number of cells: \d", r"",
+    r"=== Cell \d === \{Log Time: #{10},Cell Type: \d,Timestamp: \d+,Timestamp Type: \d,Registered: [01]\}",
+    r"== \w+ (Cell Identity|Signal Strength) == \{([\w ]+: -?\d+,?)+\}"))
+
+
+def announced(*arguments):
+    """What the terminal shows before the pid file is written."""
+    values = dict(argument.split("=", 1) for argument in arguments)
+    keys = "".join("Key: {}, Value: {}\n".format(*argument.split("=", 1)) for argument in arguments)
+    return keys + f"""\
+Connect to WWAN sensor pass 2 mandatory parameters and 1 option parameter
+adb shell /vendor/bin/cellscope operation=<operation> request_id=<request_id> file_name=<file_name.txt>
+<request_id> : Any long or integer or any string just for reference
+<operation> :
+        1. Connect to Voice Call Indications \n\
+        2. Connect to Streaming sensor \n\
+<file_name> : Name the file to dump the output <filename.txt>
+pid will be saved in /data/local/tmp/wwan_test_output_pid.txt
+To Exit adb shell kill -2 (pidof cellscope)
+argstring {arguments[0]}
+""" + (f"Request Id{values.get('request_id', -1)}\n" if values.get("request_id") != "abc" else "")
+
+
+class AutomationTest(EndToEndTest):
+
+    def stop(self, run):
+        run.interrupt()
+        self.assertEqual(0, run.wait())
+
+    def test_on_change_whole_run(self):
+        arguments = ("operation=1", "request_id=7", "filename=drive.txt", "file_name=unused.txt")
+        run = self.start(*arguments, scenario=EVENTS)
+        self.wait_for_output(LISTENING, "drive.txt")
+        self.stop(run)
+        self.assertEqual(announced(*arguments) + found("wwan"), run.out)
+        self.assertEqual(ON_CHANGE + "event_cb:645, Received error event 4\n"
+                         "event_cb:756, Received unknown message ID 1286\n", run.err)
+        self.assertEqual("Input given 1\nconnecting to on-change sensor\n" + EVENT_REPORTS + LISTENING + STOPPED,
+                         read("output/drive.txt"))
+        self.assertEqual(f"Request_7 : {run.pid}\n", read("output/wwan_test_output_pid_7.txt"))
+        self.assertEqual(["drive.txt", "wwan_test_output_pid_7.txt"], sorted(os.listdir("output")))
+
+    def test_every_technology_within_ten_seconds(self):
+        run = self.start("operation=1")
+        self.wait_for_output("=== Cell 1 === {")
+        seen = {}
+        for technology in ("GSM", "CDMA", "EVDO", "LTE", "WCDMA", "TDSCDMA", "NR"):
+            seen[technology] = f"\n== {technology} Signal Strength == {{"
+        until(lambda: all(text in read("output/wwan_test_output.txt") for text in seen.values()), seen, 10)
+        self.stop(run)
+
+    def test_streaming(self):
+        run = self.start("operation=2", "request_id=1", "rate=5", scenario=SENSORS)
+        count = lambda: read("output/wwan_test_output.txt").count(no_cells())
+        until(lambda: count() >= 1, "the first report")
+        begin = time.monotonic()
+        until(lambda: count() >= 11, "ten reports more")
+        self.assertGreater(time.monotonic() - begin, 1.5)
+        self.stop(run)
+        output = read("output/wwan_test_output.txt")
+        self.assertEqual("Input given 2\nStreaming sensor rate : 5\n" + no_cells() * count() + STOPPED,
+                         output.replace(LISTENING_STREAM, ""))
+        self.assertIn(LISTENING_STREAM, output)
+        self.assertEqual(announced("operation=2", "request_id=1", "rate=5") + found("wwan_stream"), run.out)
+        self.assertEqual(ATTRIBUTES + "send_config_req:845, sending on normal config request and sample rate 5\n",
+                         run.err)
+
+    def test_streaming_without_rate_is_a_self_test(self):
+        run = self.start("operation=2", scenario=EVENTS)
+        self.wait_for_output(LISTENING_STREAM)
+        self.stop(run)
+        self.assertEqual("Input given 2\nStreaming sensor rate : -1\n" + LISTENING_STREAM + STOPPED,
+                         read("output/wwan_test_output.txt"))
+        self.assertEqual("send_selftest_req:772, sending self test request\n", run.err)
+
+    def test_voice_calls(self):
+        run = self.start("operation=3", "request_id=9", scenario=SENSORS + """
+            steps { at: 1 voice_calls { sub: 0 calls { call_id: 1 call_state: 5 } } }
+            steps { at: 11.5 voice_calls { sub: 0 calls { call_id: 1 call_state: 2 } calls { call_id: 2 } } }""")
+        self.wait_for_output("Listening For Voice Call status indication\n")
+        self.stop(run)
+        calls = f"{LOG_TIME}, Received voice call info on Sub:0, voice call info-Number of calls: "
+        self.assertEqual("Input given 3\nconnecting to on-change sensor\n" + no_cells()
+                         + calls + "1: [{ Call: 1, CallID: 1, CallState: 5}]\n"
+                         + calls + "2: [{ Call: 1, CallID: 1, CallState: 2}{ Call: 2, CallID: 2, CallState: 0}]\n"
+                         + "Listening For Voice Call status indication\n" + STOPPED,
+                         read("output/wwan_test_output.txt"))
+        self.assertEqual(ON_CHANGE + "register_voice_call_status:1490, sending set_report_voice_calls request\n",
+                         run.err)
+
+    def test_runs_that_end_at_once(self):
+        no_number = "terminate called after throwing an instance of 'std::invalid_argument'\n  what():  {}\n"
+        # Arguments, exit status, standard error, output file (none: there is none), whether there is a pid file.
+        cases = (
+            (("operation=7", "request_id=5"), 0, "", "Input given 7\n", True),
+            (("operation=7z", "request_id=5", "filename=-1"), 0, "", "Input given 7\n", True),
+            (("operation=1", "request_id=abc"), -signal.SIGABRT, no_number.format("stol"), None, False),
+            (("operation=x", "request_id=5"), -signal.SIGABRT, no_number.format("stoi"), "", True),
+        )
+        output, pid_file = pathlib.Path("output/wwan_test_output.txt"), "output/wwan_test_output_pid_5.txt"
+        for arguments, status, diagnostics, written, identified in cases:
+            with self.subTest(arguments):
+                run = self.start(*arguments)
+                self.assertEqual((status, diagnostics), (run.wait(), run.err))
+                self.assertEqual(announced(*arguments), run.out)
+                self.assertEqual(written, output.read_text() if output.exists() else None)
+                self.assertEqual(f"Request_5 : {run.pid}\n" if identified else "", read(pid_file))
+                output.unlink(missing_ok=True)
+                pathlib.Path(pid_file).unlink(missing_ok=True)
+
+    def test_old_output_file_is_replaced(self):
+        old = pathlib.Path("output/old.txt")
+        old.write_text("a line of an earlier run\n" * 10)
+        os.link(old, "kept.txt")
+        self.assertEqual(0, self.start("operation=7", "filename=old.txt").wait())
+        self.assertEqual("Input given 7\n", read(old))
+        self.assertEqual("a line of an earlier run\n" * 10, read("kept.txt"))
+
+    def test_missing_output_directory(self):
+        os.rmdir("output")
+        run = self.start("operation=1", scenario=EVENTS)
+        run.says("event_cb:756, Received unknown message ID 1286")
+        self.stop(run)
+        # Stopped while it settles: it says once more that it listens, on the terminal that it has got back.
+        self.assertEqual(announced("operation=1") + found("wwan") + LISTENING, run.out)
+        self.assertFalse(os.path.exists("output"))
+
+    def test_stopped_while_events_pour_in(self):
+        run = self.start("operation=2", "request_id=3", "rate=2000")
+        until(lambda: read("output/wwan_test_output.txt").count("Payload size") > 500, "500 reports")
+        hub = run.hub()
+        begin = time.monotonic()
+        self.stop(run)
+        self.assertLess(time.monotonic() - begin, 5)
+        self.assertFalse(is_running(hub))
+        *lines, after_last = read("output/wwan_test_output.txt").split("\n")
+        self.assertEqual("", after_last)
+        self.assertEqual([], [line for line in lines if not re.fullmatch(LINE_FORMS, line)])
+        self.assertEqual(1, lines.count(STOPPED.rstrip()))
+        self.assertRegex(run.out, r"Sensor suid list created\n$")

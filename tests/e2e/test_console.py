@@ -1,0 +1,225 @@
+"""The console on a pseudo-terminal: whole transcripts, piece by piece, and what is said on standard error."""
+
+import signal
+
+from support import ATTRIBUTES, LOG_TIME, ON_CHANGE, SENSORS, EndToEndTest, found, is_running, no_cells, until
+
+MENU = """\
+connect to WWAN sensor \n\
+Enter 1 for On-change sensor \n\
+Enter 2 for Streaming Sensor \n\
+Enter 3 to Disconnect \n\
+Enter 4 to send signal info \n\
+Enter 5 to send empty signal_config \n\
+Enter 6 to send GSM signal_config \n\
+Enter 7 to register for voice_call_status \n\
+Enter 8 to Connect to Streaming sensor(Query Mode) \n\
+Enter 9 to Query cell-location-info \n\
+Enter 10 to register for rrc state info \n\
+Enter 11 to reconnect to sensor \n\
+Enter -1 to Exit
+"""
+NOTE = "Please note this request will only work once option 1 or 2 \n is selected prior to this. \n"
+ASK_SUB = "Enter sub id for this request (0 or 1)\n"
+ASK_SIG_INFO = NOTE + "Enter the sig_info \n" + ASK_SUB
+EMPTY_CONFIG = NOTE + "send empty sig_info\n" + ASK_SUB
+GSM_CONFIG = NOTE + "send geran sig_info\n" + ASK_SUB
+VOICE_CALLS = NOTE + "register for voice_call_status indications \n"
+RRC_STATES = ("Please note this request will only work once option 1 has been selected\n prior to this. \n"
+              "register for rrc state indication \n")
+QUERY_MODE = "connecting to streaming sensor(Query Mode)\n"
+STREAMING = "connecting to streaming sensor\nEnter the duration: \n"
+
+ENABLE = "Enable Measurement type (1 to Enable/0 to Disable) \n"
+DETAILS = "enter hysteresis millisec \nenter hysteresis dB \nenter thresholds size \n"
+ARRAY = "enter thresholds array \n"
+# Each technology and measurement that is asked for, and how its dialog begins.
+DIALOGS = (
+    ("GERAN", "Mesaument type is set as RSSI for GERAN\n"),
+    ("UTRAN", "Mesaument type is set as RSCP for UTRAN\n"),
+    ("EUTRAN(type=RSRP)", "Selected Mesaument type is RSRP for EUTRAN\n"),
+    ("EUTRAN(type=RSRQ)", "Selected Mesaument type is RSRQ for EUTRAN\n"),
+    ("EUTRAN(type=RSSNR)", "Selected Mesaument type is RSSNR for EUTRAN\n"),
+    ("NGRAN(type=SSRSRP)", "Selected Mesaument type is SSRSRP for NGRAN\n"),
+    ("NGRAN(type=SSRSRQ)", "Selected Mesaument type is SSRSRQ for NGRAN\n"),
+    ("NGRAN(type=SSSINR)", "Selected Mesaument type is SSSINR for NGRAN\n"),
+    ("CDMA2000", " Mesaument type is RSSI for CDMA2000\n"),
+)
+
+# Said on standard error: by function and line, what is sent, and that it could not be.
+SENT_ALL = "send_all_ran_info:1462, sending all_ran config request \n"
+SENT_EMPTY = "send_empty_sig_info:1017, sending empty config request\nsend_empty_sig_info:1022, sending empty config "
+SENT_GSM = "send_geran_sig_info:1553, sending geran config request\nsend_geran_sig_info:1580, sending geran config "
+SENT_VOICE = "register_voice_call_status:1490, sending set_report_voice_calls request\n"
+SENT_RRC = "register_rrc_state_indication:1521, sending set_report_rrc_state_info request\n"
+SENT_QUERY = "query_cell_location_info:1608, sending query_cell_info request\n"
+SELF_TEST = "send_selftest_req:772, sending self test request\n"
+# The fixed configuration up to its first zero: the hysteresis.
+GSM_BYTES = "\x08\x01\x12\x36\x08\x01\x10\x01\x18\x01\x20"
+
+ACTIVITY = SENSORS + """
+steps { at: 0 voice_calls { sub: 0 calls { call_id: 1 call_state: 3 } calls { call_id: 2 call_state: 5 } } }
+steps { at: 0 rrc_states { sub: 1 wcdma_rrc_state: 1 nr5g_rrc_state: 2 } }
+"""
+CALLS_REPORT = (f"{LOG_TIME}, Received voice call info on Sub:0, voice call info-Number of calls: 2: "
+                "[{ Call: 1, CallID: 1, CallState: 3}{ Call: 2, CallID: 2, CallState: 5}]\n")
+RRC_REPORT = (f"{LOG_TIME}, Received rrc state info on Sub:1, \n{{ WCDMA RRC STATE: 1 }}\n{{ NR5G RRC STATE: 2 }}\n\n")
+LOCATION_REPORT = """\
+Payload size: 10
+10 2 16 0 10 2 16 1 16 0 \n\
+Received serving neighboring cell info with status :0
+serving neighboring cell info. Number of cells: 2
+Received serving neighboring cell info on Sub :0
+serving neighboring cell info. Number of cells: 0
+Received serving neighboring cell info on Sub :1
+serving neighboring cell info. Number of cells: 0
+"""
+
+
+def not_sent(function, line):
+    return f"{function}:{line}, Error in sending request\n"
+
+
+def verdict(error):
+    return f"Payload size: {2}\nerror info: {error}\n"
+
+
+def streaming(rate):
+    return ATTRIBUTES + f"send_config_req:845, sending on normal config request and sample rate {rate}\n"
+
+
+def asked(*entered):
+    """The questions of choice 4 with these dialogs in place: what they ask after their announcement, by name."""
+    texts = dict(entered)
+    return "".join(f"{name} Config: 1 to Enter : 0 to skip \n" + (dialog + texts[name] if name in texts else "")
+                   for name, dialog in DIALOGS)
+
+
+class ConsoleTest(EndToEndTest):
+
+    def open(self, scenario=None, **environment):
+        console = self.start(scenario=scenario, **environment)
+        console.shows(MENU)
+        return console
+
+    def converse(self, console, *turns):
+        """Types the first of each turn; the second must come, then the menu, and the third, a report, in between."""
+        for typed, shown, *reports in turns:
+            console.type(typed)
+            console.shows(shown + MENU, "".join(reports))
+
+    def leave(self, console, diagnostics):
+        console.type("-1\n")
+        console.ends()
+        self.assertEqual(diagnostics, console.err)
+
+    def test_choices_without_a_connection(self):
+        console = self.open()
+        self.converse(
+            console,
+            ("3\n", "diconnect client\n"),
+            ("4\n0 0 0 0 0 0 0 0 0 0\n", ASK_SIG_INFO + asked()),
+            ("5\n0\n", EMPTY_CONFIG),
+            ("6 1\n", GSM_CONFIG),
+            ("7\n", VOICE_CALLS),
+            ("9\n", "Query Cell-location info\n"),
+            ("10\n", RRC_STATES))
+        self.leave(console, SENT_ALL + not_sent("send_all_ran_info", 1479)
+                   + SENT_EMPTY + "request \x08\n" + not_sent("send_empty_sig_info", 1039)
+                   + SENT_GSM + f"request {GSM_BYTES}\n" + not_sent("send_geran_sig_info", 1597)
+                   + SENT_VOICE + not_sent("register_voice_call_status", 1510)
+                   + SENT_QUERY + not_sent("query_cell_location_info", 1627)
+                   + SENT_RRC + not_sent("register_rrc_state_indication", 1541))
+
+    def test_ways_out(self):
+        for typed in ("-1\n", "0\n", "12\n", "-7\n", "exit\n", "\x04"):
+            with self.subTest(typed):
+                console = self.open()
+                console.type(typed)
+                console.ends()
+        with self.subTest("no number where a sub id is asked for"):
+            console = self.open()
+            self.converse(console, ("5\nnone\n", EMPTY_CONFIG))
+            console.ends()
+
+    def test_on_change_sensor(self):
+        console = self.open(ACTIVITY)
+        self.converse(
+            console,
+            ("1\n", "connecting to on-change sensor\n" + found("wwan"), no_cells(0), no_cells(1)),
+            ("5\n0\n", EMPTY_CONFIG, verdict(0)),
+            ("6\n1\n", GSM_CONFIG, verdict(0)),
+            ("5\n2\n", EMPTY_CONFIG, verdict(1)),
+            ("7\n", VOICE_CALLS, CALLS_REPORT),
+            ("10\n", RRC_STATES, RRC_REPORT),
+            ("9\n", "Query Cell-location info\n", LOCATION_REPORT),
+            ("3\n", "diconnect client\n"),
+            ("3\n", "diconnect client\n"),
+            ("9\n", "Query Cell-location info\n"),
+            ("11\n", "reconnect to sensor \nsensor name is wwan \n" + found("wwan"), no_cells(0), no_cells(1)))
+        self.leave(console, ON_CHANGE + SENT_EMPTY + "request \x08\n" + SENT_GSM + f"request {GSM_BYTES}\n"
+                   + SENT_EMPTY + "request \x08\x02\n" + SENT_VOICE + SENT_RRC + SENT_QUERY
+                   + SENT_QUERY + not_sent("query_cell_location_info", 1627) + ON_CHANGE)
+
+    def test_streaming_sensor_and_query_mode(self):
+        console = self.open(SENSORS)
+        stream = found("wwan_stream")
+        self.converse(
+            console,
+            ("2\n-4\n", STREAMING + stream),
+            ("8\n", QUERY_MODE + stream, no_cells()),
+            ("11\n", "reconnect to sensor \nsensor name is wwan_stream \n" + stream, no_cells()),
+            # Once in query mode, always in query mode: one report at this rate, too.
+            ("2\n50\n", STREAMING + stream, no_cells()),
+            ("9\n", "Query Cell-location info\n", LOCATION_REPORT.replace("10\n10 2 16 0 10 2 16 1", "6\n10 2 16 0")
+             .replace("cells: 2", "cells: 1").rpartition("Received")[0]))
+        self.leave(console, SELF_TEST + streaming(0) + streaming(0) + streaming(50) + SENT_QUERY)
+
+    def test_thresholds(self):
+        console = self.open(SENSORS)
+        self.converse(
+            console,
+            # A self-test connects without a pause.
+            ("2\n-1\n", STREAMING + found("wwan_stream")),
+            # Every dialog, the values on a line each or together.
+            ("4\n0\n" + "1\n1\n500\n2\n4\n-115 -95 -85 -40\n" + "1 1 0 0 0\n" + "1 1 9 1 1 -100\n" + "1 2\n" * 6,
+             ASK_SIG_INFO + asked(
+                 ("GERAN", ENABLE + DETAILS + ARRAY), ("UTRAN", ENABLE + DETAILS),
+                 ("EUTRAN(type=RSRP)", ENABLE + DETAILS + ARRAY), *((name, ENABLE) for name, _ in DIALOGS[3:])),
+             verdict(0)),
+            ("4 0  0 0 1 1 0 0 2 -90 -100  0 2 0 0 0 0\n",
+             ASK_SIG_INFO + asked(("EUTRAN(type=RSRP)", ENABLE + DETAILS + ARRAY)), verdict(6)),
+            ("4 0  1 1 0 -1 -5  0 0 0 0 0 0 0 0\n", ASK_SIG_INFO + asked(("GERAN", ENABLE + DETAILS)), verdict(4)),
+            ("4 3  0 0 0 0 0 0 0 0 0\n", ASK_SIG_INFO + asked(), verdict(1)))
+        self.leave(console, SELF_TEST + SENT_ALL * 4)
+
+    def test_reports_come_while_a_prompt_waits(self):
+        console = self.open(SENSORS + "steps { at: 3 cells { sub: 1 cells { cell_type: 7 } } }")
+        self.converse(console, ("2\n0\n", STREAMING + found("wwan_stream"), no_cells(1)))
+        console.type("6\n")
+        console.shows(GSM_CONFIG)
+        console.shows("Payload size: 6\n10 2 32 7 16 1 \nReceived serving neighboring cell info on Sub :1\n"
+                      "serving neighboring cell info. Number of cells: 1\n\n"
+                      f"=== Cell 1 === {{{LOG_TIME},Cell Type: 7,Timestamp: 0,Timestamp Type: 0,Registered: 0}}\n")
+        self.converse(console, ("1\n", "", verdict(0)))
+        self.leave(console, streaming(0) + SENT_GSM + f"request {GSM_BYTES}\n")
+
+    def test_no_number_where_a_rate_is_asked_for(self):
+        console = self.open(SENSORS)
+        self.converse(console, ("2\nfast\n", STREAMING + found("wwan_stream"), no_cells()))
+        console.ends()
+        self.assertEqual(streaming(0), console.err)
+
+    def test_interrupt_ends_the_client_and_its_private_hub_only(self):
+        shared_hub = self.serve(SENSORS)
+        joined = self.open(KELVANE_HUB_SOCKET="hub.sock")
+        private = self.open(SENSORS)
+        for console in (joined, private):
+            self.converse(console, ("2\n-1\n", STREAMING + found("wwan_stream")))
+        private_hub = private.hub()
+        for console in (joined, private):
+            console.type("\x03")
+            console.ends(-signal.SIGINT)
+        until(lambda: not is_running(private_hub), "the private hub to end")
+        self.assertTrue(is_running(shared_hub.pid))
+        self.converse(self.open(KELVANE_HUB_SOCKET="hub.sock"), ("2\n-1\n", STREAMING + found("wwan_stream")))

@@ -22,7 +22,8 @@ bool ChangeFilter::wants(const Cells& cells, ScenarioTime now, std::string& why)
     why = "the first report: reported";
     return true;
   }
-  const auto since = std::chrono::duration_cast<std::chrono::milliseconds>(now - last_->time);
+  // Rounded: at some speeds two seconds of scenario time come out as a hair less.
+  const auto since = std::chrono::round<std::chrono::milliseconds>(now - last_->time);
   const auto decision = decide_report(config_, last_->cells, cells, since);
   why = join(decision.reasons);
   return decision.report;

@@ -1,9 +1,12 @@
 // kelvane-hub: a simulated sensor hub, and tools for what it plays.
 
+#include <google/protobuf/stubs/common.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <optional>
 #include <string>
 
 #include "hub/import.h"
@@ -29,6 +32,7 @@ struct ImportOptions {
 };
 
 void serve(const ServeOptions& options) {
+  if (options.listen.empty() && options.control_fd == -1) throw InputError("serve: expected --listen PATH, found none");
   ServerSettings settings{options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario),
                           options.speed, options.explain};
   auto source = options.listen.empty() ? connections_from(UniqueFd(options.control_fd)) : listen_at(options.listen);
@@ -40,7 +44,12 @@ void serve(const ServeOptions& options) {
 void check(const std::string& file) { std::cout << describe(load_scenario(file)); }
 
 void import(const ImportOptions& options) {
-  const auto plmn = options.plmn.empty() ? std::nullopt : std::optional(parse_plmn(options.plmn));
+  std::optional<Plmn> plmn;
+  try {
+    if (!options.plmn.empty()) plmn = parse_plmn(options.plmn);
+  } catch (const InputError& error) {
+    throw InputError(std::string("--plmn: ") + error.what());
+  }
   write_scenario(import_drive(options.csv, plmn), options.output);
 }
 
@@ -51,13 +60,11 @@ void add_serve(CLI::App& app, ServeOptions& options) {
       "  kelvane-hub serve --listen /tmp/hub.sock --scenario drive.textproto --speed 10 &\n"
       "  KELVANE_HUB_SOCKET=/tmp/hub.sock cellscope\n\n"
       "Scenario time starts when a client first configures a sensor. SIGINT or SIGTERM ends the hub.\n");
-  auto* where = command->add_option_group("where");
-  where->add_option("--listen", options.listen, "Socket to listen on; only the user who runs the hub can connect")
-      ->type_name("PATH");
-  where->add_option("--control-fd", options.control_fd, "Take connections from this descriptor (for private hubs)")
-      ->type_name("N")
-      ->check(CLI::NonNegativeNumber);
-  where->require_option(1);
+  auto* listen = command->add_option("--listen", options.listen,
+                                     "Socket to listen on; only the user who runs the hub can connect");
+  listen->type_name("PATH");
+  // For the session library, which starts private hubs: connections come through this descriptor. Not in the help.
+  command->add_option("--control-fd", options.control_fd)->group("")->check(CLI::NonNegativeNumber)->excludes(listen);
   command->add_option("--scenario", options.scenario, "Scenario to play (default: the built-in one)")
       ->type_name("FILE")
       ->envname("KELVANE_HUB_SCENARIO");
@@ -112,12 +119,15 @@ int run(int argc, char** argv) {
 }  // namespace kelvane_hub
 
 int main(int argc, char** argv) {
+  int status = 1;
   try {
-    return kelvane_hub::run(argc, argv);
+    status = kelvane_hub::run(argc, argv);
   } catch (const kelvane_hub::InputError& error) {
     (void)std::fprintf(stderr, "%s\n", error.what());
   } catch (const std::exception& error) {
     (void)std::fprintf(stderr, "kelvane-hub: %s\n", error.what());
   }
-  return 1;
+  // Or else leak checkers take the library's tables for lost.
+  google::protobuf::ShutdownProtobufLibrary();
+  return status;
 }

@@ -32,7 +32,7 @@ struct ImportOptions {
 };
 
 void serve(const ServeOptions& options) {
-  if (options.listen.empty() && options.control_fd == -1) throw InputError("serve: expected --listen PATH, found none");
+  if (options.listen.empty() == (options.control_fd == -1)) throw InputError("serve: expected --listen PATH");
   ServerSettings settings{options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario),
                           options.speed, options.explain};
   auto source = options.listen.empty() ? connections_from(UniqueFd(options.control_fd)) : listen_at(options.listen);
@@ -60,11 +60,10 @@ void add_serve(CLI::App& app, ServeOptions& options) {
       "  kelvane-hub serve --listen /tmp/hub.sock --scenario drive.textproto --speed 10 &\n"
       "  KELVANE_HUB_SOCKET=/tmp/hub.sock cellscope\n\n"
       "Scenario time starts when a client first configures a sensor. SIGINT or SIGTERM ends the hub.\n");
-  auto* listen = command->add_option("--listen", options.listen,
-                                     "Socket to listen on; only the user who runs the hub can connect");
-  listen->type_name("PATH");
+  command->add_option("--listen", options.listen, "Socket to listen on; only the user who runs the hub can connect")
+      ->type_name("PATH");
   // For the session library, which starts private hubs: connections come through this descriptor. Not in the help.
-  command->add_option("--control-fd", options.control_fd)->group("")->check(CLI::NonNegativeNumber)->excludes(listen);
+  command->add_option("--control-fd", options.control_fd)->group("")->check(CLI::NonNegativeNumber);
   command->add_option("--scenario", options.scenario, "Scenario to play (default: the built-in one)")
       ->type_name("FILE")
       ->envname("KELVANE_HUB_SCENARIO");

@@ -81,7 +81,7 @@ def not_sent(function, line):
 
 
 def verdict(error):
-    return f"Payload size: {2}\nerror info: {error}\n"
+    return f"Payload size: 2\nerror info: {error}\n"
 
 
 def streaming(rate):

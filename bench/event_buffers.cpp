@@ -29,7 +29,7 @@ void fill_cdma(mox_wwan_cell_info_cdma& cell) {
           &Identity::set_base_station_id, &Identity::set_longitude, &Identity::set_latitude);
   set_all(*cell.mutable_signal_strength(), -90, &mox_wwan_signal_strength_cdma::set_dbm,
           &mox_wwan_signal_strength_cdma::set_ecio);
-  set_all(*cell.mutable_signal_strength_evdo(), -90, &Evdo::set_dbm, &Evdo::set_ecio, &Evdo::set_snr);
+  set_all(*cell.mutable_signal_strength_evdo(), -80, &Evdo::set_dbm, &Evdo::set_ecio, &Evdo::set_snr);
 }
 
 void fill_lte(mox_wwan_cell_info_lte& cell) {

@@ -1,4 +1,4 @@
-// Event buffers as a hub sends them, for measurements.
+// Event buffers as a hub sends them, for measurements and tests.
 #pragma once
 
 #include <string>

@@ -32,6 +32,44 @@ ATTRIBUTES = "event_cb:666, attribute ID :16\n"
 ON_CHANGE = ATTRIBUTES + "send_onchange_config_req:814, sending on change config request\n"
 NOT_OPENED = "get Suidfailed to open ISession for suid discovery"
 
+LISTENING = "Listening For On Change Sensor indications\n"
+STOPPED = "Got the  signal for 2\n"
+
+MENU = """\
+connect to WWAN sensor \n\
+Enter 1 for On-change sensor \n\
+Enter 2 for Streaming Sensor \n\
+Enter 3 to Disconnect \n\
+Enter 4 to send signal info \n\
+Enter 5 to send empty signal_config \n\
+Enter 6 to send GSM signal_config \n\
+Enter 7 to register for voice_call_status \n\
+Enter 8 to Connect to Streaming sensor(Query Mode) \n\
+Enter 9 to Query cell-location-info \n\
+Enter 10 to register for rrc state info \n\
+Enter 11 to reconnect to sensor \n\
+Enter -1 to Exit
+"""
+NOTE = "Please note this request will only work once option 1 or 2 \n is selected prior to this. \n"
+ASK_SUB = "Enter sub id for this request (0 or 1)\n"
+ASK_SIG_INFO = NOTE + "Enter the sig_info \n" + ASK_SUB
+
+ENABLE = "Enable Measurement type (1 to Enable/0 to Disable) \n"
+DETAILS = "enter hysteresis millisec \nenter hysteresis dB \nenter thresholds size \n"
+ARRAY = "enter thresholds array \n"
+# Each technology and measurement that is asked for, and how its dialog begins.
+DIALOGS = (
+    ("GERAN", "Mesaument type is set as RSSI for GERAN\n"),
+    ("UTRAN", "Mesaument type is set as RSCP for UTRAN\n"),
+    ("EUTRAN(type=RSRP)", "Selected Mesaument type is RSRP for EUTRAN\n"),
+    ("EUTRAN(type=RSRQ)", "Selected Mesaument type is RSRQ for EUTRAN\n"),
+    ("EUTRAN(type=RSSNR)", "Selected Mesaument type is RSSNR for EUTRAN\n"),
+    ("NGRAN(type=SSRSRP)", "Selected Mesaument type is SSRSRP for NGRAN\n"),
+    ("NGRAN(type=SSRSRQ)", "Selected Mesaument type is SSRSRQ for NGRAN\n"),
+    ("NGRAN(type=SSSINR)", "Selected Mesaument type is SSSINR for NGRAN\n"),
+    ("CDMA2000", " Mesaument type is RSSI for CDMA2000\n"),
+)
+
 
 def found(data_type):
     """What standard output shows of finding one of SENSORS."""
@@ -42,6 +80,16 @@ def found(data_type):
 def no_cells(sub=0):
     return (f"Payload size: 2\n16 {sub} \nReceived serving neighboring cell info on Sub :{sub}\n"
             "serving neighboring cell info. Number of cells: 0\n")
+
+
+def verdict(error):
+    return f"Payload size: 2\nerror info: {error}\n"
+
+
+def asked(dialogs):
+    """The questions of choice 4; of each dialog that is entered, by name, what follows its announcement."""
+    return "".join(f"{name} Config: 1 to Enter : 0 to skip \n"
+                   + (announcement + dialogs[name] if name in dialogs else "") for name, announcement in DIALOGS)
 
 
 def varint(number):
@@ -101,16 +149,20 @@ def pieces(text):
     return re.findall(r"SUID received.*|\nSensor.*\n|.*\n|.+", text)
 
 
-def is_interleaving(text, first, second):
-    """Whether text consists of the pieces of both lists, each list in its order."""
+def difference(text, first, second):
+    """Nothing if text consists of the pieces of both lists, each list in its order; else where it ceases to."""
     reached = {(0, 0, 0)}
-    while reached and (len(text), len(first), len(second)) not in reached:
-        by_first = {(at + len(first[i]), i + 1, j) for at, i, j in reached
-                    if i < len(first) and text.startswith(first[i], at)}
-        by_second = {(at + len(second[j]), i, j + 1) for at, i, j in reached
-                     if j < len(second) and text.startswith(second[j], at)}
-        reached = by_first | by_second
-    return bool(reached)
+    while (len(text), len(first), len(second)) not in reached:
+        furthest = reached
+        reached = {(at + len(first[i]), i + 1, j) for at, i, j in furthest
+                   if i < len(first) and text.startswith(first[i], at)}
+        reached |= {(at + len(second[j]), i, j + 1) for at, i, j in furthest
+                    if j < len(second) and text.startswith(second[j], at)}
+        if not reached:
+            at, i, j = max(furthest)
+            return (f"after {text[max(0, at - 200):at]!r} came {text[at:at + 200]!r}, "
+                    f"expected {first[i:i + 1]} or {second[j:j + 1]}")
+    return None
 
 
 class Program:
@@ -180,8 +232,7 @@ class Console(Program):
         size = len(text) + len(reports)
         self._read(lambda: len(self.unread) >= size)
         shown, self.unread = self.unread[:size], self.unread[size:]
-        if not is_interleaving(shown, pieces(text), pieces(reports)):
-            self.test.assertEqual(text + reports, shown)
+        self.test.assertIsNone(difference(shown, pieces(text), pieces(reports)))
 
     def ends(self, status=0):
         """Asserts that the client ends with this status and has nothing more to say."""
@@ -224,6 +275,10 @@ class EndToEndTest(unittest.TestCase):
         hub = Program(self, command, {})
         until(lambda: hub.out == "kelvane-hub: listening on hub.sock\n", "the hub to listen")
         return hub
+
+    def stop(self, run):
+        run.interrupt()
+        self.assertEqual(0, run.wait())
 
     def hub_command(self, *arguments):
         """Runs kelvane-hub to its end: exit status, standard output, standard error."""

@@ -6,11 +6,10 @@ import re
 import signal
 import time
 
-from support import ATTRIBUTES, LOG_TIME, ON_CHANGE, SENSORS, EndToEndTest, found, is_running, no_cells, read, until
+from support import (ATTRIBUTES, LISTENING, LOG_TIME, ON_CHANGE, SENSORS, STOPPED, EndToEndTest, found, is_running,
+                     no_cells, read, until)
 
-LISTENING = "Listening For On Change Sensor indications\n"
 LISTENING_STREAM = "Listening For streaming sensor\n"
-STOPPED = "Got the  signal for 2\n"
 
 EVENTS = SENSORS + """
 steps { at: 0 cells { sub: 0
@@ -77,10 +76,6 @@ argstring {arguments[0]}
 
 
 class AutomationTest(EndToEndTest):
-
-    def stop(self, run):
-        run.interrupt()
-        self.assertEqual(0, run.wait())
 
     def test_on_change_whole_run(self):
         arguments = ("operation=1", "request_id=7", "filename=drive.txt", "file_name=unused.txt")

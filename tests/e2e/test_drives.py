@@ -9,38 +9,39 @@ import pathlib
 import subprocess
 import typing
 
-from support import LOG_TIME, EndToEndTest, field, is_interleaving, pieces, read, until
-from test_console import ARRAY, ASK_SIG_INFO, DETAILS, ENABLE, MENU, asked, verdict
+from support import (ARRAY, ASK_SIG_INFO, CLIENT, DETAILS, DIALOGS, ENABLE, LISTENING, LOG_TIME, MENU, SENSORS, STOPPED,
+                     EndToEndTest, Program, asked, difference, field, found, pieces, read, until, verdict)
 
-TRACES = pathlib.Path(os.environ.get("CELLSCOPE_TRACES", "no traces"))
-SPEED = "400"
+TRACES = pathlib.Path(os.environ.get("CELLSCOPE_TRACES", "traces"))
+# At an odd speed no step is at a whole number of milliseconds.
+PLAYED_FAST = {"KELVANE_HUB_SCENARIO": "drive.textproto", "KELVANE_HUB_SPEED": "700"}
+# An event after the last row shows that all has been played.
+AFTER_LAST = "Payload size: 0\nReceived HST info on Sub :0\nhst info-LTE 0\nhst info-NR5G 0\n"
 
-GSM, LTE, WCDMA, NR = 1, 3, 4, 6
+GSM, CDMA, LTE, WCDMA, NR = 1, 2, 3, 4, 6
 CELL_TYPES = {"5G": NR, "LTE": LTE, "UMTS": WCDMA, "HSPA": WCDMA, "HSPA+": WCDMA, "HSDPA": WCDMA, "HSUPA": WCDMA,
               "GSM": GSM, "GPRS": GSM, "EDGE": GSM}
 
 
 class Technology(typing.NamedTuple):
-    """What a cell consists of. Fields have their labels in print order, in which they are numbered from 1, too."""
+    """Labels, in print order and numbered from 1 as fields, of a cell's parts, with the column of each value."""
 
     name: str
     member: int
-    identity: tuple
-    signal: tuple
-    columns: dict
+    identity: dict
+    signal: dict
 
 
+BY_TRACKING_AREA = {"MCC": "MCC", "MNC": "MNC", "CI": "RAWCELLID", "PCI": "", "TAC": "LACHEX", "EARFCN": ""}
+BY_LOCATION_AREA = {"MCC": "MCC", "MNC": "MNC", "LAC": "LACHEX", "CID": "RAWCELLID"}
 TECHNOLOGIES = {
-    GSM: Technology("GSM", 5, ("MCC", "MNC", "LAC", "CID", "ARFCN", "BSIC"),
-                    ("Signal Strength", "Bit Error Rate", "Timing Advance"), {"Signal Strength": "RSRP"}),
-    LTE: Technology("LTE", 7, ("MCC", "MNC", "CI", "PCI", "TAC", "EARFCN"),
-                    ("Signal Strength", "RSRP", "RSRQ", "RSSNR", "CQI", "Timing Advance"),
-                    {"Signal Strength": "RSSI", "RSRP": "RSRP", "RSRQ": "RSRQ", "RSSNR": "SNR", "CQI": "CQI"}),
-    WCDMA: Technology("WCDMA", 8, ("MCC", "MNC", "LAC", "CID", "PSC", "UARFCN"),
-                      ("Signal Strength", "Bit Error Rate", "RSCP", "ECNO"),
-                      {"Signal Strength": "RSSI", "RSCP": "RSRP", "ECNO": "RSRQ"}),
-    NR: Technology("NR", 10, ("MCC", "MNC", "CI", "PCI", "TAC", "EARFCN"), ("RSRP", "RSRQ", "RSSNR", "CQI"),
-                   {"RSRP": "RSRP", "RSRQ": "RSRQ", "RSSNR": "SNR", "CQI": "CQI"}),
+    GSM: Technology("GSM", 5, {**BY_LOCATION_AREA, "ARFCN": "", "BSIC": ""},
+                    {"Signal Strength": "RSRP", "Bit Error Rate": "", "Timing Advance": ""}),
+    LTE: Technology("LTE", 7, BY_TRACKING_AREA, {"Signal Strength": "RSSI", "RSRP": "RSRP", "RSRQ": "RSRQ",
+                                                 "RSSNR": "SNR", "CQI": "CQI", "Timing Advance": ""}),
+    WCDMA: Technology("WCDMA", 8, {**BY_LOCATION_AREA, "PSC": "", "UARFCN": ""},
+                      {"Signal Strength": "RSSI", "Bit Error Rate": "", "RSCP": "RSRP", "ECNO": "RSRQ"}),
+    NR: Technology("NR", 10, BY_TRACKING_AREA, {"RSRP": "RSRP", "RSRQ": "RSRQ", "RSSNR": "SNR", "CQI": "CQI"}),
 }
 
 
@@ -53,58 +54,46 @@ class Cell(typing.NamedTuple):
     signal: dict
 
 
-def present(values):
-    return {label: value for label, value in values.items() if value is not None}
+def values(row, columns, prefix=""):
+    """The values that the row has in these columns, by label."""
+    texts = {label: (column, row.get(prefix + column, "-")) for label, column in columns.items()}
+    return {label: int(text, 16) if column == "LACHEX" else
+            int(decimal.Decimal(text).to_integral_value(decimal.ROUND_HALF_UP))
+            for label, (column, text) in texts.items() if text not in ("", "-")}
 
 
-def measured(text):
-    if text in ("", "-"):
-        return None
-    return int(decimal.Decimal(text).to_integral_value(decimal.ROUND_HALF_UP))
-
-
-def cells_of(row, plmn):
+def cells_of(row):
     cell_type = CELL_TYPES[row["NetworkMode"]]
     technology = TECHNOLOGIES[cell_type]
-    area = None if row["LACHEX"] in ("", "-") else int(row["LACHEX"], 16)
-    area_label, id_label = ("TAC", "CI") if "CI" in technology.identity else ("LAC", "CID")
-    identity = present({**plmn, area_label: area, id_label: measured(row["RAWCELLID"])})
-    signal = present({label: measured(row[column]) for label, column in technology.columns.items()})
-    cells = [Cell(cell_type, True, identity, signal)]
-    if measured(row["NRxRSRP"]) is not None:
-        neighbour = present({label: measured(row.get("NRx" + column, "-"))
-                             for label, column in technology.columns.items()})
-        cells.append(Cell(cell_type, False, {}, neighbour))
+    cells = [Cell(cell_type, True, values(row, technology.identity), values(row, technology.signal))]
+    if row["NRxRSRP"] not in ("", "-"):
+        cells.append(Cell(cell_type, False, {}, values(row, technology.signal, "NRx")))
     return cells
 
 
-def changes_in(trace, plmn):
+def changes_in(rows):
     """The changes of the cells: seconds since the first row, cells."""
     changes = []
-    with open(trace, newline="", encoding="utf-8") as file:
-        for row in csv.DictReader(file):
-            time = datetime.datetime.strptime(row["Timestamp"], "%Y.%m.%d_%H.%M.%S")
-            first = time if not changes else first
-            cells = cells_of(row, plmn)
-            if not changes or changes[-1][1] != cells:
-                changes.append((int((time - first).total_seconds()), cells))
+    for time, row in rows:
+        cells = cells_of(row)
+        if not changes or changes[-1][1] != cells:
+            changes.append((time, cells))
     return changes
-
-
-def message(labels, values):
-    return b"".join(field(number, values[label]) for number, label in enumerate(labels, 1) if label in values)
 
 
 def encoded(cell, timestamp):
     technology = TECHNOLOGIES[cell.type]
-    parts = (message(technology.identity, cell.identity), message(technology.signal, cell.signal))
-    info = b"".join(field(number, part) for number, part in enumerate(parts, 1) if part)
-    return b"".join((field(1, timestamp), field(2, 1), field(3, cell.registered), field(4, cell.type),
-                     field(technology.member, info)))
+    info = b""
+    for part, (labels, present) in enumerate(((technology.identity, cell.identity), (technology.signal, cell.signal)), 1):
+        if present:
+            info += field(part, b"".join(field(number, present[label]) for number, label in enumerate(labels, 1)
+                                         if label in present))
+    return (field(1, timestamp) + field(2, 1) + field(3, cell.registered) + field(4, cell.type)
+            + field(technology.member, info))
 
 
-def block(name, labels, values):
-    return f"\n== {name} == {{" + ",".join(f"{label}: {values.get(label, 0)}" for label in labels) + "}\n"
+def block(opener, labels, present):
+    return f"\n== {opener} == {{" + ",".join(f"{label}: {present.get(label, 0)}" for label in labels) + "}\n"
 
 
 def report(time, cells):
@@ -122,12 +111,9 @@ def report(time, cells):
     return text
 
 
-# An event after the last row shows that all has been played.
-AFTER_LAST = "Payload size: 0\nReceived HST info on Sub :0\nhst info-LTE 0\nhst info-NR5G 0\n"
-
 # What choice 4 asks for, in order, and the entries made: enabled, hysteresis in ms and in dB, thresholds.
 MEASUREMENTS = ((GSM, "Signal Strength"), (WCDMA, "RSCP"), (LTE, "RSRP"), (LTE, "RSRQ"), (LTE, "RSSNR"), (NR, "RSRP"),
-                (NR, "RSRQ"), (NR, "RSSNR"), (2, "DBM"))
+                (NR, "RSRQ"), (NR, "RSSNR"), (CDMA, "DBM"))
 ENTRIES = {
     (WCDMA, "RSCP"): (True, 0, 2, (-95, -80)),
     (LTE, "RSRP"): (True, 2000, 3, (-110, -100, -90)),
@@ -137,9 +123,17 @@ ENTRIES = {
 }
 
 
+def answers(entry):
+    """What is typed for an entry of choice 4."""
+    if entry is None or not entry[0]:
+        return "1 0" if entry else "0"
+    _, hysteresis_ms, hysteresis_db, thresholds = entry
+    return " ".join(map(str, (1, 1, hysteresis_ms, hysteresis_db, len(thresholds), *thresholds)))
+
+
 def crosses(entry, was, value, milliseconds):
     enabled, hysteresis_ms, hysteresis_db, thresholds = entry
-    if not enabled or not thresholds or was == value or value is None or milliseconds < hysteresis_ms:
+    if not enabled or value in (None, was) or milliseconds < hysteresis_ms:
         return False
     return was is None or any((was >= threshold) != (value >= threshold) and abs(value - threshold) >= hysteresis_db
                               for threshold in thresholds)
@@ -153,12 +147,12 @@ def is_cell_reported(was, cell, milliseconds):
                               for label, entry in entries.items())
 
 
-def filtered(changes, last):
-    """Of the changes those that are reported after `last` was."""
+def passed(changes, last):
+    """Of the changes those that pass the thresholds; the one reported before them is `last`."""
     reported = []
     for time, cells in changes:
-        milliseconds = (time - last[0]) * 1000
-        if len(cells) != len(last[1]) or any(is_cell_reported(*pair, milliseconds) for pair in zip(last[1], cells)):
+        since = (time - last[0]) * 1000
+        if len(cells) != len(last[1]) or any(is_cell_reported(*pair, since) for pair in zip(last[1], cells)):
             last = (time, cells)
             reported.append(last)
     return reported
@@ -166,67 +160,61 @@ def filtered(changes, last):
 
 class DriveTest(EndToEndTest):
 
-    def import_drive(self, name, plmn=""):
+    def import_drive(self, name, **plmn):
         """Makes drive.textproto of a trace; returns the changes that the trace tells of."""
         trace = TRACES / name
         if not trace.exists():
             self.skipTest(f"there is no recorded drive {trace}: set CELLSCOPE_TRACES to a folder that has it")
-        options = ["--plmn", plmn] if plmn else []
+        options = ["--plmn", "-".join(plmn.values())] if plmn else []
         self.assertEqual((0, "", ""), self.hub_command("import", str(trace), "-o", "drive.textproto", *options))
+        with open(trace, newline="", encoding="utf-8") as file:
+            rows = [{**row, **plmn} for row in csv.DictReader(file)]
+        times = [datetime.datetime.strptime(row["Timestamp"], "%Y.%m.%d_%H.%M.%S") for row in rows]
+        seconds = [int((time - times[0]).total_seconds()) for time in times]
         with open("drive.textproto", "a", encoding="utf-8") as scenario:
-            scenario.write("steps { at: 10000 highspeed_rail {} }\n".replace("10000", str(self.end_of(trace))))
-        return changes_in(trace, dict(zip(("MCC", "MNC"), map(int, plmn.split("-")))) if plmn else {})
+            scenario.write(SENSORS + f"steps {{ at: {seconds[-1] + 1} highspeed_rail {{}} }}\n")
+        return changes_in(zip(seconds, rows))
 
-    def end_of(self, trace):
-        times = [line.split(",")[0] for line in trace.read_text().splitlines()[1:]]
-        first, last = (datetime.datetime.strptime(time, "%Y.%m.%d_%H.%M.%S") for time in (times[0], times[-1]))
-        return int((last - first).total_seconds()) + 1
-
-    def play(self, name, plmn=""):
-        changes = self.import_drive(name, plmn)
-        run = self.start("operation=1", KELVANE_HUB_SCENARIO="drive.textproto", KELVANE_HUB_SPEED=SPEED)
+    def play(self, name, **plmn):
+        changes = self.import_drive(name, **plmn)
+        run = self.start("operation=1", **PLAYED_FAST)
         self.wait_for_output(AFTER_LAST)
-        self.wait_for_output("Listening")
-        run.interrupt()
-        self.assertEqual(0, run.wait())
-        output = read("output/wwan_test_output.txt").replace("Listening For On Change Sensor indications\n", "")
-        expected = ["Input given 1\nconnecting to on-change sensor\n", *(report(*change) for change in changes),
-                    AFTER_LAST + "Got the  signal for 2\n"]
+        self.wait_for_output(LISTENING)
+        self.stop(run)
+        first, *reports = read("output/wwan_test_output.txt").replace(LISTENING, "").split("Payload size: ")
+        self.assertEqual("Input given 1\nconnecting to on-change sensor\n", first)
+        expected = [*(report(*change) for change in changes), AFTER_LAST + STOPPED]
         # One by one: the first difference is what one wants to see.
-        for number, (wanted, text) in enumerate(itertools.zip_longest(expected, self.split(output))):
-            self.assertEqual(wanted, text, f"report {number} of {len(changes)}")
-
-    def split(self, output):
-        first, *rest = output.split("Payload size: ")
-        return [first] + ["Payload size: " + text for text in rest]
+        for number, (wanted, shown) in enumerate(itertools.zip_longest(expected, reports), 1):
+            self.assertEqual(wanted, f"Payload size: {shown}", f"report {number} of {len(expected)}")
 
     def test_city_ring(self):
         self.play("drive-city-ring.csv")
 
     def test_2g_fallback(self):
-        self.play("drive-2g-fallback.csv", "272-01")
+        self.play("drive-2g-fallback.csv", MCC="272", MNC="01")
 
     def test_all_modes(self):
         self.play("drive-all-modes.csv")
 
     def test_thresholds(self):
         changes = self.import_drive("drive-all-modes.csv")
-        hub_environment = {"KELVANE_HUB_SCENARIO": "drive.textproto", "KELVANE_HUB_SPEED": SPEED}
-        console = self.start_scripted(hub_environment)
-        entered = [ENTRIES.get(measurement) for measurement in MEASUREMENTS]
-        answers = " ".join(self.answers(entry) for entry in entered)
-        console.process.stdin.write(f"1\n4\n0\n{answers}\n".encode())
+        entries = [ENTRIES.get(measurement) for measurement in MEASUREMENTS]
+        console = Program(self, [CLIENT], PLAYED_FAST, stdin=subprocess.PIPE)
+        console.process.stdin.write(f"1\n4\n0\n{' '.join(map(answers, entries))}\n".encode())
         console.process.stdin.flush()
         until(lambda: AFTER_LAST in console.out, "the end of the drive")
         console.process.stdin.close()
         self.assertEqual(0, console.wait())
 
-        # Until the verdict each change is reported; from then on what the thresholds let pass.
-        unfiltered = console.out.partition(verdict(0))[0].count("Number of cells")
-        reported = filtered(changes[unfiltered:], changes[unfiltered - 1])
-        self.assertLess(unfiltered, len(changes) / 2)
-        self.assertLess(len(reported), (len(changes) - unfiltered) / 2)
-        reports = "".join((*(report(*change) for change in changes[:unfiltered]), verdict(0),
-                           *(report(*change) for change in reported), AFTER_LAST))
-        self.assertTrue(is_interleaving(console.out, pieces(self.conversation(entered)), pieces(reports)),
-                        "the console shows something else than the expected reports and dialogs")
+        # Until the verdict each change is reported; from then on what passes the thresholds.
+        before = console.out.partition(verdict(0))[0].count("Number of cells")
+        after = passed(changes[before:], changes[before - 1])
+        self.assertLess(before + len(after), len(changes) / 2)
+        reports = "".join((*(report(*change) for change in changes[:before]), verdict(0),
+                           *(report(*change) for change in after), AFTER_LAST))
+        dialogs = {name: ENABLE + (DETAILS + ARRAY if entry[0] else "")
+                   for (name, _), entry in zip(DIALOGS, entries) if entry}
+        conversation = (MENU + "connecting to on-change sensor\n" + found("wwan") + MENU
+                        + ASK_SIG_INFO + asked(dialogs) + MENU)
+        self.assertIsNone(difference(console.out, pieces(conversation), pieces(reports)))

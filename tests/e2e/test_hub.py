@@ -1,0 +1,253 @@
+"""The hub on its own and between several clients: sharing, failures, what each side says of the other."""
+
+import contextlib
+import os
+import pathlib
+import signal
+import socket
+import stat
+import struct
+import threading
+
+from support import (ASK_SUB, LISTENING, LOG_TIME, MENU, NOTE, NOT_OPENED,
+                     ON_CHANGE, SENSORS, STOPPED, EndToEndTest, field, found, no_cells, read, until,
+                     verdict)
+
+CONNECTING = "connecting to on-change sensor\n"
+EMPTY_CONFIG = NOTE + "send empty sig_info\n" + ASK_SUB
+VOICE_CALLS = NOTE + "register for voice_call_status indications \n"
+QUERY = "Query Cell-location info\n"
+SENT_QUERY = "query_cell_location_info:1608, sending query_cell_info request\n"
+QUERY_FAILED = SENT_QUERY + "query_cell_location_info:1627, Error in sending request\n"
+MISMATCH = "expected a frame that starts with \"KELV\", found the bytes 6e 6f 6e 73"
+HUB_GONE = "libkelvanesession: the hub ended the connection"
+
+HELLO, REQUEST, EVENT = 1, 2, 3
+NO_SENSOR, LOOKUP = (0, 0), (0x6c6f6f6b75702d31, 0x6b656c76616e6531)
+
+
+def frame(kind, sensor=NO_SENSOR, payload=b"kelvane wire 1"):
+    return b"KELV" + struct.pack("<IIQQ", kind, len(payload), *sensor) + payload
+
+
+def event(sensor, msg_id, payload):
+    return frame(EVENT, sensor, field(2, field(1, msg_id) + field(3, payload)))
+
+
+SUID = field(1, 1) + field(2, 2)
+# A lookup of "wwan", and the answer with the first of SENSORS.
+LOOKUP_REQUEST = frame(REQUEST, LOOKUP, field(3, field(1, field(1, b"wwan"))) + field(4, 512))
+LOOKUP_ANSWER = event(LOOKUP, 768, field(1, b"wwan") + field(2, SUID))
+
+
+class HubTest(EndToEndTest):
+
+    def console(self, scenario=None, **environment):
+        console = self.start(scenario=scenario, **environment)
+        console.shows(MENU)
+        return console
+
+    def ask(self, console, typed, text, report=""):
+        console.type(typed)
+        console.shows(text + MENU, report)
+
+    def leave(self, console):
+        console.type("-1\n")
+        console.ends()
+
+    def fake_hub(self, *connections):
+        """Listens at hub.sock; on each connection waits for some bytes and sends others, in turns."""
+        listener = socket.socket(socket.AF_UNIX)
+        listener.bind("hub.sock")
+        listener.listen()
+
+        def serve():
+            with contextlib.suppress(OSError):
+                for turns in connections:
+                    accepted = listener.accept()[0]
+                    self.addCleanup(accepted.close)
+                    for awaited, answer in turns:
+                        accepted.recv(awaited, socket.MSG_WAITALL)
+                        accepted.sendall(answer)
+
+        thread = threading.Thread(target=serve)
+        thread.start()
+        self.addCleanup(thread.join)
+        self.addCleanup(listener.close)
+        self.addCleanup(listener.shutdown, socket.SHUT_RDWR)
+
+    def connect(self):
+        peer = socket.socket(socket.AF_UNIX)
+        self.addCleanup(peer.close)
+        peer.settimeout(60)
+        peer.connect("hub.sock")
+        return peer
+
+    def test_shared_by_a_console_and_an_automation_run(self):
+        self.serve(SENSORS + "steps { at: 0 voice_calls { calls { call_id: 1 } } }")
+        run = self.start("operation=1", KELVANE_HUB_SOCKET="hub.sock")
+        self.wait_for_output(no_cells())
+        console = self.console(KELVANE_HUB_SOCKET="hub.sock")
+        call = "1: [{ Call: 1, CallID: 1, CallState: 0}]\n"
+        self.ask(console, "1\n", CONNECTING + found("wwan"), no_cells())
+        self.ask(console, "7\n", VOICE_CALLS, f"{LOG_TIME}, Received voice call info on Sub:0, "
+                                              f"voice call info-Number of calls: {call}")
+        self.wait_for_output(LISTENING)
+        self.stop(run)
+        self.ask(console, "5\n0\n", EMPTY_CONFIG, verdict(0))
+        self.leave(console)
+        self.assertEqual("Input given 1\n" + CONNECTING + no_cells() + STOPPED,
+                         read("output/wwan_test_output.txt").replace(LISTENING, ""))
+
+    def test_hub_that_cannot_be_reached(self):
+        pathlib.Path("bad.textproto").write_text("steps {\n  at: 0\n  bells {} }\n")
+        prefix, closed = "libkelvanesession: no session with the ", "it closed the connection instead of saying hello\n"
+        no_speed = ("--speed: Value {} not in range 0.010000 to 10000.000000\nRun with --help for more information.\n"
+                    f"{prefix}private hub: {closed}")
+        self.fake_hub([(1, b"nonsense")])
+        cases = (
+            ({"KELVANE_HUB_SOCKET": "none.sock"}, prefix + "hub at none.sock: No such file or directory\n"),
+            ({"KELVANE_HUB_SOCKET": "bad.textproto"}, prefix + "hub at bad.textproto: Connection refused\n"),
+            ({"KELVANE_HUB_SOCKET": "hub.sock"}, f"{prefix}hub at hub.sock: {MISMATCH}\n"),
+            ({"KELVANE_HUB_SCENARIO": "none.textproto"},
+             f"none.textproto: cannot read it: No such file or directory\n{prefix}private hub: {closed}"),
+            ({"KELVANE_HUB_SCENARIO": "bad.textproto"},
+             "bad.textproto:3:9: Message type \"scenario_step\" has no field named \"bells\".\n"
+             f"{prefix}private hub: {closed}"),
+            ({"KELVANE_HUB_SPEED": "0"}, no_speed.format("0")),
+            ({"KELVANE_HUB_SPEED": "fast"}, no_speed.format("fast")),
+        )
+        for environment, diagnostics in cases:
+            with self.subTest(environment):
+                console = self.console(**environment)
+                self.ask(console, "1\n", CONNECTING + NOT_OPENED)
+                self.leave(console)
+                self.assertEqual(diagnostics, console.err)
+
+    def test_shared_hub_is_killed(self):
+        hub = self.serve(SENSORS)
+        run = self.start("operation=1", KELVANE_HUB_SOCKET="hub.sock")
+        self.wait_for_output(LISTENING)
+        hub.kill()
+        run.says(HUB_GONE)
+        self.wait_for_output(LISTENING * 2)
+        self.stop(run)
+        self.assertEqual(ON_CHANGE + HUB_GONE + "\n", run.err)
+
+    def test_private_hub_is_killed_and_replaced(self):
+        console = self.console(SENSORS)
+        self.ask(console, "1\n", CONNECTING + found("wwan"), no_cells())
+        os.kill(console.hub(), signal.SIGKILL)
+        console.says(HUB_GONE)
+        self.ask(console, "9\n", QUERY)
+        self.ask(console, "11\n", "reconnect to sensor \nsensor name is wwan \n" + found("wwan"), no_cells())
+        self.leave(console)
+        self.assertEqual(ON_CHANGE + HUB_GONE + "\n" + QUERY_FAILED + ON_CHANGE, console.err)
+
+    def test_hub_that_turns_to_nonsense(self):
+        hello = (len(frame(HELLO)), frame(HELLO))
+        self.fake_hub([hello, (1, LOOKUP_ANSWER)], [hello, (1, b"nonsense")])
+        console = self.console(KELVANE_HUB_SOCKET="hub.sock")
+        self.ask(console, "1\n", CONNECTING + found("wwan"))
+        self.ask(console, "9\n", QUERY)
+        self.leave(console)
+        self.assertEqual(f"libkelvanesession: the hub broke the connection's rules: {MISMATCH}; session ended\n"
+                         "send_config_req:845, sending on normal config request and sample rate 0\n"
+                         "send_config_req:866, Error in sending request\n" + QUERY_FAILED, console.err)
+
+    def test_clients_that_break_the_rules(self):
+        hub = self.serve(SENSORS)
+        good = self.connect()
+        good.sendall(frame(HELLO))
+        cases = (
+            (b"nonsense", MISMATCH),
+            (frame(9), "expected a frame of kind 1 to 3, found 9"),
+            (b"KELV" + struct.pack("<II", HELLO, 1 << 30) + bytes(16),
+             "expected a payload of at most 67108864 bytes, found one of 1073741824"),
+            (LOOKUP_REQUEST, "expected a hello first, found a frame of kind 2"),
+            (frame(HELLO, payload=b"another"), "expected the hello \"kelvane wire 1\", found another of 7 bytes"),
+            (frame(HELLO) + event(LOOKUP, 768, b""), "expected a request, found a frame of another kind"),
+            (frame(HELLO)[:-1], "it ended the connection in the middle of a frame"),
+        )
+        complaints = ""
+        for number, (sent, complaint) in enumerate(cases, 2):
+            peer = self.connect()
+            peer.sendall(sent)
+            peer.shutdown(socket.SHUT_WR)
+            complaints += f"kelvane-hub: session {number} ended: {complaint}\n"
+            until(lambda: len(hub.err) >= len(complaints), complaints)
+            self.assertEqual(complaints, hub.err)
+        good.sendall(LOOKUP_REQUEST)
+        answer = frame(HELLO) + frame(EVENT, LOOKUP)[:8]
+        self.assertEqual(answer, good.makefile("rb").read(len(answer)))
+
+    def test_explain(self):
+        cell = "cells { cells { cell_type: 3 lte { signal_strength { rsrp: %d } } } }"
+        levels = ((0, -95), (3, -99), (3.1, -101), (3.2, -104), (3.3, -105))
+        console = self.console(SENSORS + "".join(f"steps {{ at: {at} {cell % rsrp} }}\n" for at, rsrp in levels),
+                               KELVANE_HUB_EXPLAIN="1")
+        console.type("2\n0\n4\n5\n0 0 0 0 0 0 0 0 0\n4\n0\n0 0 1 1 0 2 1 -100 0 0 0 0 0 0\n")
+        lines = (
+            "session 2: configuration refused: sub_id is 5, expected 0",
+            "session 2, sub 0, 3.000 s: not reported: cell 1 LTE RSRP -95 -> -99: crosses no threshold (-100), "
+            "hysteresis 2 dB: not reported",
+            "session 2, sub 0, 3.100 s: not reported: cell 1 LTE RSRP -95 -> -101: crosses -100 by 1 dB, hysteresis 2 dB: "
+            "not reported",
+            "session 2, sub 0, 3.200 s: reported: cell 1 LTE RSRP -95 -> -104: crosses -100 by 4 dB, hysteresis 2 dB, "
+            "3200 ms since the last report (hysteresis 0 ms): reported",
+            "session 2, sub 0, 3.300 s: not reported: cell 1 LTE RSRP -104 -> -105: crosses no threshold (-100), "
+            "hysteresis 2 dB: not reported",
+        )
+        first = "session 2, sub 0, 0.000 s: reported: no thresholds: every change is reported"
+        console.says("kelvane-hub: " + lines[-1])
+        explained = [line for line in console.err.splitlines() if line.startswith("kelvane-hub: ")]
+        self.assertEqual(["kelvane-hub: " + line for line in (first, *lines)], explained)
+
+    def test_commands(self):
+        header = "Timestamp,NetworkMode,RSRP,RSRQ,SNR,CQI,RSSI,LACHEX,RAWCELLID,NRxRSRP,NRxRSRQ\n"
+        files = {
+            "good.textproto": "description: \"Two\"\nsteps { at: 0 cells {} }\nsteps { at: 2 rrc_states { sub: 1 } }\n",
+            "late.textproto": "steps { at: 2 cells {} }\n  steps { at: 1 cells {} }\n",
+            "truncated.csv": header + "2019.12.02_09.39.35,LTE,-73,-7,25.0,12,-57,9CBA,87812611,-,-\n2019.12.02_09.39",
+            "mode.csv": header + "2019.12.02_09.39.35,6G,-73,-7,25.0,12,-57,9CBA,87812611,-,-\n",
+        }
+        for name, text in files.items():
+            pathlib.Path(name).write_text(text)
+        hint = "\nRun with --help for more information.\n"
+        modes = "5G, LTE, UMTS, HSPA, HSPA+, HSDPA, HSUPA, GSM, GPRS or EDGE"
+        cases = (
+            ("check good.textproto", 0, "Two\nsensors: wwan wwan_stream\nsubscriptions: 0 1\n"
+             "steps: 2, cells 1, rrc_states 1\nlast step at 2 s\n", ""),
+            ("check late.textproto", 1, "", "late.textproto:2:3: expected a time (at) of 2 seconds or later, found 1\n"),
+            ("check none.textproto", 1, "", "none.textproto: cannot read it: No such file or directory\n"),
+            ("import truncated.csv -o out", 1, "", "truncated.csv:3: expected 11 columns, found '1'\n"),
+            ("import mode.csv -o out", 1, "", f"mode.csv:2: expected {modes} in NetworkMode, found '6G'\n"),
+            ("import none.csv -o out", 1, "", "none.csv: No such file or directory\n"),
+            ("import mode.csv -o out --plmn 1-1", 1, "", "expected a network such as 272-01, found '1-1'\n"),
+            ("import mode.csv", 106, "", "--output is required" + hint),
+            ("", 106, "", "A subcommand is required" + hint),
+        )
+        for arguments, *expected in cases:
+            with self.subTest(arguments):
+                self.assertEqual(tuple(expected), self.hub_command(*arguments.split()))
+                self.assertFalse(os.path.exists("out"))
+        for command in ("serve", "check", "import"):
+            status, help_text, diagnostics = self.hub_command(command, "--help")
+            self.assertEqual((0, ""), (status, diagnostics))
+            self.assertIn(f"\nExample:\n  kelvane-hub {command} ", help_text)
+
+    def test_socket_of_a_shared_hub(self):
+        hub = self.serve(SENSORS)
+        self.assertEqual(0o600, stat.S_IMODE(os.stat("hub.sock").st_mode))
+        pathlib.Path("file").touch()
+        for path, found_there in (("hub.sock", "a free path, found a socket that a running hub listens on"),
+                                  ("file", "a free path or a socket, found another file")):
+            self.assertEqual((1, "", f"{path}: expected {found_there}\n"), self.hub_command("serve", "--listen", path))
+        self.connect().close()
+        hub.kill()
+        self.assertTrue(os.path.exists("hub.sock"))
+        replacement = self.serve(SENSORS)
+        self.connect().close()
+        replacement.process.terminate()
+        self.assertEqual((0, ""), (replacement.wait(), replacement.err))
+        self.assertFalse(os.path.exists("hub.sock"))

@@ -1,0 +1,240 @@
+// libkelvanesession as a client sees it, with a hub at the other end that says what the test wants.
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <csignal>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <future>
+#include <memory>
+#include <sstream>
+#include <thread>
+
+#include "hub/unique_fd.h"
+#include "hub/wire.h"
+
+namespace kelvane_hub {
+namespace {
+
+using com::tarn::kelvane::session::V1_0::ISession;
+using com::tarn::kelvane::session::V1_0::sessionFactory;
+using namespace std::chrono_literals;
+
+constexpr suid sensor{1, 2};
+constexpr auto deadline = 30s;
+
+std::unique_ptr<ISession> new_session() { return std::unique_ptr<ISession>(sessionFactory().getSession(-1)); }
+
+/// Listens where KELVANE_HUB_SOCKET points; the test takes each connection by hand.
+class SessionLibrary : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string folder = std::filesystem::temp_directory_path() / "session.XXXXXX";
+    path_ = std::filesystem::path(mkdtemp(folder.data())) / "hub";
+    (void)setenv("KELVANE_HUB_SOCKET", path_.c_str(), 1);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path_.string().copy(address.sun_path, sizeof address.sun_path - 1);
+    listener_ = UniqueFd(socket(AF_UNIX, SOCK_STREAM, 0));
+    ASSERT_EQ(bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(listener_.get(), 8), 0);
+  }
+  void TearDown() override { std::filesystem::remove_all(path_.parent_path()); }
+
+  UniqueFd accept() { return UniqueFd(::accept(listener_.get(), nullptr, nullptr)); }
+
+  /// Opens `session` while the hub's side says `greeting`; returns what open() returned and keeps the hub's end.
+  int open(ISession& session, const std::string& greeting = encode_hello()) {
+    auto opened = std::async(std::launch::async, [&session] { return session.open(); });
+    hub_ = accept();
+    say(greeting);
+    if (greeting.empty()) hub_.reset();
+    return opened.get();
+  }
+
+  void say(const std::string& bytes) {
+    ASSERT_EQ(send(hub_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
+  }
+  void deliver(const std::string& event, suid from = sensor) { say(encode_frame(FrameKind::event, from, event)); }
+
+  std::filesystem::path path_;
+  UniqueFd listener_;
+  UniqueFd hub_;
+};
+
+/// Collects what comes and lets the test wait for it.
+class Inbox {
+ public:
+  ISession::event_callback callback() {
+    return [this](const std::uint8_t* data, std::size_t size, std::size_t) {
+      const std::lock_guard lock(mutex_);
+      text_.append(reinterpret_cast<const char*>(data), size);
+      came_.notify_all();
+    };
+  }
+  /// Everything so far, once it ends with `end`.
+  std::string until(const std::string& end) {
+    std::unique_lock lock(mutex_);
+    EXPECT_TRUE(came_.wait_for(lock, deadline, [&] { return text_.ends_with(end); })) << text_;
+    return text_;
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable came_;
+  std::string text_;
+};
+
+/// Standard error goes into a file while this lives.
+class StandardError {
+ public:
+  explicit StandardError(std::filesystem::path file) : file_(std::move(file)), before_(dup(STDERR_FILENO)) {
+    const UniqueFd into(open(file_.c_str(), O_WRONLY | O_CREAT | O_TRUNC, S_IRUSR | S_IWUSR));
+    (void)dup2(into.get(), STDERR_FILENO);
+  }
+  ~StandardError() { (void)dup2(before_.get(), STDERR_FILENO); }
+  StandardError(const StandardError&) = delete;
+  StandardError& operator=(const StandardError&) = delete;
+
+  std::string text() const {
+    std::ostringstream text;
+    text << std::ifstream(file_).rdbuf();
+    return text.str();
+  }
+
+ private:
+  std::filesystem::path file_;
+  UniqueFd before_;
+};
+
+TEST_F(SessionLibrary, OpenFailsWithoutAProperHub) {
+  const struct {
+    const char* greeting;
+    const char* error;
+  } cases[] = {{"", "it closed the connection instead of saying hello"},
+               {"nonsense", "expected a frame that starts with \"KELV\", found the bytes 6e 6f 6e 73"}};
+  for (const auto& [greeting, error] : cases) {
+    testing::internal::CaptureStderr();
+    const auto session = new_session();
+    EXPECT_EQ(open(*session, greeting), -1);
+    EXPECT_NE(session->send_request(sensor, "x"), 0);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(),
+              "libkelvanesession: no session with the hub at " + path_.string() + ": " + error + "\n");
+  }
+}
+
+TEST_F(SessionLibrary, EventsReachTheirSensorsCallbackOnce) {
+  const auto session = new_session();
+  Inbox first;
+  Inbox second;
+  EXPECT_NE(session->register_callback(sensor, {}, {}, {}), 0);
+  EXPECT_EQ(session->register_callback(sensor, {}, {}, first.callback()), 0);
+  EXPECT_NE(session->send_request(sensor, "before open"), 0);
+  ASSERT_NE(open(*session), -1);
+  deliver("a");
+  EXPECT_EQ(first.until("a"), "a");
+  EXPECT_EQ(session->register_callback(sensor, {}, {}, second.callback()), 0);
+  EXPECT_EQ(session->register_callback(sensor, {}, {}, second.callback()), 0);
+  deliver("x", {9, 9});
+  deliver("b");
+  EXPECT_EQ(second.until("b"), "b");
+  EXPECT_EQ(first.until("a"), "a");
+  EXPECT_EQ(session->send_request(sensor, "request"), 0);
+  std::string sent(4096, '\0');
+  const std::string expected = encode_hello() + encode_frame(FrameKind::request, sensor, "request");
+  ASSERT_EQ(recv(hub_.get(), sent.data(), expected.size(), MSG_WAITALL), static_cast<ssize_t>(expected.size()));
+  EXPECT_EQ(sent.substr(0, expected.size()), expected);
+  session->close();
+  EXPECT_NE(session->send_request(sensor, "after close"), 0);
+  EXPECT_EQ(session->open(), -1);
+}
+
+TEST_F(SessionLibrary, CallbacksRunOnAThreadThatBlocksAllSignals) {
+  const auto session = new_session();
+  std::promise<std::pair<std::thread::id, bool>> ran;
+  session->register_callback(sensor, {}, {}, [&ran](const std::uint8_t*, std::size_t, std::size_t) {
+    sigset_t blocked;
+    pthread_sigmask(SIG_BLOCK, nullptr, &blocked);
+    ran.set_value({std::this_thread::get_id(), sigismember(&blocked, SIGINT) == 1});
+  });
+  ASSERT_NE(open(*session), -1);
+  deliver("x");
+  const auto [thread, blocked] = ran.get_future().get();
+  EXPECT_NE(thread, std::this_thread::get_id());
+  EXPECT_TRUE(blocked);
+}
+
+TEST_F(SessionLibrary, ACallbackMayCloseAndDeleteItsOwnSession) {
+  auto session = new_session();
+  std::promise<void> deleted;
+  session->register_callback(sensor, {}, {}, [&](const std::uint8_t*, std::size_t, std::size_t) {
+    session->close();
+    session.reset();
+    deleted.set_value();
+  });
+  ASSERT_NE(open(*session), -1);
+  deliver("x");
+  EXPECT_EQ(deleted.get_future().wait_for(deadline), std::future_status::ready);
+}
+
+TEST_F(SessionLibrary, CloseWaitsForTheCallbackThatRuns) {
+  const auto session = new_session();
+  std::promise<void> entered;
+  std::promise<void> leave;
+  std::atomic<int> finished = 0;
+  session->register_callback(sensor, {}, {}, [&](const std::uint8_t*, std::size_t, std::size_t) {
+    entered.set_value();
+    leave.get_future().wait();
+    ++finished;
+  });
+  ASSERT_NE(open(*session), -1);
+  deliver("1");
+  deliver("2");
+  entered.get_future().wait();
+  auto closing = std::async(std::launch::async, [&] {
+    session->close();
+    return finished.load();
+  });
+  EXPECT_EQ(closing.wait_for(50ms), std::future_status::timeout);
+  leave.set_value();
+  EXPECT_EQ(closing.get(), 1) << "the second event came after close()";
+}
+
+TEST_F(SessionLibrary, AHubThatGoesOrTalksNonsenseEndsTheSession) {
+  const struct {
+    const char* last_words;
+    const char* said;
+  } cases[] = {
+      {"", "the hub ended the connection"},
+      {"KEL", "the hub ended the connection in the middle of a frame"},
+      {"garbage",
+       "the hub broke the connection's rules: expected a frame that starts with \"KELV\", found the bytes 67 61 72 62; "
+       "session ended"},
+  };
+  for (const auto& [last_words, said] : cases) {
+    const StandardError standard_error(path_.parent_path() / "stderr");
+    auto session = new_session();
+    ASSERT_NE(open(*session), -1);
+    say(last_words);
+    hub_.reset();
+    const auto give_up = std::chrono::steady_clock::now() + deadline;
+    while (!standard_error.text().ends_with("\n") && std::chrono::steady_clock::now() < give_up) {
+      std::this_thread::yield();
+    }
+    EXPECT_EQ(standard_error.text(), std::string("libkelvanesession: ") + said + "\n");
+    while (session->send_request(sensor, "x") == 0 && std::chrono::steady_clock::now() < give_up) {
+      std::this_thread::yield();
+    }
+    EXPECT_NE(session->send_request(sensor, "x"), 0);
+  }
+}
+
+}  // namespace
+}  // namespace kelvane_hub

@@ -1,0 +1,64 @@
+#include "hub/wire.h"
+
+#include <gtest/gtest.h>
+
+namespace kelvane_hub {
+namespace {
+
+constexpr suid sensor{0x0102030405060708, 0xf1f2f3f4f5f6f7f8};
+
+TEST(Wire, AFrameHasItsBytes) {
+  const std::string bytes(
+      "KELV\3\0\0\0\2\0\0\0\x08\x07\x06\x05\x04\x03\x02\x01\xf8\xf7\xf6\xf5\xf4\xf3\xf2\xf1"
+      "ab",
+      30);
+  EXPECT_EQ(encode_frame(FrameKind::event, sensor, "ab"), bytes);
+}
+
+TEST(Wire, FramesArriveInAnyPieces) {
+  const std::string stream = encode_hello() + encode_frame(FrameKind::request, sensor, std::string("\0x", 2)) +
+                             encode_frame(FrameKind::event, sensor, "");
+  for (std::size_t piece = 1; piece <= stream.size(); ++piece) {
+    FrameReader reader;
+    std::string payloads;
+    for (std::size_t i = 0; i < stream.size(); i += piece) {
+      reader.append(std::string_view(stream).substr(i, piece));
+      while (const auto frame = reader.next()) payloads += frame->payload + "|";
+    }
+    EXPECT_EQ(payloads, std::string(hello_text) + "|" + std::string("\0x|", 3) + "|") << "pieces of " << piece;
+    EXPECT_FALSE(reader.in_frame());
+  }
+}
+
+TEST(Wire, AnythingElseIsAnError) {
+  const auto with = [](std::size_t place, char byte) {
+    std::string frame = encode_hello();
+    frame[place] = byte;
+    return frame;
+  };
+  const struct {
+    std::string bytes;
+    const char* error;
+  } cases[] = {
+      {"GET", "expected a frame that starts with \"KELV\", found the bytes 47 45 54"},
+      {"KELW", "expected a frame that starts with \"KELV\", found the bytes 4b 45 4c 57"},
+      {with(4, 0), "expected a frame of kind 1 to 3, found 0"},
+      {with(4, 4), "expected a frame of kind 1 to 3, found 4"},
+      {with(11, 5), "expected a payload of at most 67108864 bytes, found one of 83886094"},
+      {with(28, 'K'), "expected the hello \"kelvane wire 1\", found another of 14 bytes"},
+      {encode_frame(FrameKind::event, sensor, ""), "expected a hello first, found a frame of kind 3"},
+  };
+  for (const auto& [bytes, error] : cases) {
+    FrameReader reader;
+    reader.append(bytes);
+    try {
+      if (const auto frame = reader.next()) expect_hello(*frame);
+      ADD_FAILURE() << "accepted; expected: " << error;
+    } catch (const WireError& thrown) {
+      EXPECT_STREQ(thrown.what(), error);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace kelvane_hub

@@ -71,32 +71,6 @@ TEST_F(ClientTest, ArgumentsAreTakenApartAtTheFirstEqualsSign) {
             "Key: a, Value: last\nKey: file_name, Value: f\n");
 }
 
-TEST_F(Automation, OperationOneListensOnChange) {
-  std::ofstream("output/report.txt") << "what stood there before\n";
-  run({"operation=1", "request_id=42", "filename=report.txt"}, 3);
-  EXPECT_EQ(printed(),
-            "Key: operation, Value: 1\nKey: request_id, Value: 42\nKey: filename, Value: report.txt\n"
-            "Connect to WWAN sensor pass 2 mandatory parameters and 1 option parameter\n"
-            "adb shell /vendor/bin/cellscope operation=<operation> request_id=<request_id> "
-            "file_name=<file_name.txt>\n"
-            "<request_id> : Any long or integer or any string just for reference\n"
-            "<operation> :\n"
-            "        1. Connect to Voice Call Indications \n"
-            "        2. Connect to Streaming sensor \n"
-            "<file_name> : Name the file to dump the output <filename.txt>\n"
-            "pid will be saved in /data/local/tmp/wwan_test_output_pid.txt\n"
-            "To Exit adb shell kill -2 (pidof cellscope)\n"
-            "argstring operation=1\n"
-            "Request Id42\n"
-            "get Suid\nReceived SUIDs for wwan, number of suids received = 1\n"
-            "\nSUID received - suid_low=7 suid_high=9\nSensor suid list created\n");
-  EXPECT_EQ(file("report.txt"),
-            "Input given 1\nconnecting to on-change sensor\nListening For On Change Sensor indications\n"
-            "Listening For On Change Sensor indications\nGot the  signal for 2\n");
-  EXPECT_EQ(file("wwan_test_output_pid_42.txt"), "Request_42 : " + std::to_string(getpid()) + "\n");
-  EXPECT_FALSE(session);
-}
-
 struct OperationCase {
   std::vector<std::string> arguments;
   int sigint_in_sleep;
@@ -146,13 +120,6 @@ TEST_F(Automation, OperationsDoTheirWork) {
   }
 }
 
-TEST_F(Automation, AnUnknownOperationDoesNothing) {
-  run({"operation=7"}, 0);
-  EXPECT_EQ(file("wwan_test_output.txt"), "Input given 7\n");
-  EXPECT_EQ(calls(), "");
-  singal_handler(SIGINT);
-}
-
 TEST_F(Automation, ABadNumberEndsTheRun) {
   EXPECT_THROW(run({"request_id=abc"}, 0), std::invalid_argument);
   EXPECT_TRUE(fs::is_empty("output"));
@@ -162,15 +129,6 @@ TEST_F(Automation, ABadNumberEndsTheRun) {
     singal_handler(SIGINT);
   }
   EXPECT_EQ(calls(), "");
-}
-
-TEST_F(Automation, WithoutTheDirectoryTheReportsAreLost) {
-  fs::remove("output");
-  run({"operation=1"}, 2);
-  const std::string out = printed();
-  EXPECT_EQ(out.find("Listening"), std::string::npos) << out;
-  EXPECT_EQ(out.find("Got the"), std::string::npos) << out;
-  EXPECT_FALSE(fs::exists("output"));
 }
 
 TEST_F(Automation, EventsGoToTheFileUntilTheSignal) {

@@ -154,69 +154,6 @@ TEST_F(ClientTest, TheAllTechnologyRequestAsksNineQuestionsAndReportsAFailedSend
 
 // ---- menu ----
 
-const std::string menu =
-    "connect to WWAN sensor \nEnter 1 for On-change sensor \nEnter 2 for Streaming Sensor \n"
-    "Enter 3 to Disconnect \nEnter 4 to send signal info \nEnter 5 to send empty signal_config \n"
-    "Enter 6 to send GSM signal_config \nEnter 7 to register for voice_call_status \n"
-    "Enter 8 to Connect to Streaming sensor(Query Mode) \nEnter 9 to Query cell-location-info \n"
-    "Enter 10 to register for rrc state info \nEnter 11 to reconnect to sensor \nEnter -1 to Exit\n";
-
-const std::string note = "Please note this request will only work once option 1 or 2 \n is selected prior to this. \n";
-const std::string sub = "Enter sub id for this request (0 or 1)\n";
-
-const std::string found_sensor =
-    "get Suid\nReceived SUIDs for wwan, number of suids received = 1\n"
-    "\nSUID received - suid_low=7 suid_high=9\nSensor suid list created\n";
-
-struct ChoiceCase {
-  const char* typed;
-  std::string printed;  // between the two menus
-  std::string request;  // the last one, up to its id or with its payload; empty: none
-};
-
-TEST_F(ClientTest, EachChoicePrintsItsLinesAndActs) {
-  const std::string common = " suid 7 9 susp 0 1 client 5 body";
-  const ChoiceCase choices[] = {
-      {"1", "connecting to on-change sensor\n" + found_sensor, "514" + common},
-      {"2 5", "connecting to streaming sensor\nEnter the duration: \n" + found_sensor,
-       "642" + common + " payload 0805"},
-      {"2 -1", "connecting to streaming sensor\nEnter the duration: \n" + found_sensor,
-       "515" + common + " payload 0800"},
-      {"3", "diconnect client\n", ""},
-      {"5 1", note + "send empty sig_info\n" + sub, "640" + common + " payload 0801"},
-      {"7", note + "register for voice_call_status indications \n", "641" + common + " payload 1001"},
-      {"8", "connecting to streaming sensor(Query Mode)\n" + found_sensor, "642" + common + " payload 08001002"},
-      {"9", "Query Cell-location info\n", "643" + common},
-      {"10",
-       "Please note this request will only work once option 1 has been selected\n prior to this. \n"
-       "register for rrc state indication \n",
-       "641" + common + " payload 1801"},
-      {"11", "reconnect to sensor \nsensor name is wwan \n" + found_sensor, "514" + common},
-  };
-  for (const auto& choice : choices) {
-    TearDown();
-    SetUp();
-    connect();
-    platform().attributes = stream_type_attribute(*choice.typed == '2' || *choice.typed == '8' ? 0 : 1);
-    type(std::string(choice.typed) + " -1");
-    run_menu();
-    EXPECT_EQ(printed(), menu + choice.printed + menu) << choice.typed;
-    EXPECT_EQ(platform().requests.empty() ? "" : platform().requests.back(), choice.request) << choice.typed;
-  }
-}
-
-TEST_F(ClientTest, SubIdsArePassedOnUnchecked) {
-  connect();
-  type("4 7 0 0 0 0 0 0 0 0 0 6 -3 -1");
-  run_menu();
-  const std::string out = printed();
-  EXPECT_NE(out.find(note + "Enter the sig_info \n" + sub + "GERAN Config"), std::string::npos) << out;
-  EXPECT_NE(out.find(note + "send geran sig_info\n" + sub + menu), std::string::npos) << out;
-  ASSERT_EQ(platform().requests.size(), 2U);
-  EXPECT_NE(platform().requests[0].find("payload 0807"), std::string::npos);
-  EXPECT_NE(platform().requests[1].find("payload 08fdffffffffffffffff01"), std::string::npos);
-}
-
 TEST_F(ClientTest, EverythingElseEndsTheMenuAndTheSession) {
   for (const char* typed : {"-1", "0", "12", "-7", "", "x", "99999999999", "3 x"}) {
     connect();

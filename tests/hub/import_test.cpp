@@ -275,24 +275,5 @@ TEST_F(WriteScenario, WritesIntoWhatIsNotAFile) {
   for (const int end : ends) close(end);
 }
 
-TEST_F(WriteScenario, ImportsRealDrives) {
-  const char* const traces = std::getenv("CELLSCOPE_TRACES");
-  if (traces == nullptr || !fs::is_directory(traces)) GTEST_SKIP() << "CELLSCOPE_TRACES names no folder of recordings";
-  const std::pair<const char*, std::map<int, int>> cases[] = {
-      {"drive-city-ring.csv", {{3, 198}, {4, 433}, {6, 524}}},
-      {"drive-2g-fallback.csv", {{1, 78}, {3, 172}, {4, 769}}},
-      {"drive-all-modes.csv", {{1, 13}, {3, 473}, {4, 965}, {6, 911}}},
-  };
-  for (const auto& [name, rows_of_type] : cases) {
-    const scenario imported = import_drive(fs::path(traces) / name, {});
-    std::map<int, int> types;
-    for (const auto& step : imported.steps()) ++types[step.cells().cells(0).cell_type()];
-    EXPECT_EQ(types, rows_of_type) << name;
-    EXPECT_TRUE(std::ranges::is_sorted(imported.steps(), {}, &scenario_step::at)) << name;
-    write_scenario(imported, target_);
-    EXPECT_TRUE(scenario_of(read_file(target_)).SerializeAsString() == imported.SerializeAsString()) << name;
-  }
-}
-
 }  // namespace
 }  // namespace kelvane_hub

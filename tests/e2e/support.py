@@ -30,6 +30,10 @@ SUIDS = {"wwan": "suid_low=1 suid_high=2", "wwan_stream": "suid_low=3 suid_high=
 LOG_TIME = "Log Time: ##########"
 ATTRIBUTES = "event_cb:666, attribute ID :16\n"
 ON_CHANGE = ATTRIBUTES + "send_onchange_config_req:814, sending on change config request\n"
+SENT_EMPTY = ("send_empty_sig_info:1017, sending empty config request\n"
+              "send_empty_sig_info:1022, sending empty config request \x08\n")
+SENT_VOICE = "register_voice_call_status:1490, sending set_report_voice_calls request\n"
+SENT_QUERY = "query_cell_location_info:1608, sending query_cell_info request\n"
 NOT_OPENED = "get Suidfailed to open ISession for suid discovery"
 
 LISTENING = "Listening For On Change Sensor indications\n"
@@ -53,6 +57,10 @@ Enter -1 to Exit
 NOTE = "Please note this request will only work once option 1 or 2 \n is selected prior to this. \n"
 ASK_SUB = "Enter sub id for this request (0 or 1)\n"
 ASK_SIG_INFO = NOTE + "Enter the sig_info \n" + ASK_SUB
+EMPTY_CONFIG = NOTE + "send empty sig_info\n" + ASK_SUB
+VOICE_CALLS = NOTE + "register for voice_call_status indications \n"
+QUERY = "Query Cell-location info\n"
+RECONNECTING = "reconnect to sensor \nsensor name is "
 
 ENABLE = "Enable Measurement type (1 to Enable/0 to Disable) \n"
 DETAILS = "enter hysteresis millisec \nenter hysteresis dB \nenter thresholds size \n"
@@ -80,6 +88,10 @@ def found(data_type):
 def no_cells(sub=0):
     return (f"Payload size: 2\n16 {sub} \nReceived serving neighboring cell info on Sub :{sub}\n"
             "serving neighboring cell info. Number of cells: 0\n")
+
+
+def not_sent(function, line):
+    return f"{function}:{line}, Error in sending request\n"
 
 
 def verdict(error):
@@ -120,28 +132,28 @@ def until(condition, what, seconds=DEADLINE):
 
 def read(path):
     """All of a file, each byte a character, log times blotted out; empty if there is no such file."""
-    path = pathlib.Path(path)
-    text = path.read_bytes().decode("latin-1") if path.exists() else ""
-    return re.sub(r"Log Time: \d{10}", LOG_TIME, text)
+    try:
+        return without_times(pathlib.Path(path).read_bytes())
+    except (FileNotFoundError, ProcessLookupError):
+        return ""
+
+
+def without_times(output):
+    return re.sub(r"Log Time: \d{10}", LOG_TIME, output.decode("latin-1"))
 
 
 def process_state(pid):
-    """State and parent of a process, or none."""
-    try:
-        state, parent = read(f"/proc/{pid}/stat").rpartition(")")[2].split()[:2]
-        return state, int(parent)
-    except (ValueError, OSError):
-        return None
+    """State and parent of a process; of one that is gone: X and 0."""
+    stat = read(f"/proc/{pid}/stat").rpartition(")")[2].split()
+    return (stat[0], int(stat[1])) if stat else ("X", 0)
 
 
 def is_running(pid):
-    state = process_state(pid)
-    return state is not None and state[0] not in "ZX"
+    return process_state(pid)[0] not in "ZX"
 
 
 def children(pid):
-    running = [int(name) for name in os.listdir("/proc") if name.isdigit()]
-    return [child for child in running if (process_state(child) or ("", 0))[1] == pid]
+    return [int(name) for name in os.listdir("/proc") if name.isdigit() and process_state(name)[1] == pid]
 
 
 def pieces(text):
@@ -222,7 +234,7 @@ class Console(Program):
         super().__init__(test, [CLIENT], environment, stdin=slave, stdout=slave, start_new_session=True,
                          preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
         os.close(slave)
-        self.unread = ""
+        self.seen = b""
 
     def type(self, text):
         os.write(self.terminal, text.encode())
@@ -230,23 +242,33 @@ class Console(Program):
     def shows(self, text, reports=""):
         """Asserts that exactly this comes next. Reports, of the callback thread, may stand anywhere in between."""
         size = len(text) + len(reports)
-        self._read(lambda: len(self.unread) >= size)
-        shown, self.unread = self.unread[:size], self.unread[size:]
-        self.test.assertIsNone(difference(shown, pieces(text), pieces(reports)))
+        self._read(lambda: len(self.seen) >= size)
+        shown, self.seen = self.seen[:size], self.seen[size:]
+        self.test.assertIsNone(difference(without_times(shown), pieces(text), pieces(reports)))
+
+    def ask(self, typed, shown, *reports):
+        """Types something and asserts that this comes, then the menu, and the reports anywhere in between."""
+        self.type(typed)
+        self.shows(shown + MENU, "".join(reports))
+
+    def leave(self, diagnostics):
+        """Leaves the menu; asserts that this, in all, was said on standard error."""
+        self.type("-1\n")
+        self.ends()
+        self.test.assertEqual(diagnostics, self.err)
 
     def ends(self, status=0):
         """Asserts that the client ends with this status and has nothing more to say."""
         self._read(lambda: False)
-        self.test.assertEqual((status, ""), (self.wait(), self.unread))
+        self.test.assertEqual((status, b""), (self.wait(), self.seen))
 
     def _read(self, enough):
         end = time.monotonic() + DEADLINE
         while not enough() and select.select([self.terminal], [], [], max(0, end - time.monotonic()))[0]:
             try:
-                self.unread += os.read(self.terminal, 65536).decode("latin-1")
+                self.seen += os.read(self.terminal, 65536)
             except OSError:  # the other side is gone
                 return
-            self.unread = re.sub(r"Log Time: \d{10}", LOG_TIME, self.unread)
 
 
 class EndToEndTest(unittest.TestCase):
@@ -261,18 +283,24 @@ class EndToEndTest(unittest.TestCase):
         os.chdir(folder.name)
         os.mkdir("output")
 
-    def start(self, *arguments, scenario=None, **environment):
-        """Starts an automation run, or the console if there are no arguments."""
-        if scenario is not None:
-            pathlib.Path("scenario.textproto").write_text(scenario)
-            environment["KELVANE_HUB_SCENARIO"] = "scenario.textproto"
-        return Program(self, [CLIENT, *arguments], environment) if arguments else Console(self, environment)
+    def automation(self, *arguments, scenario=None, **environment):
+        return Program(self, [CLIENT, *arguments], {**self.playing(scenario), **environment})
 
-    def serve(self, scenario, *options):
-        """Starts a shared hub at hub.sock."""
+    def console(self, scenario=None, **environment):
+        console = Console(self, {**self.playing(scenario), **environment})
+        console.shows(MENU)
+        return console
+
+    def playing(self, scenario):
+        """The environment in which a private hub plays this text; without one, the built-in scenario."""
+        if scenario is None:
+            return {}
         pathlib.Path("scenario.textproto").write_text(scenario)
-        command = [HUB, "serve", "--listen", "hub.sock", "--scenario", "scenario.textproto", *options]
-        hub = Program(self, command, {})
+        return {"KELVANE_HUB_SCENARIO": "scenario.textproto"}
+
+    def serve(self, scenario):
+        """Starts a shared hub at hub.sock."""
+        hub = Program(self, [HUB, "serve", "--listen", "hub.sock"], self.playing(scenario))
         until(lambda: hub.out == "kelvane-hub: listening on hub.sock\n", "the hub to listen")
         return hub
 

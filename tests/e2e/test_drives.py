@@ -84,7 +84,8 @@ def changes_in(rows):
 def encoded(cell, timestamp):
     technology = TECHNOLOGIES[cell.type]
     info = b""
-    for part, (labels, present) in enumerate(((technology.identity, cell.identity), (technology.signal, cell.signal)), 1):
+    parts = (technology.identity, cell.identity), (technology.signal, cell.signal)
+    for part, (labels, present) in enumerate(parts, 1):
         if present:
             info += field(part, b"".join(field(number, present[label]) for number, label in enumerate(labels, 1)
                                          if label in present))
@@ -177,7 +178,7 @@ class DriveTest(EndToEndTest):
 
     def play(self, name, **plmn):
         changes = self.import_drive(name, **plmn)
-        run = self.start("operation=1", **PLAYED_FAST)
+        run = self.automation("operation=1", **PLAYED_FAST)
         self.wait_for_output(AFTER_LAST)
         self.wait_for_output(LISTENING)
         self.stop(run)

@@ -131,16 +131,5 @@ TEST_F(Automation, ABadNumberEndsTheRun) {
   EXPECT_EQ(calls(), "");
 }
 
-TEST_F(Automation, EventsGoToTheFileUntilTheSignal) {
-  run({"operation=7"}, 0);
-  deliver(1280, mox_wwan_signal_strength_config_status());
-  singal_handler(SIGINT);
-  EXPECT_EQ(file("wwan_test_output.txt"), "Input given 7\nPayload size: 0\nerror info: 0\nGot the  signal for 2\n");
-  (void)printed();
-  deliver(1280, mox_wwan_signal_strength_config_status());
-  singal_handler(SIGINT);
-  EXPECT_EQ(printed(), "Payload size: 0\nerror info: 0\nGot the  signal for 2\n");
-}
-
 }  // namespace
 }  // namespace cellscope::test

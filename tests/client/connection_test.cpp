@@ -26,6 +26,10 @@ struct StartCase {
   const char* diagnostics;
 };
 
+void PrintTo(const StartCase& start, std::ostream* out) {
+  *out << "stream type " << start.stream_type << ", rate " << start.sample_rate;
+}
+
 class Start : public ClientTest, public testing::WithParamInterface<StartCase> {};
 
 TEST_P(Start, SendsWhatTheSensorNeeds) {

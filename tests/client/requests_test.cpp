@@ -16,6 +16,8 @@ struct RequestCase {
   const char* error;         // on standard error, after a failed send
 };
 
+void PrintTo(const RequestCase& request, std::ostream* out) { *out << request.name; }
+
 // The two fixed entries, as their bytes.
 #define FIXED_THRESHOLDS   \
   "308dffffffffffffffff01" \

@@ -7,6 +7,8 @@
 #include <cmath>
 #include <cstring>
 #include <fstream>
+#include <iomanip>
+#include <limits>
 #include <map>
 #include <optional>
 #include <sstream>
@@ -21,6 +23,16 @@ namespace kelvane_hub {
 namespace {
 
 using google::protobuf::TextFormat;
+
+// As deep as clients parse messages unless they say otherwise.
+constexpr int deepest_nesting = 100;
+
+/// A number with as many digits as its file needs to tell it from its neighbours.
+std::string number(double value) {
+  std::ostringstream text;
+  text << std::setprecision(std::numeric_limits<double>::digits10) << value;
+  return text.str();
+}
 
 /// Keeps what the parser and the checks below find, in the form that editors know how to jump to.
 class Mistakes final : public google::protobuf::io::ErrorCollector {
@@ -113,12 +125,6 @@ class Checker {
     }
   }
 
-  static std::string number(double value) {
-    std::ostringstream text;
-    text << value;
-    return text.str();
-  }
-
   const scenario& scenario_;
   const TextFormat::ParseInfoTree& places_;
   Mistakes& mistakes_;
@@ -159,6 +165,7 @@ scenario parse_scenario(const std::string& text, const std::string& name) {
   Mistakes mistakes(name);
   TextFormat::ParseInfoTree places;
   TextFormat::Parser parser;
+  parser.SetRecursionLimit(deepest_nesting);
   parser.RecordErrorsTo(&mistakes);
   parser.WriteLocationsTo(&places);
   scenario parsed;
@@ -200,8 +207,8 @@ std::string describe(const scenario& checked) {
   text << "\nsteps: " << checked.steps_size();
   for (const auto& [kind, count] : counts) text << ", " << kind << ' ' << count;
   const double end = checked.steps_size() == 0 ? 0 : checked.steps(checked.steps_size() - 1).at();
-  text << "\nlast step at " << end << " s";
-  if (checked.has_repeat_after()) text << ", begins anew after " << checked.repeat_after() << " s";
+  text << "\nlast step at " << number(end) << " s";
+  if (checked.has_repeat_after()) text << ", begins anew after " << number(checked.repeat_after()) << " s";
   text << '\n';
   return text.str();
 }

@@ -69,7 +69,7 @@ void Simulator::answer_lookup() {
   for (const auto& sensor : scenario_.sensors()) {
     if (sensor.data_type() == lookup.data_type) *answer.add_suids() = sensor.suid();
   }
-  send(lookup.asked, lookup_event, answer.SerializeAsString());
+  send(Asked{lookup.asked.session, lookup.asked.sensor, lookup.due}, lookup_event, answer.SerializeAsString());
 }
 
 void Simulator::start_scenario(Time now) {

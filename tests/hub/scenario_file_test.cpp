@@ -36,6 +36,8 @@ TEST(ScenarioFile, MistakesAreNamedWithTheirPlace) {
       {"steps { at: 1 raw { } }", "x:1:1: expected a msg_id, found a raw event without one"},
       {"steps { at: 3 error { } } repeat_after: 3",
        "x:1:27: expected 0.001 to 10000000 seconds and more than the last step's 3, found 3"},
+      {"steps { at: 12345.67 error { } } steps { at: 12345.66 error { } }",
+       "x:1:34: expected a time (at) of 12345.67 seconds or later, found 12345.66"},
       {"repeat_after: 0", "x:1:1: expected 0.001 to 10000000 seconds and more than the last step's 0, found 0"},
       {"sensors { suid { } }", "x:1:1: expected a data_type, found a sensor without one"},
       {"sensors { data_type: 'a' }", "x:1:1: expected a suid, found a sensor without one"},
@@ -47,6 +49,12 @@ TEST(ScenarioFile, MistakesAreNamedWithTheirPlace) {
        "x:2:1: expected a time (at), found a step without one"},
   };
   for (const auto& [text, error] : cases) EXPECT_EQ(error_of(text), error) << text;
+}
+
+TEST(ScenarioFile, DeepNestingIsRefused) {
+  std::string lists = "sensors { attributes { value ";
+  for (int i = 0; i < 200'000; ++i) lists += "{ values { list ";
+  EXPECT_NE(error_of(lists).find("Message is too deep"), std::string::npos);
 }
 
 TEST(ScenarioFile, DescribesWhatIsThere) {

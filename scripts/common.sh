@@ -27,10 +27,10 @@ install_missing() {
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
 }
 
-# build PRESET: builds what has changed; says nothing unless something goes wrong.
+# build PRESET [TARGET]: builds what has changed; says nothing unless something goes wrong.
 build() {
   local log=".build-$1.log"
-  if ! { cmake --preset "$1" -DCELLSCOPE_WERROR="${CI:+ON}" && cmake --build --preset "$1"; } >"$log" 2>&1; then
+  if ! { cmake --preset "$1" -DCELLSCOPE_WERROR="${CI:+ON}" && cmake --build --preset "$1" ${2:+--target "$2"}; } >"$log" 2>&1; then
     cat "$log" >&2
     rm -f "$log"
     exit 1

@@ -1,0 +1,129 @@
+// make_seeds FOLDER: writes what the fuzz targets start from, FOLDER/TARGET/NUMBER. For each target there is also
+// FOLDER/TARGET.list, the names of its seeds with commas between them.
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+
+#include "bench/event_buffers.h"
+#include "fuzz/everything.h"
+#include "hub/built_in_scenario.h"
+#include "hub/message_ids.h"
+#include "hub/scenario_file.h"
+#include "hub/wire.h"
+
+namespace kelvane_hub::fuzz {
+namespace {
+
+using Seeds = std::vector<std::string>;
+
+/// Every event of the built-in scenario.
+Seeds events() {
+  constexpr int seconds = 60;
+  Seeds seeds{cellscope::bench::attribute_event(20)};
+  play_everything(built_in_scenario(), seconds,
+                  [&](SessionId, suid, const std::string& message) { seeds.push_back(message); });
+  std::sort(seeds.begin(), seeds.end());
+  seeds.erase(std::unique(seeds.begin(), seeds.end()), seeds.end());
+  return seeds;
+}
+
+/// One buffer with the events of several.
+std::string together(const std::vector<std::string>& buffers) {
+  sns_client_event_msg message;
+  for (const auto& buffer : buffers) message.MergeFromString(buffer);
+  return message.SerializeAsString();
+}
+
+Seeds lookups() {
+  sns_client_event_msg message;
+  auto& event = *message.add_events();
+  event.set_msg_id(lookup_event);
+  event.set_payload("\n\4wwan\x12\4\x08\x07\x10\x09");
+  const auto answer = message.SerializeAsString();
+  const auto attributes = cellscope::bench::attribute_event(20);
+  return {answer, together({answer, attributes}), together({answer, answer}), together({attributes, answer})};
+}
+
+Seeds consoles() {
+  return {"operation=1 request_id=7 filename=drive.txt",
+          "operation=2 rate=-1 =x y= a=b=c operation=3",
+          "1 7 9 10 5 0 6 1 3 11 -1",
+          "2 20 8 3 11 12",
+          "1 4 0 1 1 100 3 2 -90 -80 1 0 0 1 1 0 0 0 1 x",
+          "4 1 1 1 0 0 1 -100"};
+}
+
+/// The pieces that the stream comes in, then the stream.
+std::string stream(char pieces, const std::string& bytes) { return pieces + bytes; }
+
+Seeds hub_wires() {
+  const suid lookup{sns_suid_sensor().suid_low(), sns_suid_sensor().suid_high()};
+  const auto known = built_in_scenario().sensors(0).suid();
+  const suid sensor{known.suid_low(), known.suid_high()};
+  Seeds seeds{
+      stream(0, encode_hello() + encode_frame(FrameKind::request, lookup, envelope(lookup_request, "\n\4wwan")))};
+  std::string all = encode_hello();
+  for (const auto& request : requests_for_everything()) {
+    all += encode_frame(FrameKind::request, sensor, request);
+    seeds.push_back(stream(static_cast<char>(seeds.size()), all));
+  }
+  return seeds;
+}
+
+Seeds library_wires() {
+  const auto event = [](std::string_view payload) { return encode_frame(FrameKind::event, {7, 9}, payload); };
+  return {stream(0, event("one") + event("throw") + event("two")), stream(3, event("one") + event("stop")),
+          stream(15, event("forget") + event("two") + encode_frame(FrameKind::event, {1, 2}, "for nobody")),
+          stream(1, event("one") + encode_hello())};
+}
+
+/// The built-in scenario whole and, smaller and quicker, each of its steps alone.
+Seeds scenarios() {
+  const scenario built_in = built_in_scenario();
+  Seeds seeds{built_in_scenario_text, "steps { at: 1.5 raw { msg_id: 9 payload: '\\377' } } repeat_after: 1.6"};
+  for (const auto& step : built_in.steps()) {
+    scenario alone;
+    *alone.add_steps() = step;
+    seeds.push_back(alone.DebugString());
+  }
+  return seeds;
+}
+
+Seeds drives() {
+  const std::string header = "Timestamp,State,NetworkMode,RSRP,RSRQ,SNR,CQI,RSSI,LACHEX,RAWCELLID,NRxRSRP,NRxRSRQ\n";
+  Seeds seeds;
+  for (const std::string mode : {"5G", "LTE", "UMTS", "GSM"}) {
+    seeds.push_back(header + "2019.12.02_09.39.35,D," + mode + ",-73,-7,25.0,12,-57,9CBA,87812611,-91.0,-12.0\r\n\n" +
+                    "2019.12.02_09.39.36,D," + mode + ",-,-,-,-,-,-,-,-,-");
+  }
+  return seeds;
+}
+
+void write(const std::filesystem::path& folder, const Seeds& seeds) {
+  std::filesystem::create_directories(folder);
+  std::ofstream list(folder.string() + ".list");
+  for (std::size_t i = 0; i < seeds.size(); ++i) {
+    const auto file = folder / std::to_string(i);
+    std::ofstream(file, std::ios::binary) << seeds[i];
+    list << (i == 0 ? "" : ",") << file.string();
+  }
+}
+
+}  // namespace
+}  // namespace kelvane_hub::fuzz
+
+int main(int argc, char** argv) {
+  using namespace kelvane_hub::fuzz;
+  if (argc != 2) return 2;
+  const std::filesystem::path folder = argv[1];
+  write(folder / "events", events());
+  write(folder / "lookup", lookups());
+  write(folder / "console", consoles());
+  write(folder / "hub_wire", hub_wires());
+  write(folder / "library_wire", library_wires());
+  write(folder / "scenario", scenarios());
+  write(folder / "import", drives());
+  return 0;
+}

@@ -1,0 +1,16 @@
+// Scenario files: read, described and, if they are good, played.
+
+#include "fuzz/everything.h"
+#include "hub/input_error.h"
+#include "hub/scenario_file.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) try {
+  using namespace kelvane_hub;
+  constexpr int seconds = 12;
+  const auto read = parse_scenario({reinterpret_cast<const char*>(data), size}, "input");
+  (void)describe(read);
+  fuzz::play_everything(read, seconds, [](SessionId, suid, const std::string&) {});
+  return 0;
+} catch (const kelvane_hub::InputError&) {
+  return 0;
+}

@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-build_packages=(g++ cmake ninja-build protobuf-compiler libprotobuf-dev libcli11-dev libfccp-dev libgtest-dev python3)
+build_packages=(g++ cmake ninja-build protobuf-compiler libprotobuf-dev libcli11-dev libfccp-dev libgtest-dev python3 valgrind)
 clang_packages=(clang libclang-rt-dev clang-format clang-tidy)
 
 as_root() {

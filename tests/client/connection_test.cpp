@@ -57,6 +57,14 @@ INSTANTIATE_TEST_SUITE_P(
                     StartCase{1, -1, "send 2: 515\n", "send_selftest_req:772, sending self test request\n"},
                     StartCase{1, -4, "send 2: 515\n", "send_selftest_req:772, sending self test request\n"}));
 
+TEST_F(ClientTest, ADataTypeThatIsNoTextPrintsAsItCame) {
+  sns_suid_event answer;
+  answer.set_data_type("\xff\xfe");
+  platform().lookup_answers = {buffer_of({{768, answer.SerializeAsString()}}), suid_answer({{7, 9}})};
+  getSuid("wwan");
+  EXPECT_TRUE(printed().starts_with("get Suid\nReceived SUIDs for \xff\xfe, number of suids received = 0\n"));
+}
+
 TEST_F(ClientTest, TheLookupNamesItsDataType) {
   getSuid("wwan_stream");
   const std::string all = requests();

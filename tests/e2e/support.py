@@ -186,7 +186,8 @@ class Program:
         Program.count += 1
         self.test = test
         self.name = f"{os.path.basename(command[0])}-{Program.count}"
-        inherited = {name: value for name, value in os.environ.items() if not name.startswith("KELVANE_HUB")}
+        inherited = {name: value for name, value in os.environ.items()
+                     if name == "KELVANE_HUB_PROGRAM" or not name.startswith("KELVANE_HUB")}
         streams.setdefault("stdin", subprocess.DEVNULL)
         with open(self.name + ".out", "wb") as out, open(self.name + ".err", "wb") as err:
             streams.setdefault("stdout", out)

@@ -3,6 +3,7 @@
 import contextlib
 import os
 import pathlib
+import re
 import signal
 import socket
 import stat
@@ -157,6 +158,22 @@ class HubTest(EndToEndTest):
             until(lambda: len(hub.err) >= len(complaints), complaints)
             self.assertEqual(complaints, hub.err)
         good.sendall(LOOKUP_REQUEST)
+        answer = frame(HELLO) + frame(EVENT, LOOKUP)[:8]
+        self.assertEqual(answer, good.makefile("rb").read(len(answer)))
+
+    def test_clients_that_stall_or_flood_harm_only_themselves(self):
+        cells = "cells { cell_type: 7 timestamp: 18446744073709551615 }" * 5000
+        hub = self.serve(SENSORS + f"steps {{ at: 0 cells {{ {cells} }} }}")
+        stalling, flooding, good = (self.connect() for _ in range(3))
+        stalling.sendall(frame(HELLO) + frame(REQUEST, (3, 4), field(3, field(1, field(1, 10000))) + field(4, 642)))
+        flooding.sendall(frame(HELLO))
+        flooding.settimeout(1)
+        with contextlib.suppress(OSError):  # it is thrown out sooner or later
+            while True:
+                flooding.sendall(frame(REQUEST, (1, 2), field(4, 643)) * 1000)
+        for session in (1, 2):
+            until(lambda: re.search(rf"session {session} ended: it left \d+ bytes of events waiting\n", hub.err), session)
+        good.sendall(frame(HELLO) + LOOKUP_REQUEST)
         answer = frame(HELLO) + frame(EVENT, LOOKUP)[:8]
         self.assertEqual(answer, good.makefile("rb").read(len(answer)))
 

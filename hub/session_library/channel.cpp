@@ -90,6 +90,7 @@ void Channel::run(const std::shared_ptr<Shared>& shared, FrameReader reader) {
   } catch (const std::exception& error) {
     complain((std::string("the hub broke the connection's rules: ") + error.what() + "; session ended").c_str());
   }
+  shared->stopped = true;
   (void)shutdown(shared->socket.get(), SHUT_RDWR);
 }
 

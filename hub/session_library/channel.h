@@ -48,6 +48,7 @@ class Channel {
   /// Ends the connection. On return no callback runs, unless it is a callback of this channel that calls. Any thread.
   void stop();
 
+  /// By stop() or because the hub is gone.
   bool stopped() const { return shared_->stopped; }
 
  private:

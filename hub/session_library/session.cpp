@@ -27,7 +27,7 @@ class HubSession final : public ISession {
 };
 
 int HubSession::open() {
-  // A session that was closed stays closed.
+  // A session that was closed, or whose hub is gone, stays closed.
   if (channel_) return channel_->stopped() ? failed : done;
   try {
     channel_ = std::make_unique<Channel>(connect_to_hub(), callbacks_);

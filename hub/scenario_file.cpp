@@ -3,6 +3,7 @@
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/text_format.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
@@ -79,6 +80,9 @@ class Checker {
   void check_sensor(int i) {
     const auto& sensor = scenario_.sensors(i);
     if (sensor.data_type().empty()) complain("sensors", i, "expected a data_type, found a sensor without one");
+    if (!std::ranges::all_of(sensor.refusals(), &scenario_refusal::has_msg_id)) {
+      complain("sensors", i, "expected a msg_id in each refusal, found a refusal without one");
+    }
     if (!sensor.has_suid()) return complain("sensors", i, "expected a suid, found a sensor without one");
     const std::pair key(sensor.suid().suid_low(), sensor.suid().suid_high());
     const sns_suid_sensor lookup;

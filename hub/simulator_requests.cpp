@@ -1,5 +1,7 @@
 // How the simulated hub answers requests.
 
+#include <algorithm>
+
 #include "hub/scenario_file.h"
 #include "hub/signal_thresholds.h"
 #include "hub/simulator.h"
@@ -49,7 +51,10 @@ void Simulator::handle_request(SessionId session, suid sensor, const std::string
     if (request.msg_id() != lookup_request) return send_error(asked, HubError::not_supported);
     return look_up(asked, payload);
   }
-  if (find_sensor(sensor) == nullptr) return send_error(asked, HubError::no_such_sensor);
+  const scenario_sensor* const known = find_sensor(sensor);
+  if (known == nullptr) return send_error(asked, HubError::no_such_sensor);
+  const auto refusal = std::ranges::find(known->refusals(), request.msg_id(), &scenario_refusal::msg_id);
+  if (refusal != known->refusals().end()) return send_error(asked, static_cast<HubError>(refusal->error()));
   const auto function = find_request(request.msg_id());
   if (function == nullptr) return send_error(asked, HubError::not_supported);
   (this->*function)(asked, payload);

@@ -41,6 +41,8 @@ TEST(ScenarioFile, MistakesAreNamedWithTheirPlace) {
       {"repeat_after: 0", "x:1:1: expected 0.001 to 10000000 seconds and more than the last step's 0, found 0"},
       {"sensors { suid { } }", "x:1:1: expected a data_type, found a sensor without one"},
       {"sensors { data_type: 'a' }", "x:1:1: expected a suid, found a sensor without one"},
+      {"sensors { data_type: 'a' suid { } refusals { error: 1 } }",
+       "x:1:1: expected a msg_id in each refusal, found a refusal without one"},
       {sensor + sensor, "x:2:1: expected a suid of its own, found that of sensor 1"},
       {"sensors { data_type: 'a' suid { suid_low: 0x6c6f6f6b75702d31 suid_high: 0x6b656c76616e6531 } }",
        "x:1:1: expected a suid of its own, found that of the lookup sensor"},

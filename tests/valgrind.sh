@@ -22,7 +22,7 @@ wrap kelvane-hub "$hub"
 
 CELLSCOPE_CLIENT=$work/cellscope KELVANE_HUB=$work/kelvane-hub KELVANE_HUB_PROGRAM=$work/kelvane-hub \
   python3 -B -m unittest -v "$@"
-logs=("$work"/log.cellscope.* "$work"/log.kelvane-hub.*)
+logs=("$work"/log.*)
 ls "${logs[@]}" >/dev/null
 # Of what valgrind does not know of the system, it tells between dashes.
 ! grep -h '^==' "${logs[@]}"

@@ -28,9 +28,9 @@ class CookbookTest(EndToEndTest):
         os.symlink(CLIENT, "build/cellscope")
         os.symlink(HUB, "build/kelvane-hub")
         os.symlink(PROJECT / "scenarios", "scenarios")
-        shell = subprocess.Popen(["bash", "-c", commands], stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                                 stderr=subprocess.STDOUT, start_new_session=True,
-                                 env={"PATH": os.environ["PATH"], "TMPDIR": os.getcwd(), "LC_ALL": "C.UTF-8"})
+        shell = subprocess.Popen(["bash", "-c", "unset ${!KELVANE_HUB*}\n" + commands], stdin=subprocess.DEVNULL,
+                                 stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True,
+                                 env={**os.environ, "TMPDIR": os.getcwd(), "LC_ALL": "C.UTF-8"})
         with shell:
             try:
                 return without_times(shell.communicate(timeout=DEADLINE)[0])

@@ -2,59 +2,20 @@
 
 import os
 import pathlib
-import re
 import signal
 import time
 
 from support import (ATTRIBUTES, LISTENING, LOG_TIME, ON_CHANGE, SENSORS, STOPPED, EndToEndTest, difference, found,
-                     is_running, no_cells, pieces, read, until)
+                     no_cells, pieces, read, until)
 
 LISTENING_STREAM = "Listening For streaming sensor\n"
 
 EVENTS = SENSORS + """
-steps { at: 0 cells { sub: 0
-  cells { timestamp: 5000 timestamp_type: 1 registered: true cell_type: 3 lte {
-    cell_identity { mcc: 310 mnc: 260 ci: 12345 pci: 101 tac: 7 earfcn: 5230 }
-    signal_strength { signal_strength: 20 rsrp: -95 rsrq: -10 rssnr: 12 cqi: 9 timing_advance: 3 } } }
-  cells { cell_type: 6 nr { cell_identity { ci: 68719476741 } } } } }
-steps { at: 0.1 highspeed_rail { sub: 1 lte: true } }
-steps { at: 0.2 error { error: 4 } }
-steps { at: 0.3 raw { msg_id: 1286 payload: "?" } }
-steps { at: 0.4 voice_calls { calls { call_id: 1 call_state: 5 } } }
-steps { at: 0.5 cells { sub: 0 } }
+steps { at: 0 cells { sub: 1 } }
+steps { at: 0.1 error { error: 4 } }
+steps { at: 0.2 raw { msg_id: 1286 payload: "?" } }
+steps { at: 0.3 cells { sub: 0 } }
 """
-
-EVENT_REPORTS = f"""\
-Payload size: 80
-10 61 8 136 39 16 1 24 1 32 3 58 50 10 16 8 182 2 16 132 2 24 185 96 32 101 40 7 48 238 40 18 30 8 20 16 161 255 255 \
-255 255 255 255 255 255 1 24 246 255 255 255 255 255 255 255 255 1 32 12 40 9 48 3 10 13 32 6 82 9 10 7 24 133 128 \
-128 128 128 2 16 0 \n\
-Received serving neighboring cell info on Sub :0
-serving neighboring cell info. Number of cells: 2
-
-=== Cell 1 === {{{LOG_TIME},Cell Type: 3,Timestamp: 5000,Timestamp Type: 1,Registered: 1}}
-
-== LTE Cell Identity == {{MCC: 310,MNC: 260,CI: 12345,PCI: 101,TAC: 7,EARFCN: 5230}}
-
-== LTE Signal Strength == {{Signal Strength: 20,RSRP: -95,RSRQ: -10,RSSNR: 12,CQI: 9,Timing Advance: 3}}
-
-=== Cell 2 === {{{LOG_TIME},Cell Type: 6,Timestamp: 0,Timestamp Type: 0,Registered: 0}}
-
-== NR Cell Identity == {{MCC: 0,MNC: 0,CI: 68719476741,PCI: 0,TAC: 0,EARFCN: 0}}
-
-== NR Signal Strength == {{RSRP: 0,RSRQ: 0,RSSNR: 0,CQI: 0}}
-{no_cells(1)}Payload size: 4
-Received HST info on Sub :1
-hst info-LTE 1
-hst info-NR5G 0
-{no_cells(0)}"""
-
-LINE_FORMS = "|".join((
-    r"Input given 2", r"Streaming sensor rate : 2000", r"Listening For streaming sensor", r"Got the  signal for 2",
-    r"Payload size: \d+", r"(\d+ )+", r"Received serving neighboring cell info on Sub :\d",
-    r"serving neighboring cell info\. Number of cells: \d", r"",
-    r"=== Cell \d === \{Log Time: #{10},Cell Type: \d,Timestamp: \d+,Timestamp Type: \d,Registered: [01]\}",
-    r"== \w+ (Cell Identity|Signal Strength) == \{([\w ]+: -?\d+,?)+\}"))
 
 
 def announced(*arguments):
@@ -85,7 +46,7 @@ class AutomationTest(EndToEndTest):
         self.assertEqual(announced(*arguments) + found("wwan"), run.out)
         self.assertEqual(ON_CHANGE + "event_cb:645, Received error event 4\n"
                          "event_cb:756, Received unknown message ID 1286\n", run.err)
-        self.assertEqual("Input given 1\nconnecting to on-change sensor\n" + EVENT_REPORTS + LISTENING + STOPPED,
+        self.assertEqual("Input given 1\nconnecting to on-change sensor\n" + no_cells(1) + no_cells(0) + LISTENING + STOPPED,
                          read("output/drive.txt"))
         self.assertEqual(f"Request_7 : {run.pid}\n", read("output/wwan_test_output_pid_7.txt"))
         self.assertEqual(["drive.txt", "wwan_test_output_pid_7.txt"], sorted(os.listdir("output")))
@@ -174,17 +135,3 @@ class AutomationTest(EndToEndTest):
         # Stopped while it settles: it says once more that it listens, on the terminal that it has got back.
         self.assertEqual(announced("operation=1") + found("wwan") + LISTENING, run.out)
         self.assertFalse(os.path.exists("output"))
-
-    def test_stopped_while_events_pour_in(self):
-        run = self.automation("operation=2", "request_id=3", "rate=2000")
-        until(lambda: read("output/wwan_test_output.txt").count("Payload size") > 500, "500 reports")
-        hub = run.hub()
-        begin = time.monotonic()
-        self.stop(run)
-        self.assertLess(time.monotonic() - begin, 5)
-        self.assertFalse(is_running(hub))
-        *lines, after_last = read("output/wwan_test_output.txt").split("\n")
-        self.assertEqual("", after_last)
-        self.assertEqual([], [line for line in lines if not re.fullmatch(LINE_FORMS, line)])
-        self.assertEqual(1, lines.count(STOPPED.rstrip()))
-        self.assertRegex(run.out, r"Sensor suid list created\n$")

@@ -9,6 +9,7 @@ set(CELLSCOPE_OUTPUT_DIR "/data/APT_Automation/" CACHE STRING
 option(CELLSCOPE_WERROR "Treat warnings as errors" OFF)
 option(CELLSCOPE_FUZZ "Build the fuzz targets (clang++)" OFF)
 option(CELLSCOPE_BENCH "Build the benchmarks" OFF)
+option(CELLSCOPE_DEBIAN "Install as a Debian package does" OFF)
 
 include(CTest)
 

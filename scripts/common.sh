@@ -6,6 +6,7 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build_packages=(g++ cmake ninja-build protobuf-compiler libprotobuf-dev libcli11-dev libfccp-dev libgtest-dev python3 valgrind)
 clang_packages=(clang libclang-rt-dev clang-format clang-tidy)
+package_packages=(dpkg-dev file scdoc)
 
 as_root() {
   if [ "$(id -u)" = 0 ]; then "$@"; else sudo "$@"; fi

@@ -1,6 +1,5 @@
 #include "hub/session_library/private_hub.h"
 
-#include <dlfcn.h>
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
@@ -14,12 +13,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <mutex>
 #include <string>
 #include <vector>
 
 #include "hub/descriptor_passing.h"
+#include "hub/session_library/hub_program.h"
 #include "hub/session_library/signals_blocked.h"
 
 namespace kelvane_hub {
@@ -36,18 +35,6 @@ std::mutex mutex;
 PrivateHub& private_hub = *new PrivateHub;
 
 constexpr int control_fd_in_hub = 3;
-
-/// The program beside this library, or the one that KELVANE_HUB_PROGRAM names, or else the one in PATH.
-std::string find_program() {
-  if (const char* named = std::getenv("KELVANE_HUB_PROGRAM"); named != nullptr) return named;
-  Dl_info library{};
-  if (dladdr(reinterpret_cast<const void*>(&connect_to_private_hub), &library) != 0) {
-    std::error_code error;
-    const auto beside = std::filesystem::absolute(library.dli_fname, error).parent_path() / "kelvane-hub";
-    if (!error && std::filesystem::exists(beside, error)) return beside;
-  }
-  return "kelvane-hub";
-}
 
 /// How the child differs from its parent: own process group, default signals, nothing inherited but the control socket
 /// and standard error.
@@ -88,17 +75,18 @@ bool start() {
   if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) return false;
   UniqueFd ours(ends[0]);
   const UniqueFd theirs(ends[1]);
-  const std::string program = find_program();
-  std::vector<std::string> words{program, "serve", "--control-fd", std::to_string(control_fd_in_hub)};
+  const HubProgram program = find_hub_program();
+  std::vector<std::string> words{program.path, "serve", "--control-fd", std::to_string(control_fd_in_hub)};
   std::vector<char*> arguments;
   arguments.reserve(words.size() + 1);
   for (std::string& word : words) arguments.push_back(word.data());
   arguments.push_back(nullptr);
   const SpawnSettings settings(theirs.get());
-  const int error = posix_spawnp(&private_hub.pid, program.c_str(), settings.actions(), settings.attributes(),
+  const int error = posix_spawnp(&private_hub.pid, program.path.c_str(), settings.actions(), settings.attributes(),
                                  arguments.data(), environ);
   if (error != 0) {
-    (void)std::fprintf(stderr, "libkelvanesession: cannot start the hub %s: %s\n", program.c_str(), strerror(error));
+    (void)std::fprintf(stderr, "libkelvanesession: cannot start the hub %s: %s%s\n", program.path.c_str(),
+                       strerror(error), program.looked_in.c_str());
     private_hub.pid = -1;
     return false;
   }

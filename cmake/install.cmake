@@ -1,0 +1,51 @@
+# What `cmake --install` puts where.
+
+install(TARGETS cellscope kelvane-hub RUNTIME)
+if(NOT CELLSCOPE_SESSION_LIBRARY)
+  install(TARGETS session_library LIBRARY DESTINATION "${CELLSCOPE_LIBRARY_DIR}")
+  # RUNPATH, not RPATH: LD_LIBRARY_PATH goes before it, so that another session library can take the stand-in's place.
+  set_target_properties(cellscope PROPERTIES INSTALL_RPATH "$ORIGIN/${CELLSCOPE_LIBRARY_FROM_PROGRAMS}")
+  target_link_options(cellscope PRIVATE -Wl,--enable-new-dtags)
+endif()
+
+# For those who write a session library or scenarios.
+install(FILES "${PROJECT_SOURCE_DIR}/platform/kelvane/session.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kelvane")
+install(FILES ${message_paths} "${PROJECT_SOURCE_DIR}/hub/scenario.proto" DESTINATION "${CELLSCOPE_SHARED_DIR}/proto")
+file(GLOB scenarios CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/scenarios/*.textproto")
+install(FILES ${scenarios} "${PROJECT_SOURCE_DIR}/hub/built_in_scenario.textproto"
+  DESTINATION "${CELLSCOPE_SHARED_DIR}/scenarios")
+
+set(completion "${PROJECT_SOURCE_DIR}/completion")
+if(CELLSCOPE_DEBIAN)
+  set(zsh_completions "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")
+else()
+  set(zsh_completions "${CMAKE_INSTALL_DATADIR}/zsh/site-functions")
+endif()
+foreach(program cellscope kelvane-hub)
+  install(FILES "${completion}/${program}.bash" RENAME ${program}
+    DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+  install(FILES "${completion}/_${program}" DESTINATION "${zsh_completions}")
+endforeach()
+
+find_program(SCDOC scdoc)
+find_program(GZIP gzip)
+file(GLOB manuals CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/man/*.scd")
+if(manuals AND NOT (SCDOC AND GZIP))
+  message(STATUS "Manual pages are left out: scdoc and gzip are needed for them")
+  set(manuals "")
+endif()
+foreach(manual IN LISTS manuals)
+  cmake_path(GET manual STEM LAST_ONLY page)
+  string(REGEX MATCH "[0-9]$" section "${page}")
+  set(compressed "${PROJECT_BINARY_DIR}/man/${page}.gz")
+  add_custom_command(
+    OUTPUT "${compressed}"
+    COMMAND "${CMAKE_COMMAND}" -E make_directory "${PROJECT_BINARY_DIR}/man"
+    COMMAND "${SCDOC}" < "${manual}" > "${PROJECT_BINARY_DIR}/man/${page}"
+    COMMAND "${GZIP}" -9nf "${PROJECT_BINARY_DIR}/man/${page}"
+    DEPENDS "${manual}"
+    VERBATIM)
+  list(APPEND compressed_manuals "${compressed}")
+  install(FILES "${compressed}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man${section}")
+endforeach()
+add_custom_target(manuals ALL DEPENDS ${compressed_manuals})

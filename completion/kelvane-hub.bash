@@ -1,0 +1,70 @@
+# bash completion for kelvane-hub: what the program's own --help says that it takes.
+
+# _kelvane_hub_files PREFIX [ENDING]: files of that ending, and the folders on the way to more.
+_kelvane_hub_files() {
+  compgen -f ${2:+-X "!*.$2"} -- "$1"
+  [[ -z $2 ]] || compgen -d -- "$1"
+}
+
+# _kelvane_hub_scenarios PREFIX: also the installed ones, by their name alone.
+_kelvane_hub_scenarios() {
+  local folder folders
+  _kelvane_hub_files "$1" textproto
+  [[ $1 != */* ]] || return
+  IFS=: read -ra folders <<<"${XDG_DATA_DIRS:-/usr/local/share:/usr/share}"
+  for folder in "${folders[@]}"; do
+    compgen -G "${folder%/}/cellscope/scenarios/$1*.textproto"
+  done
+}
+
+# _kelvane_hub_values COMMAND KIND PREFIX: KIND is what the help calls the value.
+_kelvane_hub_values() {
+  case $1:$2 in
+    serve:FILE | check:FILE) _kelvane_hub_scenarios "$3" ;;
+    *:FILE.*) _kelvane_hub_files "$3" "${2#*.}" ;;
+    *:FILE | *:PATH) _kelvane_hub_files "$3" ;;
+    *:*'|'*) compgen -W "${2//|/ }" -- "$3" ;;
+  esac
+}
+
+_kelvane_hub() {
+  local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
+  # --option=value is three words.
+  if [[ $cur == = ]]; then
+    cur=
+  elif [[ $prev == = ]]; then
+    prev=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
+  local word command=
+  for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
+    [[ $word == -* ]] || { command=$word && break; }
+  done
+
+  local line section= names kind= positional= commands=() options=()
+  local heading='^([A-Z][a-z]+):$' option='^  (-[^ ]+)( ([^ (]+))?' other='^  ([a-z]+) +([^ ]+)'
+  while IFS= read -r line; do
+    if [[ $line =~ $heading ]]; then
+      section=${BASH_REMATCH[1]}
+    elif [[ $section == Options && $line =~ $option ]]; then
+      names=" ${BASH_REMATCH[1]//,/ } "
+      [[ $names != *" $prev "* ]] || kind=${BASH_REMATCH[3]}
+      options+=("${BASH_REMATCH[1]##*,}")
+    elif [[ $section == Subcommands && $line =~ $other ]]; then
+      commands+=("${BASH_REMATCH[1]}")
+    elif [[ $section == Positionals && $line =~ $other ]]; then
+      positional=${BASH_REMATCH[2]}
+    fi
+  done < <("${1/#\~/$HOME}" ${command:+"$command"} --help 2>/dev/null)
+
+  COMPREPLY=()
+  if [[ -z $kind && $cur == -* ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "${options[*]}" -- "$cur")
+  elif [[ -z $kind && -z $command ]]; then
+    mapfile -t COMPREPLY < <(compgen -W "${commands[*]}" -- "$cur")
+  else
+    compopt -o filenames
+    mapfile -t COMPREPLY < <(_kelvane_hub_values "$command" "${kind:-$positional}" "$cur")
+  fi
+}
+
+complete -F _kelvane_hub kelvane-hub

@@ -2,17 +2,14 @@
 
 #include <google/protobuf/text_format.h>
 
-#include <cerrno>
-#include <cstdio>
-#include <random>
 #include <ratio>
 #include <string>
-#include <system_error>
 #include <tuple>
 #include <utility>
 #include <vector>
 
 #include "hub/drive_csv.h"
+#include "hub/files.h"
 #include "hub/input_error.h"
 #include "hub/text.h"
 
@@ -159,58 +156,6 @@ std::string text_of(const scenario& imported) {
   return text;
 }
 
-// ---- a file, whole or not at all ----
-
-[[noreturn]] void throw_error(int error) { throw std::system_error(error, std::generic_category()); }
-
-/// `mode` as for std::fopen.
-void write_text(const std::string& text, const fs::path& path, const char* mode) {
-  std::FILE* const file = std::fopen(path.c_str(), mode);
-  if (file == nullptr) throw_error(errno);
-  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-  const int error = errno;
-  const bool closed = std::fclose(file) == 0;
-  if (!written) throw_error(error);
-  if (!closed) throw_error(errno);
-}
-
-/// Removes the file at `path`, if there is one, at the end.
-struct RemovedAtEnd {
-  explicit RemovedAtEnd(fs::path file) : path(std::move(file)) {}
-  RemovedAtEnd(const RemovedAtEnd&) = delete;
-  RemovedAtEnd& operator=(const RemovedAtEnd&) = delete;
-  ~RemovedAtEnd() {
-    std::error_code ignored;
-    fs::remove(path, ignored);
-  }
-  fs::path path;
-};
-
-void replace_file(const std::string& text, const fs::path& target) {
-  // Short whatever the target is called, and of the same folder: a rename stays within a file system.
-  const std::string name = ".kelvane-hub-" + std::to_string(std::random_device()());
-  const RemovedAtEnd temporary(target.parent_path() / name);
-  write_text(text, temporary.path, "wbx");
-  if (fs::exists(target)) fs::permissions(temporary.path, fs::status(target).permissions());
-  fs::rename(temporary.path, target);
-}
-
-/// Whether `link` stands for an open file of a process, as that behind /dev/stdout does.
-bool is_open_file(const fs::path& link) {
-  return fs::canonical(link.parent_path() / ".").string().starts_with("/proc/");
-}
-
-/// The file to replace; empty if the text has to go into what stands at `path`.
-std::optional<fs::path> replaceable(fs::path path) {
-  if (!fs::exists(path)) return path;
-  if (!fs::is_regular_file(path)) return {};
-  while (fs::is_symlink(path)) {
-    if (is_open_file(path)) return {};
-    path = path.parent_path() / fs::read_symlink(path);
-  }
-  return path;
-}
-
 }  // namespace
 
 Plmn parse_plmn(std::string_view text) {
@@ -226,15 +171,6 @@ scenario import_drive(const fs::path& csv, std::optional<Plmn> plmn) {
   return imported;
 }
 
-void write_scenario(const scenario& imported, const fs::path& path) try {
-  const std::string text = text_of(imported);
-  if (const auto target = replaceable(path)) {
-    replace_file(text, *target);
-  } else {
-    write_text(text, path, "ab");
-  }
-} catch (const std::system_error& error) {
-  throw InputError(path.string() + ": " + error.code().message());
-}
+void write_scenario(const scenario& imported, const fs::path& path) { write_file(text_of(imported), path); }
 
 }  // namespace kelvane_hub

@@ -24,9 +24,7 @@ Plmn parse_plmn(std::string_view text);
 /// "file:line: expected …, found …" at a line that is malformed or "file: reason" if the file cannot be read.
 scenario import_drive(const std::filesystem::path& csv, std::optional<Plmn> plmn);
 
-/// Writes `imported` to `path` in text format, a step a line. A file appears whole or not at all: on failure it throws
-/// InputError ("file: reason") and a file that stood there before is untouched. Into what is no file (a pipe,
-/// /dev/stdout) it writes directly.
+/// Writes `imported` to `path` in text format, a step a line; as write_file() does.
 void write_scenario(const scenario& imported, const std::filesystem::path& path);
 
 }  // namespace kelvane_hub

@@ -5,12 +5,15 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 #include <exception>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <string>
 
+#include "hub/files.h"
 #include "hub/import.h"
 #include "hub/input_error.h"
+#include "hub/plot/plot.h"
 #include "hub/scenario_file.h"
 #include "hub/server.h"
 
@@ -23,6 +26,17 @@ struct ServeOptions {
   std::string scenario;
   double speed = 1;
   bool explain = false;
+};
+
+struct ReportOptions {
+  std::string file;
+  std::string format = "json";
+  std::string output = "/dev/stdout";
+};
+
+struct PlotOptions {
+  std::string file;
+  std::string output;
 };
 
 struct ImportOptions {
@@ -51,6 +65,27 @@ void import(const ImportOptions& options) {
     throw InputError(std::string("--plmn: ") + error.what());
   }
   write_scenario(import_drive(options.csv, plmn), options.output);
+}
+
+/// Warns of a report at the end that is not whole.
+Run load_run(const std::string& file) {
+  Run run = read_run(read_file(file == "-" ? "/dev/stdin" : file), file);
+  if (run.cut_off != 0) {
+    (void)std::fprintf(stderr, "%s:%zu: the report that begins here is cut off, and left out\n", file.c_str(),
+                       run.cut_off);
+  }
+  return run;
+}
+
+void report(const ReportOptions& options) {
+  const Run run = load_run(options.file);
+  write_file(options.format == "csv" ? to_csv(run) : to_json(run), options.output);
+}
+
+void plot(const PlotOptions& options) {
+  const bool is_scenario = options.file.ends_with(".textproto");
+  const Track track = is_scenario ? track_of(load_scenario(options.file)) : track_of(load_run(options.file));
+  write_file(draw(track, std::filesystem::path(options.file).filename()), options.output);
 }
 
 void add_serve(CLI::App& app, ServeOptions& options) {
@@ -95,6 +130,36 @@ void add_import(CLI::App& app, ImportOptions& options) {
   command->callback([&options] { import(options); });
 }
 
+void add_report(CLI::App& app, ReportOptions& options) {
+  auto* command = app.add_subcommand("report", "Turn an output file of cellscope into JSON or CSV");
+  command->footer(
+      "Examples:\n"
+      "  kelvane-hub report /data/APT_Automation/drive.txt | jq 'select(.event == \"voice_calls\")'\n"
+      "  kelvane-hub report drive.txt --format csv -o drive.csv\n\n"
+      "JSON is an object an event, each on a line. CSV is a row a cell, a call, or an event without either.\n");
+  command->add_option("file", options.file, "Output file of a run; -: standard input")->type_name("FILE")->required();
+  command->add_option("--format", options.format, "Form of the report (default: json)")
+      ->type_name("json|csv")
+      ->check(CLI::IsMember({"json", "csv"}).description(""));
+  command->add_option("-o,--output", options.output, "File to write (default: standard output)")->type_name("FILE");
+  command->callback([&options] { report(options); });
+}
+
+void add_plot(CLI::App& app, PlotOptions& options) {
+  auto* command = app.add_subcommand("plot", "Draw an output file of cellscope, or a scenario");
+  command->footer(
+      "Examples:\n"
+      "  kelvane-hub plot /data/APT_Automation/drive.txt -o drive.svg\n"
+      "  kelvane-hub plot drive.textproto -o drive.svg\n\n"
+      "The serving cell's signal over time, by technology, with cell changes and voice calls. A file whose name ends\n"
+      "with .textproto is a scenario.\n");
+  command->add_option("file", options.file, "Output file of a run (-: standard input) or scenario")
+      ->type_name("FILE")
+      ->required();
+  command->add_option("-o,--output", options.output, "Picture to write")->type_name("FILE.svg")->required();
+  command->callback([&options] { plot(options); });
+}
+
 int run(int argc, char** argv) {
   CLI::App app("A simulated sensor hub for cellscope, and tools for the scenarios that it plays.", "kelvane-hub");
   app.footer("`kelvane-hub COMMAND --help` tells more of each command, with an example.");
@@ -102,10 +167,14 @@ int run(int argc, char** argv) {
   app.require_subcommand(1);
   ServeOptions serve_options;
   ImportOptions import_options;
+  ReportOptions report_options;
+  PlotOptions plot_options;
   std::string checked_file;
   add_serve(app, serve_options);
   add_check(app, checked_file);
   add_import(app, import_options);
+  add_report(app, report_options);
+  add_plot(app, plot_options);
   try {
     app.parse(argc, argv);
     return 0;

@@ -4,10 +4,7 @@
 #include <google/protobuf/text_format.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
-#include <cstring>
-#include <fstream>
 #include <iomanip>
 #include <limits>
 #include <map>
@@ -17,6 +14,7 @@
 #include <vector>
 
 #include "hub/built_in_scenario.h"
+#include "hub/files.h"
 #include "hub/input_error.h"
 #include "hub/wire.h"
 
@@ -135,18 +133,6 @@ class Checker {
   double last_time_ = 0;
   std::map<std::pair<std::uint64_t, std::uint64_t>, int> sensors_;
 };
-
-std::string read_file(const std::filesystem::path& path) {
-  std::error_code ignored;
-  if (std::filesystem::is_directory(path, ignored))
-    throw InputError(path.string() + ": expected a file, found a folder");
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw InputError(path.string() + ": cannot read it: " + strerror(errno));
-  std::ostringstream text;
-  text << file.rdbuf();
-  if (file.bad()) throw InputError(path.string() + ": cannot read it: " + strerror(errno));
-  return text.str();
-}
 
 std::optional<std::uint32_t> subscription_of(const scenario_step& step) {
   switch (step.what_case()) {

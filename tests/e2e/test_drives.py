@@ -4,6 +4,7 @@ import csv
 import datetime
 import decimal
 import itertools
+import json
 import os
 import pathlib
 import subprocess
@@ -188,6 +189,17 @@ class DriveTest(EndToEndTest):
         # One by one: the first difference is what one wants to see.
         for number, (wanted, shown) in enumerate(itertools.zip_longest(expected, reports), 1):
             self.assertEqual(wanted, f"Payload size: {shown}", f"report {number} of {len(expected)}")
+        self.check_values(changes)
+
+    def check_values(self, changes):
+        """What kelvane-hub reads out of the output file."""
+        events = [json.loads(line) for line in self.hub_command("report", "output/wwan_test_output.txt")[1].splitlines()]
+        by_key = lambda labels, present: {label.lower().replace(" ", "_"): present.get(label, 0) for label in labels}
+        self.assertEqual(
+            [[(cell.type, cell.registered, by_key(TECHNOLOGIES[cell.type].identity, cell.identity),
+               by_key(TECHNOLOGIES[cell.type].signal, cell.signal)) for cell in cells] for _, cells in changes],
+            [[(cell["cell_type"], cell["registered"], cell["cell_identity"], cell["signal_strength"])
+              for cell in event["cells"]] for event in events if "cells" in event])
 
     def test_city_ring(self):
         self.play("drive-city-ring.csv")

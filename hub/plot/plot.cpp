@@ -1,0 +1,137 @@
+#include "hub/plot/plot.h"
+
+#include <algorithm>
+#include <map>
+#include <sstream>
+
+#include "hub/plot/gnuplot.h"
+#include "hub/report/cell_form.h"
+
+namespace kelvane_hub {
+namespace {
+
+/// How a technology is drawn: colours that the colour-blind tell apart, and dashes for print.
+struct Style {
+  std::int64_t cell_type;
+  const char* colour;
+  const char* dash;
+};
+constexpr Style styles[] = {{1, "#8C6BB1", "(4,2)"},  {2, "#B8860B", "(2,3)"},     {3, "#D55E00", "1"},
+                            {4, "#009E73", "(10,3)"}, {5, "#CC79A7", "(6,2,2,2)"}, {6, "#2B7BBA", "(16,4)"}};
+constexpr Style other_style{0, "#808080", "1"};
+
+const Style& style_of(std::int64_t cell_type) {
+  const auto* found = std::ranges::find(styles, cell_type, &Style::cell_type);
+  return found == std::end(styles) ? other_style : *found;
+}
+
+/// In gnuplot's single quotes.
+std::string in_quotes(const std::string& text) {
+  std::string quoted = "'";
+  for (const char character : text) {
+    if (character == '\'') quoted += '\'';
+    quoted += static_cast<unsigned char>(character) < ' ' ? ' ' : character;
+  }
+  return quoted + "'";
+}
+
+/// Collects data blocks and what is drawn of them.
+class Script {
+ public:
+  /// `rows` is a line for each point; an empty one ends a stretch.
+  void plot(const std::string& rows, const std::string& how) {
+    if (rows.empty()) return;
+    const std::string name = "$data" + std::to_string(++blocks_);
+    data_ += name + " << END\n" + rows + "END\n";
+    plots_ += (plots_.empty() ? "plot " : ", \\\n  ") + name + " " + how;
+  }
+
+  std::string text(const std::string& settings) const { return data_ + settings + plots_ + "\n"; }
+  bool empty() const { return plots_.empty(); }
+
+ private:
+  int blocks_ = 0;
+  std::string data_;
+  std::string plots_;
+};
+
+std::string rows_of(const std::vector<Stretch>& stretches) {
+  std::ostringstream rows;
+  for (const Stretch& stretch : stretches) {
+    for (const Point& point : stretch) rows << point.time << ' ' << point.dbm << '\n';
+    rows << '\n';
+  }
+  return rows.str();
+}
+
+void add_curves(Script& script, const Track& track) {
+  const bool several_subs = !track.curves.empty() && track.curves.front().sub != track.curves.back().sub;
+  for (const Curve& curve : track.curves) {
+    const Style& style = style_of(curve.cell_type);
+    std::string name(find_technology(curve.cell_type)->name);
+    if (several_subs) name += ", sub " + std::to_string(curve.sub);
+    script.plot(rows_of(curve.stretches), "with steps linewidth " + std::string(curve.sub == 0 ? "2.2" : "1.2") +
+                                              " linecolor rgb '" + style.colour + "' dashtype " + style.dash +
+                                              " title " + in_quotes(name));
+  }
+}
+
+void add_marks(Script& script, const Track& track) {
+  std::ostringstream changes;
+  for (const double time : track.cell_changes) changes << time << " 0.02\n";
+  script.plot(changes.str(),
+              "axes x1y2 with points pointtype 9 pointsize 0.5 linecolor rgb '#808080' title 'cell change'");
+  std::ostringstream calls;
+  for (const auto& [begin, end] : track.calls) calls << begin << " 0.97 " << end - begin << " 0\n";
+  script.plot(calls.str(), "axes x1y2 with vectors nohead linewidth 6 linecolor rgb '#56B4E9' title 'voice call'");
+}
+
+std::string settings(const Track& track, const std::string& title) {
+  constexpr double an_hour = 3600;
+  std::ostringstream text;
+  text << "set terminal svg size 1000,460 dynamic font 'sans-serif,13'\n"
+       << "set title " << in_quotes(title) << " noenhanced\n"
+       << "set key outside right top noenhanced\n"
+       << "set grid xtics ytics linecolor rgb '#B0B0B0' linewidth 0.5 dashtype 1\n"
+       << "set border 3\n"
+       << "set tics nomirror out\n"
+       << "set xlabel 'time (" << track.clock << (track.end < an_hour ? ", min:s" : ", h:min:s") << ")'\n"
+       << "set ylabel 'signal of the serving cell (dBm)'\n"
+       << "set xtics time\n"
+       << "set format x " << (track.end < an_hour ? "'%tM:%tS'" : "'%tH:%tM:%tS'") << '\n'
+       << "set xrange [0:" << std::max(track.end, 1.0) << "]\n"
+       << "set offsets graph 0, 0, graph 0.08, graph 0.08\n"
+       << "set y2range [0:1]\n"
+       << "unset y2tics\n";
+  return text.str();
+}
+
+/// What is black becomes light where the reader's page is dark.
+constexpr std::string_view dark_mode = R"(<style>
+  @media (prefers-color-scheme: dark) {
+    svg { background: #16181d; }
+    [color="black"] { color: #d8dadf; }
+    [fill="black"], text { fill: #d8dadf; }
+    [stroke="black"] { stroke: #d8dadf; }
+  }
+</style>
+)";
+
+std::string with_dark_mode(std::string svg) {
+  const auto end_of_opener = svg.find(">\n", svg.find("<svg"));
+  if (end_of_opener != std::string::npos) svg.insert(end_of_opener + 2, dark_mode);
+  return svg;
+}
+
+}  // namespace
+
+std::string draw(const Track& track, const std::string& title) {
+  Script script;
+  add_curves(script, track);
+  add_marks(script, track);
+  // Something has to be plotted for axes to appear.
+  if (script.empty()) script.plot("0 0\n", "with points pointtype 0 notitle");
+  return with_dark_mode(run_gnuplot(script.text(settings(track, title))));
+}
+
+}  // namespace kelvane_hub

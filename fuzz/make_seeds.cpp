@@ -101,6 +101,18 @@ Seeds drives() {
   return seeds;
 }
 
+Seeds runs() {
+  return {
+      "Payload size: 2\n10 0 \nReceived serving neighboring cell info on Sub :0\n"
+      "serving neighboring cell info. Number of cells: 1\n\n=== Cell 1 === {Log Time: 17,Cell Type: 6,Timestamp: 5,"
+      "Timestamp Type: 1,Registered: 1}\n\n== NR Cell Identity == {MCC: 1,MNC: 2,CI: 6,PCI: 3,TAC: 4,EARFCN: 5}\n"
+      "\n== NR Signal Strength == {RSRP: -90,RSRQ: -11,RSSNR: 6,CQI: 7}\n",
+      "Log Time: 9, Received voice call info on Sub:0, voice call info-Number of calls: 1: "
+      "[{ Call: 1, CallID: 3, CallState: -5}]\nPayload size: 2\nerror info: -7\n",
+      "Log Time: 9, Received rrc state info on Sub:0, \n{ LTE RRC STATE: 1 }\n\n"
+      "Payload size: 4\nReceived HST info on Sub :1\nhst info-LTE 0\nhst info-NR5G 1\n"};
+}
+
 void write(const std::filesystem::path& folder, const Seeds& seeds) {
   std::filesystem::create_directories(folder);
   std::ofstream list(folder.string() + ".list");
@@ -125,5 +137,6 @@ int main(int argc, char** argv) {
   write(folder / "library_wire", library_wires());
   write(folder / "scenario", scenarios());
   write(folder / "import", drives());
+  write(folder / "run", runs());
   return 0;
 }

@@ -1,0 +1,14 @@
+// Output files of cellscope, read and written as JSON and CSV.
+
+#include "hub/report/run.h"
+
+#include "hub/input_error.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) try {
+  const auto run = kelvane_hub::read_run({reinterpret_cast<const char*>(data), size}, "input");
+  (void)kelvane_hub::to_json(run);
+  (void)kelvane_hub::to_csv(run);
+  return 0;
+} catch (const kelvane_hub::InputError&) {
+  return 0;
+}

@@ -43,22 +43,6 @@ def streaming(rate):
 
 class ConsoleTest(EndToEndTest):
 
-    def test_choices_without_a_connection(self):
-        console = self.console()
-        console.ask("3\n", "diconnect client\n")
-        console.ask("4\n0 0 0 0 0 0 0 0 0 0\n", ASK_SIG_INFO + asked({}))
-        console.ask("5\n0\n", EMPTY_CONFIG)
-        console.ask("6 1\n", GSM_CONFIG)
-        console.ask("7\n", VOICE_CALLS)
-        console.ask("9\n", QUERY)
-        console.ask("10\n", RRC_STATES)
-        console.leave(SENT_ALL + not_sent("send_all_ran_info", 1479)
-                      + SENT_EMPTY + not_sent("send_empty_sig_info", 1039)
-                      + SENT_GSM + not_sent("send_geran_sig_info", 1597)
-                      + SENT_VOICE + not_sent("register_voice_call_status", 1510)
-                      + SENT_QUERY + not_sent("query_cell_location_info", 1627)
-                      + SENT_RRC + not_sent("register_rrc_state_indication", 1541))
-
     def test_ways_out(self):
         for typed in ("-1\n", "0\n", "12\n", "-7\n", "exit\n", "\x04"):
             with self.subTest(typed):

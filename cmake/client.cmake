@@ -20,6 +20,13 @@ set(client_sources
   ${PROJECT_SOURCE_DIR}/cli/menu.cpp
   ${PROJECT_SOURCE_DIR}/cli/output_log.cpp)
 
+if(CELLSCOPE_SESSION_LIBRARY)
+  add_library(session_library SHARED IMPORTED GLOBAL)
+  # Linked by its name, so that whatever bears it can take its place when the program starts.
+  set_target_properties(session_library PROPERTIES
+    IMPORTED_LOCATION "${CELLSCOPE_SESSION_LIBRARY}" IMPORTED_NO_SONAME TRUE)
+endif()
+
 # add_client_library(TARGET OUTPUT_DIR): a program's tests want an output directory of their own.
 function(add_client_library target output_dir)
   add_library(${target} STATIC ${client_sources})

@@ -32,5 +32,10 @@ endfunction()
 
 list(TRANSFORM message_protos PREPEND "${CELLSCOPE_PROTO_DIR}/" OUTPUT_VARIABLE message_paths)
 add_message_library(messages_lite LITE RUNTIME protobuf::libprotobuf-lite PROTOS ${message_paths})
-add_message_library(messages_full RUNTIME protobuf::libprotobuf
-  PROTOS ${message_paths} "${PROJECT_SOURCE_DIR}/hub/scenario.proto")
+if(ANDROID)
+  target_link_libraries(messages_lite PUBLIC log)  # where the runtime writes its warnings
+endif()
+if(CELLSCOPE_HUB)
+  add_message_library(messages_full RUNTIME protobuf::libprotobuf
+    PROTOS ${message_paths} "${PROJECT_SOURCE_DIR}/hub/scenario.proto")
+endif()

@@ -6,12 +6,26 @@ set(CELLSCOPE_PROTO_DIR "${PROJECT_SOURCE_DIR}/proto" CACHE PATH
   "Folder of kelvane_api.proto and mox_wwan_test.proto")
 set(CELLSCOPE_OUTPUT_DIR "/data/APT_Automation/" CACHE STRING
   "Folder of the pid file and the output file of automation mode")
+option(CELLSCOPE_HUB "Build the stand-in session library, the simulated hub and what needs them" ON)
 option(CELLSCOPE_WERROR "Treat warnings as errors" OFF)
 option(CELLSCOPE_FUZZ "Build the fuzz targets (clang++)" OFF)
 option(CELLSCOPE_BENCH "Build the benchmarks" OFF)
 option(CELLSCOPE_DEBIAN "Install as a Debian package does" OFF)
 
 include(CTest)
+
+# A wrong path would otherwise show late, as a rule that is missing.
+if(NOT CELLSCOPE_HUB AND NOT CELLSCOPE_SESSION_LIBRARY)
+  message(FATAL_ERROR "CELLSCOPE_HUB=OFF: expected the platform's library in CELLSCOPE_SESSION_LIBRARY, which is empty")
+endif()
+if(CELLSCOPE_SESSION_LIBRARY AND NOT EXISTS "${CELLSCOPE_SESSION_LIBRARY}")
+  message(FATAL_ERROR "CELLSCOPE_SESSION_LIBRARY: expected a library, there is no ${CELLSCOPE_SESSION_LIBRARY}")
+endif()
+foreach(proto IN ITEMS kelvane_api mox_wwan_test)
+  if(NOT EXISTS "${CELLSCOPE_PROTO_DIR}/${proto}.proto")
+    message(FATAL_ERROR "CELLSCOPE_PROTO_DIR: expected ${proto}.proto, there is none in ${CELLSCOPE_PROTO_DIR}")
+  endif()
+endforeach()
 
 if(NOT CMAKE_BUILD_TYPE)
   set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "" FORCE)

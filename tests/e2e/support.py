@@ -16,6 +16,8 @@ import unittest
 CLIENT = os.path.abspath(os.environ["CELLSCOPE_CLIENT"])
 HUB = os.path.abspath(os.environ["KELVANE_HUB"])
 
+EMULATOR_ABORT = "qemu: uncaught target signal 6 (Aborted) - core dumped\n"
+
 DEADLINE = 60  # seconds: enough for a sanitizer on a busy machine
 
 # Sensors with short suids and few attributes.
@@ -196,7 +198,7 @@ class Program:
         test.addCleanup(self.kill)
 
     out = property(lambda self: read(self.name + ".out"))
-    err = property(lambda self: read(self.name + ".err"))
+    err = property(lambda self: read(self.name + ".err").replace(EMULATOR_ABORT, ""))
 
     def interrupt(self):
         self.process.send_signal(signal.SIGINT)

@@ -8,10 +8,11 @@ function(start_by_emulator target)
   endif()
   set_target_properties(${target} PROPERTIES SUFFIX .emulated)
   list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
-  file(CONFIGURE OUTPUT "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${target}" @ONLY CONTENT [[
+  set(script "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${target}")
+  file(CONFIGURE OUTPUT "${script}" @ONLY CONTENT [[
 #!/bin/sh
-exec @emulator@ "$0.emulated" "$@"
+exec @emulator@ "@script@.emulated" "$@"
 ]])
-  file(CHMOD "${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/${target}" PERMISSIONS
+  file(CHMOD "${script}" PERMISSIONS
     OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
 endfunction()

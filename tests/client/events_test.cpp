@@ -17,40 +17,9 @@ mox_wwan_cell_info cell_of_type(std::int32_t type) {
   return cell;
 }
 
-std::string header(int counter, std::int32_t type) {
-  return "\n=== Cell " + std::to_string(counter) + " === {Log Time: 1700000000,Cell Type: " + std::to_string(type) +
-         ",Timestamp: 0,Timestamp Type: 0,Registered: 0}\n";
-}
-
 TEST_F(ClientTest, EachTechnologyPrintsItsBlocks) {
   deliver(bench::cell_event(6));
-  const std::string out = printed();
-  const auto head = [](int type) {
-    return "\n=== Cell " + std::to_string(type) + " === {Log Time: 1700000000,Cell Type: " + std::to_string(type) +
-           ",Timestamp: 1000000000,Timestamp Type: 1,Registered: " + (type == 1 ? "1" : "0") + "}\n";
-  };
-  EXPECT_EQ(out.substr(out.find("\n\n") + 1),
-            head(1) +
-                "\n== GSM Cell Identity == {MCC: 303,MNC: 306,LAC: 309,CID: 312,ARFCN: 315,BSIC: 318}\n"
-                "\n== GSM Signal Strength == {Signal Strength: -87,Bit Error Rate: -84,Timing Advance: -81}\n" +
-                head(2) +
-                "\n== CDMA Cell Identity == {Network ID: 303,System ID: 306,Base Station ID: 309,Longitude: 312,"
-                "Latitude: 315}\n"
-                "\n== CDMA Signal Strength == {DBM: -87,ECIO: -84}\n"
-                "\n== EVDO Signal Strength == {DBM: -77,ECIO: -74,SNR: -71}\n" +
-                head(3) +
-                "\n== LTE Cell Identity == {MCC: 303,MNC: 306,CI: 309,PCI: 312,TAC: 315,EARFCN: 318}\n"
-                "\n== LTE Signal Strength == {Signal Strength: -97,RSRP: -94,RSRQ: -91,RSSNR: -88,CQI: -85,"
-                "Timing Advance: -82}\n" +
-                head(4) +
-                "\n== WCDMA Cell Identity == {MCC: 303,MNC: 306,LAC: 309,CID: 312,PSC: 315,UARFCN: 318}\n"
-                "\n== WCDMA Signal Strength == {Signal Strength: -97,Bit Error Rate: -94,RSCP: -91,ECNO: -88}\n" +
-                head(5) +
-                "\n== TDSCDMA Cell Identity == {MCC: 303,MNC: 306,LAC: 309,CID: 312,CPID: 315,UARFCN: 318}\n"
-                "\n== TDSCDMA Signal Strength == {Signal Strength: -97,Bit Error Rate: -94,RSCP: -91}\n" +
-                head(6) +
-                "\n== NR Cell Identity == {MCC: 303,MNC: 306,CI: 309,PCI: 312,TAC: 315,EARFCN: 318}\n"
-                "\n== NR Signal Strength == {RSRP: -97,RSRQ: -94,RSSNR: -91,CQI: -88}\n");
+  record();
 }
 
 TEST_F(ClientTest, NumbersPrintInFull) {
@@ -63,13 +32,7 @@ TEST_F(ClientTest, NumbersPrintInFull) {
   info.mutable_cells(2)->mutable_nr()->mutable_cell_identity()->set_ci(18446744073709551615U);
   info.mutable_cells(2)->mutable_nr()->mutable_signal_strength()->set_rsrp(INT32_MAX);
   print(info);
-  EXPECT_EQ(printed(), header(1, 0) + header(2, 1) +
-                           "\n== GSM Cell Identity == {MCC: 0,MNC: 0,LAC: 0,CID: 0,ARFCN: 0,BSIC: 4294967295}\n"
-                           "\n== GSM Signal Strength == {Signal Strength: -2147483648,Bit Error Rate: 0,"
-                           "Timing Advance: 0}\n" +
-                           header(3, 6) +
-                           "\n== NR Cell Identity == {MCC: 0,MNC: 0,CI: 18446744073709551615,PCI: 0,TAC: 0,EARFCN: 0}\n"
-                           "\n== NR Signal Strength == {RSRP: 2147483647,RSRQ: 0,RSSNR: 0,CQI: 0}\n");
+  record();
 }
 
 TEST_F(ClientTest, TheCellTypeChoosesTheBlocksNotWhatTheCellHolds) {
@@ -78,13 +41,7 @@ TEST_F(ClientTest, TheCellTypeChoosesTheBlocksNotWhatTheCellHolds) {
   info.mutable_cells(0)->mutable_gsm()->mutable_signal_strength()->set_signal_strength(-70);
   *info.add_cells() = cell_of_type(6);
   print(info);
-  EXPECT_EQ(printed(), header(1, 3) +
-                           "\n== LTE Cell Identity == {MCC: 0,MNC: 0,CI: 0,PCI: 0,TAC: 0,EARFCN: 0}\n"
-                           "\n== LTE Signal Strength == {Signal Strength: 0,RSRP: 0,RSRQ: 0,RSSNR: 0,CQI: 0,"
-                           "Timing Advance: 0}\n" +
-                           header(2, 6) +
-                           "\n== NR Cell Identity == {MCC: 0,MNC: 0,CI: 0,PCI: 0,TAC: 0,EARFCN: 0}\n"
-                           "\n== NR Signal Strength == {RSRP: 0,RSRQ: 0,RSSNR: 0,CQI: 0}\n");
+  record();
 }
 
 Cells one_plain_cell() {
@@ -98,33 +55,13 @@ Cells one_plain_cell() {
   return info;
 }
 
-constexpr const char* plain_cell_report =
-    "Received serving neighboring cell info on Sub :4294967295\n"
-    "serving neighboring cell info. Number of cells: 1\n"
-    "\n=== Cell 1 === {Log Time: 1700000000,Cell Type: 7,Timestamp: 18446744073709551615,Timestamp Type: 2,"
-    "Registered: 1}\n";
-
 TEST_F(ClientTest, ACellEventHasDumpHeaderAndReport) {
+  std::string every_byte;
+  for (int i = 0; i < 2 * 256; ++i) every_byte.push_back(static_cast<char>(i));
   deliver(1281, one_plain_cell());
-  EXPECT_EQ(printed(), std::string("Payload size: 25\n"
-                                   "10 17 8 255 255 255 255 255 255 255 255 255 1 16 2 24 1 32 7 "
-                                   "16 255 255 255 255 15 \n") +
-                           plain_cell_report);
-}
-
-TEST_F(ClientTest, TheDumpShowsEveryByteOnOneLine) {
-  std::string bytes;
-  std::string dump;
-  for (int i = 0; i < 3 * 256; ++i) {
-    bytes.push_back(static_cast<char>(i));
-    dump += std::to_string(i % 256) + " ";
-  }
-  const std::string no_cells =
-      "Received serving neighboring cell info on Sub :0\nserving neighboring cell info. Number of cells: 0\n";
-  deliver(buffer_of({{1281, bytes}}));
-  EXPECT_EQ(printed(), "Payload size: 768\n" + dump + "\n" + no_cells);
+  deliver(buffer_of({{1281, every_byte}}));
   deliver(buffer_of({{1281, ""}}));
-  EXPECT_EQ(printed(), "Payload size: 0\n\n" + no_cells);
+  record();
 }
 
 TEST_F(ClientTest, VoiceCallsStandOnOneLine) {
@@ -137,16 +74,10 @@ TEST_F(ClientTest, VoiceCallsStandOnOneLine) {
   }
   event.set_sub(1);
   deliver(1283, event);
-  EXPECT_EQ(printed(),
-            "Log Time: 1700000000, Received voice call info on Sub:0, voice call info-Number of calls: 0: []\n"
-            "Log Time: 1700000000, Received voice call info on Sub:1, voice call info-Number of calls: 2: "
-            "[{ Call: 1, CallID: 1, CallState: 3}{ Call: 2, CallID: 4294967295, CallState: -5}]\n");
+  record();
 }
 
 TEST_F(ClientTest, RrcStatesPrintWhatIsPresent) {
-  const auto head = [](int sub) {
-    return "Log Time: 1700000000, Received rrc state info on Sub:" + std::to_string(sub) + ", \n";
-  };
   mox_wwan_event_rrc_states_info info;
   deliver(1284, info);
   info.set_nr5g_rrc_state(0);
@@ -155,8 +86,7 @@ TEST_F(ClientTest, RrcStatesPrintWhatIsPresent) {
   info.set_lte_rrc_state(-2);
   info.set_wcdma_rrc_state(3);
   deliver(1284, info);
-  EXPECT_EQ(printed(), head(0) + "\n" + head(0) + "{ NR5G RRC STATE: 0 }\n\n" + head(1) +
-                           "{ WCDMA RRC STATE: 3 }\n{ LTE RRC STATE: -2 }\n{ NR5G RRC STATE: 0 }\n\n");
+  record();
 }
 
 TEST_F(ClientTest, HighspeedRailAndConfigStatusPrintTheirSizeWithoutADump) {
@@ -169,11 +99,7 @@ TEST_F(ClientTest, HighspeedRailAndConfigStatusPrintTheirSizeWithoutADump) {
   deliver(1280, status);
   status.set_error(-7);
   deliver(1280, status);
-  EXPECT_EQ(printed(),
-            "Payload size: 0\nReceived HST info on Sub :0\nhst info-LTE 0\nhst info-NR5G 0\n"
-            "Payload size: 4\nReceived HST info on Sub :1\nhst info-LTE 0\nhst info-NR5G 1\n"
-            "Payload size: 0\nerror info: 0\n"
-            "Payload size: 11\nerror info: -7\n");
+  record();
 }
 
 TEST_F(ClientTest, ACellLocationReportsEachSubscription) {
@@ -183,18 +109,7 @@ TEST_F(ClientTest, ACellLocationReportsEachSubscription) {
   *response.add_cells() = one_plain_cell();
   response.add_cells();
   deliver(1285, response);
-  const std::string out = printed();
-  const std::string before =
-      "Payload size: 0\n\nReceived serving neighboring cell info with status :0\n"
-      "serving neighboring cell info. Number of cells: 0\n"
-      "Payload size: 40\n";
-  EXPECT_EQ(out.substr(0, before.size()), before);
-  EXPECT_EQ(out.substr(out.find('\n', before.size()) + 1),
-            std::string("Received serving neighboring cell info with status :-1\n"
-                        "serving neighboring cell info. Number of cells: 2\n") +
-                plain_cell_report +
-                "Received serving neighboring cell info on Sub :0\n"
-                "serving neighboring cell info. Number of cells: 0\n");
+  record();
 }
 
 TEST_F(ClientTest, ErrorsAndUnknownIdsAreDiagnosed) {
@@ -208,23 +123,16 @@ TEST_F(ClientTest, ErrorsAndUnknownIdsAreDiagnosed) {
                      {1286, ""},
                      {4294967295U, ""},
                      {130, malformed}}));
-  EXPECT_EQ(printed(), "");
-  EXPECT_EQ(diagnosed(),
-            "event_cb:645, Received error event -3\n"
-            "event_cb:756, Received unknown message ID 0\n"
-            "event_cb:756, Received unknown message ID 1286\n"
-            "event_cb:756, Received unknown message ID -1\n"
-            "event_cb:645, Received error event 0\n");
+  record();
 }
 
 TEST_F(ClientTest, MalformedBytesPrintWhatCouldBeRead) {
   mox_wwan_event_rrc_states_info info;
   info.set_lte_rrc_state(5);
   deliver(buffer_of({{1284, info.SerializeAsString() + "\xff"}}));
-  EXPECT_EQ(printed(), "Log Time: 1700000000, Received rrc state info on Sub:0, \n{ LTE RRC STATE: 5 }\n\n");
   deliver("\xff\xff\xff");
   deliver("");
-  EXPECT_EQ(printed() + diagnosed(), "");
+  record();
 }
 
 // ---- attributes ----
@@ -257,10 +165,7 @@ TEST_F(ClientTest, AttributesAreKeptAndOverwritten) {
   EXPECT_EQ(attribute_cache.count(8), 1U);
   EXPECT_EQ(get_floats(99).size(), 0U);
   EXPECT_EQ(attribute_cache.max_load_factor(), 1.0F);
-  EXPECT_EQ(diagnosed(),
-            "event_cb:666, attribute ID :16\nevent_cb:666, attribute ID :-5\n"
-            "event_cb:666, attribute ID :16\nevent_cb:666, attribute ID :8\n");
-  EXPECT_EQ(printed(), "");
+  record();
 }
 
 TEST_F(ClientTest, WithoutAStreamTypeTheLastOneStays) {
@@ -270,10 +175,7 @@ TEST_F(ClientTest, WithoutAStreamTypeTheLastOneStays) {
   add(empty, 16, {});
   deliver(128, empty);
   EXPECT_EQ(stream_type, 1);
-  EXPECT_EQ(diagnosed(),
-            "get_stream_type:208, stream_type attribute not available\n"
-            "event_cb:666, attribute ID :16\n"
-            "get_stream_type:208, stream_type attribute not available\n");
+  record();
 }
 
 TEST_F(ClientTest, ElementsOfTheWrongKindAreNamedAndZero) {
@@ -285,22 +187,12 @@ TEST_F(ClientTest, ElementsOfTheWrongKindAreNamedAndZero) {
   attribute_cache[16] = integers({1});
   EXPECT_EQ(get_floats(7), (std::vector<float>{1.5F, -2.5F, 0, 0}));
   EXPECT_EQ(get_ints(7), (std::vector<std::int64_t>{0, 0, 3, 0}));
-  const std::string not_floats =
-      "get_floats:157, attribute :7 and element 2 is not a float\n"
-      "get_floats:157, attribute :7 and element 3 is not a float\n";
-  EXPECT_EQ(diagnosed(), not_floats +
-                             "get_ints:174, attribute :7 and element 0 is not an int\n"
-                             "get_ints:174, attribute :7 and element 1 is not an int\n"
-                             "get_ints:174, attribute :7 and element 3 is not an int\n");
-  // An on-change sensor's attribute 6 is not read at all.
+  record("read as both");
   print_sensor_info();
-  EXPECT_EQ(diagnosed(), not_floats);
+  record("an on-change sensor's attribute 6 is not read");
   attribute_cache[16] = integers({0});
   print_sensor_info();
-  EXPECT_EQ(diagnosed(),
-            "get_floats:157, attribute :6 and element 2 is not a float\n"
-            "get_floats:157, attribute :6 and element 3 is not a float\n" +
-                not_floats);
+  record("a streaming sensor's is");
 }
 
 TEST_F(ClientTest, RangesArePairsOfFloats) {
@@ -313,8 +205,7 @@ TEST_F(ClientTest, RangesArePairsOfFloats) {
   EXPECT_TRUE(get_ranges().empty());
   attribute_cache[11] = ranges;
   EXPECT_EQ(get_ranges(), (std::vector<std::pair<float, float>>{{-140, -44}, {0, 0}, {0, 0}, {0, 0}, {0.5F, 0.25F}}));
-  const std::string malformed = "get_ranges:198, malformed value for SNS_STD_SENSOR_ATTRID_RANGES\n";
-  EXPECT_EQ(diagnosed(), malformed + malformed + malformed);
+  record();
 }
 
 // ---- events as a broken hub sends them ----
@@ -349,11 +240,7 @@ TEST_F(ClientTest, EventsCutOffAnywhereAreReportedInWholeLines) {
 
 TEST_F(ClientTest, FieldsOfTheWrongWireTypeAreAbsent) {
   deliver(buffer_of({{1281, "\x08\x05"}, {1284, "\x0a\x01\x05\x10\x07"}, {1280, "\x0d\x01\x02\x03\x04"}}));
-  EXPECT_EQ(printed(),
-            "Payload size: 2\n8 5 \nReceived serving neighboring cell info on Sub :0\n"
-            "serving neighboring cell info. Number of cells: 0\n"
-            "Log Time: 1700000000, Received rrc state info on Sub:0, \n{ LTE RRC STATE: 7 }\n\n"
-            "Payload size: 5\nerror info: 0\n");
+  record();
 }
 
 TEST_F(ClientTest, AttributesNestedDeeplyAreReadAsFarAsTheParserGoes) {
@@ -366,10 +253,7 @@ TEST_F(ClientTest, AttributesNestedDeeplyAreReadAsFarAsTheParserGoes) {
   sns_std_attr_event event;
   add(event, 11, nested);
   deliver(128, event);
-  EXPECT_EQ(diagnosed(),
-            "event_cb:666, attribute ID :11\n"
-            "get_stream_type:208, stream_type attribute not available\n"
-            "get_ranges:198, malformed value for SNS_STD_SENSOR_ATTRID_RANGES\n");
+  record();
 }
 
 TEST_F(ClientTest, HugeBuffersAreReportedInFull) {

@@ -169,13 +169,19 @@ std::string stream_type_attribute(std::int64_t type) {
 }
 
 void ClientTest::SetUp() {
+  start_anew();
+  testing::internal::CaptureStdout();
+  testing::internal::CaptureStderr();
+}
+
+void ClientTest::start_anew() {
+  session.reset();
   platform() = Platform{};
   platform().lookup_answers = {suid_answer({{7, 9}})};
   platform().attributes = stream_type_attribute(1);
   sessions_made = 0;
   main_sleeps = 0;
   newest_callback = nullptr;
-  session.reset();
   data_type = "wwan";
   sample_rate = 0;
   query_mode = false;
@@ -184,8 +190,6 @@ void ClientTest::SetUp() {
   stream_type = 0;
   attribute_cache.clear();
   stop_requested = 0;
-  testing::internal::CaptureStdout();
-  testing::internal::CaptureStderr();
 }
 
 void ClientTest::TearDown() {
@@ -194,6 +198,9 @@ void ClientTest::TearDown() {
   const auto out = testing::internal::GetCapturedStdout();
   const auto diagnostics = testing::internal::GetCapturedStderr();
   if (HasFailure()) std::cout << out << diagnostics << std::flush;
+  if (recorded_.empty()) return;
+  std::string name = testing::UnitTest::GetInstance()->current_test_info()->name();
+  expect_golden(name.substr(0, name.find('/')), recorded_);
 }
 
 void ClientTest::deliver(const std::string& buffer) { give(event_cb, buffer); }
@@ -219,6 +226,17 @@ std::string take_lines(std::vector<std::string>& lines) {
 }
 
 }  // namespace
+
+void ClientTest::record(const std::string& name) {
+  const std::pair<const char*, std::string> parts[] = {
+      {"standard output", printed()}, {"standard error", diagnosed()}, {"calls", calls()}, {"requests", requests()}};
+  if (!name.empty()) note("==== " + name);
+  for (const auto& [heading, text] : parts) {
+    if (text.empty()) continue;
+    note(std::string("---- ") + heading);
+    recorded_ += printable(text) + (text.ends_with('\n') ? "" : "(no newline)\n");
+  }
+}
 
 std::string ClientTest::calls() { return take_lines(platform().calls); }
 

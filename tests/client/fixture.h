@@ -12,6 +12,7 @@
 
 #include "common/state.h"
 #include "mox_wwan_test.pb.h"
+#include "tests/golden.h"
 
 namespace cellscope::test {
 
@@ -53,11 +54,21 @@ std::string suid_answer(const std::vector<suid>& suids);
 std::string stream_type_attribute(std::int64_t stream_type);
 sns_std_attr_value integers(const std::vector<std::int64_t>& values);
 
-/// Fresh state for every test; what it prints is captured.
+/// Fresh state for every test; what it prints is captured. What it has recorded in the end is compared with
+/// golden/TEST.txt (tests/golden.h).
 class ClientTest : public testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
+
+  /// Fresh state for the next case of a table.
+  void start_anew();
+
+  /// Records what was printed, said, called and requested since the last time, as the case `name`.
+  void record(const std::string& name = "");
+
+  /// Records a line.
+  void note(const std::string& line) { recorded_ += printable(line) + "\n"; }
 
   /// Hands a buffer to event_cb.
   void deliver(const std::string& buffer);
@@ -78,6 +89,9 @@ class ClientTest : public testing::Test {
 
   /// Puts `text` where std::cin reads.
   void type(const std::string& text);
+
+ private:
+  std::string recorded_;
 };
 
 }  // namespace cellscope::test

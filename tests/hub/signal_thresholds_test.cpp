@@ -6,6 +6,8 @@
 #include <string>
 #include <utility>
 
+#include "tests/golden.h"
+
 namespace kelvane_hub {
 namespace {
 
@@ -47,62 +49,36 @@ Checked check(const mox_wwan_signal_strength_config& config, const std::set<std:
 
 TEST(CheckThresholds, SaysWhatIsWrongFirst) {
   using enum ThresholdVerdict;
-  struct {
-    std::string config;
-    ThresholdVerdict verdict;
-    const char* explanation;
-  } const cases[] = {
-      {"sub_id: 1", accepted, ""},
-      {"threshold_infos {}", unknown_sub, "sub_id is absent, expected 0 or 1"},
-      {"sub_id: -1", unknown_sub, "sub_id is -1, expected 0 or 1"},
-      {"sub_id: 2", unknown_sub, "sub_id is 2, expected 0 or 1"},
-      {"sub_id: 0" + entry("GERAN", "RSSI", "thresholds: [-115, -95, -85, -40]") +
-           entry("CDMA2000", "RSSI", "thresholds: [-115, -95, -85, -40]") + entry("UTRAN", "RSCP"),
-       accepted, ""},
-      {"sub_id: 0 threshold_infos {}", unknown_measurement,
-       "entry 1: ran is absent, expected GERAN, UTRAN, EUTRAN, CDMA2000 or NGRAN"},
-      {"sub_id: 0 threshold_infos { ran: GERAN }", unknown_measurement,
-       "entry 1: measurement_type is absent, expected RSSI for GERAN"},
-      {"sub_id: 0" + entry("UTRAN", "RSRP"), unknown_measurement,
-       "entry 1 (UTRAN RSRP): measurement_type is RSRP, expected RSSI or RSCP for UTRAN"},
-      {"sub_id: 0" + entry("EUTRAN", "RSCP", "hysteresis_db: -1"), unknown_measurement,
-       "entry 1 (EUTRAN RSCP): measurement_type is RSCP, expected RSSI, RSRP, RSRQ or RSSNR for EUTRAN"},
-      {"sub_id: 0" + entry("CDMA2000", "RSCP"), unknown_measurement,
-       "entry 1 (CDMA2000 RSCP): measurement_type is RSCP, expected RSSI for CDMA2000"},
-      {"sub_id: 0" + entry("NGRAN", "RSRP"), unknown_measurement,
-       "entry 1 (NGRAN RSRP): measurement_type is RSRP, expected SSRSRP, SSRSRQ or SSSINR for NGRAN"},
-      {"sub_id: 0" + entry("UTRAN", "RSSI") + entry("UTRAN", "RSCP") + entry("UTRAN", "RSSI", "hysteresis_ms: -1"),
-       duplicate_entry,
-       "entry 3 (UTRAN RSSI): entry 1 is for the same, expected one entry for each technology and measurement"},
-      {"sub_id: 0" + entry("NGRAN", "SSSINR", "hysteresis_ms: -1 thresholds: 50", "false"), negative_hysteresis,
-       "entry 1 (NGRAN SSSINR): hysteresis_ms is -1, expected 0 or more"},
-      {"sub_id: 0" + entry("NGRAN", "SSSINR", "hysteresis_db: -7"), negative_hysteresis,
-       "entry 1 (NGRAN SSSINR): hysteresis_db is -7, expected 0 or more"},
-      {"sub_id: 0" + entry("GERAN", "RSSI") + entry("EUTRAN", "RSRP", "thresholds: [-90, -95, -20]", "false"),
-       threshold_out_of_range, "entry 2 (EUTRAN RSRP): threshold -20 is out of range -140 to -44"},
-      {"sub_id: 0" + entry("EUTRAN", "RSRP", "thresholds: [-95, -90, -90]") + entry("EUTRAN", "RSCP"),
-       thresholds_not_ascending, "entry 1 (EUTRAN RSRP): threshold -90 follows -90, expected ascending thresholds"},
+  const std::string configs[] = {
+      "sub_id: 1",
+      "threshold_infos {}",
+      "sub_id: -1",
+      "sub_id: 2",
+      "sub_id: 0" + entry("GERAN", "RSSI", "thresholds: [-115, -95, -85, -40]") +
+          entry("CDMA2000", "RSSI", "thresholds: [-115, -95, -85, -40]") + entry("UTRAN", "RSCP"),
+      "sub_id: 0 threshold_infos {}",
+      "sub_id: 0 threshold_infos { ran: GERAN }",
+      "sub_id: 0" + entry("UTRAN", "RSRP"),
+      "sub_id: 0" + entry("EUTRAN", "RSCP", "hysteresis_db: -1"),
+      "sub_id: 0" + entry("CDMA2000", "RSCP"),
+      "sub_id: 0" + entry("NGRAN", "RSRP"),
+      "sub_id: 0" + entry("UTRAN", "RSSI") + entry("UTRAN", "RSCP") + entry("UTRAN", "RSSI", "hysteresis_ms: -1"),
+      "sub_id: 0" + entry("NGRAN", "SSSINR", "hysteresis_ms: -1 thresholds: 50", "false"),
+      "sub_id: 0" + entry("NGRAN", "SSSINR", "hysteresis_db: -7"),
+      "sub_id: 0" + entry("GERAN", "RSSI") + entry("EUTRAN", "RSRP", "thresholds: [-90, -95, -20]", "false"),
+      "sub_id: 0" + entry("EUTRAN", "RSRP", "thresholds: [-95, -90, -90]") + entry("EUTRAN", "RSCP"),
   };
-  for (const auto& [config, verdict, explanation] : cases) {
-    const Checked checked = check(config_of(config));
-    EXPECT_EQ(checked.verdict, verdict) << config;
-    EXPECT_EQ(checked.explanation, explanation) << config;
+  std::string said;
+  for (const auto& config : configs) {
+    const auto [verdict, explanation] = check(config_of(config));
+    said += config + "\n  " + std::to_string(static_cast<int>(verdict)) + " " + explanation + "\n";
   }
+  cellscope::test::expect_golden("ThresholdVerdicts", said);
   EXPECT_EQ(check(config_of("sub_id: 0"), {}).explanation, "sub_id is 0, the scenario has no subscription");
   EXPECT_EQ(check(config_of("sub_id: -1"), {4294967295}).verdict, unknown_sub);
   auto unknown_ran = config_of("sub_id: 0 threshold_infos { measurement_type: RSSI }");
   unknown_ran.mutable_threshold_infos(0)->mutable_unknown_fields()->AddVarint(1, 5);
   EXPECT_EQ(check(unknown_ran).explanation, "entry 1: ran is 5, expected GERAN, UTRAN, EUTRAN, CDMA2000 or NGRAN");
-}
-
-/// `lines`: all reasons, a newline after each.
-void expect_decision(const std::string& config, const std::string& was, const std::string& is, int since_ms,
-                     const std::string& lines) {
-  const auto decision = decide_report(config_of(config), cells_of(was), cells_of(is), milliseconds(since_ms));
-  std::string reasons;
-  for (const std::string& reason : decision.reasons) reasons += reason + "\n";
-  EXPECT_EQ(reasons, lines) << config << was << is;
-  EXPECT_EQ(decision.report, lines.find(": reported\n") != std::string::npos) << config << was << is;
 }
 
 TEST(Thresholds, EachPairingHasItsRangeAndItsField) {
@@ -133,88 +109,79 @@ TEST(Thresholds, EachPairingHasItsRangeAndItsField) {
     EXPECT_TRUE(accepts(lowest) && accepts(highest)) << config;
     EXPECT_FALSE(accepts(lowest - 1) || accepts(highest + 1)) << config;
     const std::string change = with(" $ -> ", lowest - 1) + with("$: crosses ", lowest) + with("$ by 0 dB", lowest);
-    expect_decision(with(config, lowest), cell(part, with(signal, lowest - 1)), cell(part, with(signal, lowest)), 0,
-                    std::string("cell 1 ") + technology + " " + type + change +
-                        ", hysteresis 0 dB, 0 ms since the last report (hysteresis 0 ms): reported\n");
+    const auto decision = decide_report(config_of(with(config, lowest)), cells_of(cell(part, with(signal, lowest - 1))),
+                                        cells_of(cell(part, with(signal, lowest))), milliseconds(0));
+    EXPECT_TRUE(decision.report) << config;
+    EXPECT_EQ(decision.reasons,
+              std::vector{std::string("cell 1 ") + technology + " " + type + change +
+                          ", hysteresis 0 dB, 0 ms since the last report (hysteresis 0 ms): reported"});
   }
 }
 
+/// What decides, each change with its reasons.
+class Decisions {
+ public:
+  void add(const std::string& config, const std::string& was, const std::string& is, int since_ms) {
+    const auto decision = decide_report(config_of(config), cells_of(was), cells_of(is), milliseconds(since_ms));
+    text_ += "\nentries:" + config + "\nwas:" + was + "\nis: " + is + "\n" + std::to_string(since_ms) +
+             " ms: " + (decision.report ? "reported\n" : "not reported\n");
+    for (const std::string& reason : decision.reasons) text_ += "  " + reason + "\n";
+  }
+  const std::string& text() const { return text_; }
+
+ private:
+  std::string text_;
+};
+
 TEST(DecideReport, ComparesAMeasurementWithTheLastReport) {
-  struct {
+  const struct {
     const char *hysteresis, *was, *is;
     int since_ms;
-    const char* outcome;
-  } const cases[] = {
-      {"db: 1 hysteresis_ms: 1000", "-101", "-94", 5000,
-       "crosses -95 by 1 dB, hysteresis 1 dB, 5000 ms since the last report (hysteresis 1000 ms): reported"},
-      {"db: 1 hysteresis_ms: 1000", "-95", "-96", 1000,
-       "crosses -95 by 1 dB, hysteresis 1 dB, 1000 ms since the last report (hysteresis 1000 ms): reported"},
-      {"db: 1 hysteresis_ms: 1000", "-101", "-94", 999,
-       "crosses -95 by 1 dB, hysteresis 1 dB, hysteresis 1000 ms, only 999 ms since the last report: not reported"},
-      {"db: 0", "-101", "-95", 3,
-       "crosses -95 by 0 dB, hysteresis 0 dB, 3 ms since the last report (hysteresis 0 ms): reported"},
-      {"db: 2", "-101", "-94", 3, "crosses -95 by 1 dB, hysteresis 2 dB: not reported"},
-      {"db: 2", "-95", "-86", 3, "crosses no threshold (-115 -95 -85), hysteresis 2 dB: not reported"},
-      {"db: 11", "-101", "-84", 3,
-       "crosses -95 by 11 dB, hysteresis 11 dB, 3 ms since the last report (hysteresis 0 ms): reported"},
-      {"db: 31", "-80", "-116", 3,
-       "crosses -85 by 31 dB, hysteresis 31 dB, 3 ms since the last report (hysteresis 0 ms): reported"},
-      {"db: 2147483647", "-2147483648", "2147483647", 3,
-       "crosses -115 by 2147483762 dB, hysteresis 2147483647 dB, 3 ms since the last report (hysteresis 0 ms): "
-       "reported"},
-      {"db: 2147483647", "2147483647", "-2147483648", 3,
-       "crosses -85 by 2147483563 dB, hysteresis 2147483647 dB: not reported"},
+  } cases[] = {
+      {"db: 1 hysteresis_ms: 1000", "-101", "-94", 5000},
+      {"db: 1 hysteresis_ms: 1000", "-95", "-96", 1000},
+      {"db: 1 hysteresis_ms: 1000", "-101", "-94", 999},
+      {"db: 0", "-101", "-95", 3},
+      {"db: 2", "-101", "-94", 3},
+      {"db: 2", "-95", "-86", 3},
+      {"db: 11", "-101", "-84", 3},
+      {"db: 31", "-80", "-116", 3},
+      {"db: 2147483647", "-2147483648", "2147483647", 3},
+      {"db: 2147483647", "2147483647", "-2147483648", 3},
   };
-  for (const auto& [hysteresis, was, is, since_ms, outcome] : cases) {
-    expect_decision(entry("EUTRAN", "RSRP", std::string("thresholds: [-115, -95, -85] hysteresis_") + hysteresis),
-                    cell("lte", std::string("rsrp: ") + was), cell("lte", std::string("rsrp: ") + is), since_ms,
-                    std::string("cell 1 LTE RSRP ") + was + " -> " + is + ": " + outcome + "\n");
+  Decisions decisions;
+  for (const auto& [hysteresis, was, is, since_ms] : cases) {
+    decisions.add(entry("EUTRAN", "RSRP", std::string("thresholds: [-115, -95, -85] hysteresis_") + hysteresis),
+                  cell("lte", std::string("rsrp: ") + was), cell("lte", std::string("rsrp: ") + is), since_ms);
   }
+  cellscope::test::expect_golden("ThresholdCrossings", decisions.text());
 }
 
 TEST(DecideReport, TellsReasonsFromOtherChanges) {
   const std::string rsrp = entry("EUTRAN", "RSRP", "thresholds: -95 hysteresis_db: 2 hysteresis_ms: 500");
   const std::string rsrq_off = entry("EUTRAN", "RSRQ", "thresholds: -10", "false");
   const std::string pair = " cells { lte { cell_identity { ci: $ } signal_strength { rsrp: -80 } } }";
-  struct {
-    std::string config, was, is;
-    int since_ms;
-    const char* lines;
-  } const cases[] = {
-      {rsrp, cell("lte", ""), cell("lte", "rsrp: -100"), 500,
-       "cell 1 LTE RSRP absent -> -100: first value, 500 ms since the last report (hysteresis 500 ms): reported\n"},
-      {rsrp, cell("lte", ""), cell("lte", "rsrp: -100"), 400,
-       "cell 1 LTE RSRP absent -> -100: first value, hysteresis 500 ms, only 400 ms since the last report: not "
-       "reported\n"},
-      {rsrp, cell("lte", "rsrp: -90"), cell("lte", ""), 500,
-       "cell 1 LTE RSRP -90 -> absent: nothing to compare: not reported\n"},
-      {entry("EUTRAN", "RSRP"), cell("lte", ""), cell("lte", "rsrp: -100"), 0,
-       "cell 1 LTE RSRP absent -> -100: the entry has no thresholds: not reported\n"},
-      {rsrp + rsrq_off, cell("lte", "rsrq: -12 rssnr: 1"), cell("lte", "rsrq: -8 rssnr: 9"), 500,
-       "cell 1 LTE RSRQ -12 -> -8: no enabled entry: not reported\n"
-       "cell 1 LTE RSSNR 1 -> 9: no enabled entry: not reported\n"},
-      {rsrq_off, cell("lte", "cqi: 3"), cell("lte", "cqi: 4"), 0,
-       "cell 1 LTE has no enabled entry for what changed: not reported\n"},
-      {rsrp, cell("wcdma", "ecno: 3"), cell("wcdma", ""), 0, "cell 1 WCDMA without an entry changed: reported\n"},
-      {"", cell("lte", "cqi: 3"), cell("lte", "cqi: 4"), 0, "cell 1 LTE without an entry changed: reported\n"},
-      {rsrp, cell("lte", "rsrp: -96") + cell("lte", "rsrp: -94"), cell("lte", "rsrp: -93") + cell("lte", "rsrp: -96"),
-       600,
-       "cell 1 LTE RSRP -96 -> -93: crosses -95 by 2 dB, hysteresis 2 dB, 600 ms since the last report (hysteresis 500 "
-       "ms): reported\ncell 2 LTE RSRP -94 -> -96: crosses -95 by 1 dB, hysteresis 2 dB: not reported\n"},
-      {rsrp, "", cell("lte", "rsrp: -95"), 0, "cells 0 -> 1: reported\n"},
-      {"", "cells { timestamp: 1 lte {} }", "cells { timestamp: 2 lte {} }", 0, ""},
-      {rsrp, "cells { cell_type: 9 timestamp_type: 1 registered: true }", "cells { cell_type: 3 registered: false }", 0,
-       "cell 1: cell_type 9 -> 3: reported\ncell 1: registered true -> false: reported\n"
-       "cell 1: timestamp_type 1 -> absent: reported\n"},
-      {rsrp, "cells { lte {} }", "cells { nr { cell_identity {} } }", 0, "cell 1: technology LTE -> NR: reported\n"},
-      {rsrp, with(pair, 8) + cell("nr", "cqi: 1"), with(pair, 9) + cell("nr", "cqi: 2"), 0,
-       "cell 1: identity changed: reported\ncell 2 NR without an entry changed: reported\n"},
-  };
-  for (const auto& [config, was, is, since_ms, lines] : cases) expect_decision(config, was, is, since_ms, lines);
+  Decisions decisions;
+  decisions.add(rsrp, cell("lte", ""), cell("lte", "rsrp: -100"), 500);
+  decisions.add(rsrp, cell("lte", ""), cell("lte", "rsrp: -100"), 400);
+  decisions.add(rsrp, cell("lte", "rsrp: -90"), cell("lte", ""), 500);
+  decisions.add(entry("EUTRAN", "RSRP"), cell("lte", ""), cell("lte", "rsrp: -100"), 0);
+  decisions.add(rsrp + rsrq_off, cell("lte", "rsrq: -12 rssnr: 1"), cell("lte", "rsrq: -8 rssnr: 9"), 500);
+  decisions.add(rsrq_off, cell("lte", "cqi: 3"), cell("lte", "cqi: 4"), 0);
+  decisions.add(rsrp, cell("wcdma", "ecno: 3"), cell("wcdma", ""), 0);
+  decisions.add("", cell("lte", "cqi: 3"), cell("lte", "cqi: 4"), 0);
+  decisions.add(rsrp, cell("lte", "rsrp: -96") + cell("lte", "rsrp: -94"),
+                cell("lte", "rsrp: -93") + cell("lte", "rsrp: -96"), 600);
+  decisions.add(rsrp, "", cell("lte", "rsrp: -95"), 0);
+  decisions.add("", " cells { timestamp: 1 lte {} }", " cells { timestamp: 2 lte {} }", 0);
+  decisions.add(rsrp, " cells { cell_type: 9 timestamp_type: 1 registered: true }",
+                " cells { cell_type: 3 registered: false }", 0);
+  decisions.add(rsrp, " cells { lte {} }", " cells { nr { cell_identity {} } }", 0);
+  decisions.add(rsrp, with(pair, 8) + cell("nr", "cqi: 1"), with(pair, 9) + cell("nr", "cqi: 2"), 0);
   for (const std::string part : {"gsm", "cdma", "lte", "wcdma", "tdscdma", "nr"}) {
-    expect_decision(rsrp, "cells { " + part + " {} }", "cells { " + part + " { cell_identity {} } }", 0,
-                    "cell 1: identity changed: reported\n");
+    decisions.add(rsrp, " cells { " + part + " {} }", " cells { " + part + " { cell_identity {} } }", 0);
   }
+  cellscope::test::expect_golden("ThresholdReasons", decisions.text());
 }
 
 TEST(DecideReport, ReportsWhatAnUnknownTechnologyChanges) {

@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "bench/event_buffers.h"
-#include "cli/output_log.h"
+#include "common/line_file.h"
 #include "events/event_cb.h"
 #include "events/parse.h"
 #include "kelvane_api.pb.h"
@@ -117,15 +117,15 @@ void race(std::vector<Variant>& variants, const std::function<void()>& rewind) {
 /// Whole event, finished lines through std::cout (S), finished lines with a bare write (A).
 std::vector<Variant> race_into_file(const std::string& path, const std::string& buffer) {
   const auto lines = lines_of(buffer);
-  std::ofstream file;
-  open_for_lines(file, path);
+  LineFile file;
+  file.open(path);
   const int bare = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
   std::vector<Variant> variants{{"event", [&] { handle(buffer); }},
                                 {"S", [&] { write_through_cout(lines); }},
                                 {"A", [&] { write_bare(bare, lines); }}};
-  const CoutInto redirected(file.rdbuf());
+  const CoutInto redirected(&file);
   race(variants, [&] {
-    file.seekp(0);
+    (void)lseek(file.descriptor(), 0, SEEK_SET);
     (void)lseek(bare, 0, SEEK_SET);
   });
   ::close(bare);
@@ -175,9 +175,9 @@ void run_writes_per_line() {
   for (const int cells : {1, 8, 64, 10'000}) {
     const std::string buffer = cell_event(cells);
     const auto lines = static_cast<long long>(lines_of(buffer).size());
-    std::ofstream file;
-    open_for_lines(file, "/dev/null");
-    const CoutInto redirected(file.rdbuf());
+    LineFile file;
+    file.open("/dev/null");
+    const CoutInto redirected(&file);
     const long long before = writes_so_far();
     handle(buffer);
     const long long writes = writes_so_far() - before;

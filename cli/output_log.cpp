@@ -24,16 +24,11 @@ void write_pid_file(std::int64_t request_id) {
   if (pid_file.is_open()) pid_file << "Request_" << request_id << " : " << getpid() << std::endl;
 }
 
-void open_for_lines(std::ofstream& file, const std::string& path) {
-  file.rdbuf()->pubsetbuf(nullptr, 0);
-  file.open(path, std::ios::out | std::ios::trunc);
-}
-
 void redirect_output(const std::string& name) {
   const std::string path = output_directory + (name == "-1" ? "wwan_test_output.txt" : name);
   (void)std::remove(path.c_str());
-  open_for_lines(output_file, path);
-  saved_cout_buffer = std::cout.rdbuf(output_file.rdbuf());
+  output_file.open(path);
+  saved_cout_buffer = std::cout.rdbuf(&output_file);
   std::cout.clear();
 }
 

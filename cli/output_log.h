@@ -2,17 +2,12 @@
 #pragma once
 
 #include <cstdint>
-#include <fstream>
 #include <string>
 
 namespace cellscope {
 
 /// Writes the pid file of the run `request_id`. That it cannot be written is not reported.
 void write_pid_file(std::int64_t request_id);
-
-/// Opens `file` anew for lines of output. It has no buffer: a line goes from where it was built to the file in one
-/// write, and the lines of two threads cannot meet in a shared buffer. Whether it worked shows in `file`.
-void open_for_lines(std::ofstream& file, const std::string& path);
 
 /// Points std::cout at the output file `name` ("-1": the standard name), which it creates anew. If that fails, all that
 /// follows on std::cout is lost until SIGINT.

@@ -2,6 +2,7 @@
 
 set(client_sources
   ${PROJECT_SOURCE_DIR}/common/line.cpp
+  ${PROJECT_SOURCE_DIR}/common/line_file.cpp
   ${PROJECT_SOURCE_DIR}/common/log_time.cpp
   ${PROJECT_SOURCE_DIR}/common/state.cpp
   ${PROJECT_SOURCE_DIR}/requests/envelope.cpp

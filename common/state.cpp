@@ -9,7 +9,7 @@ std::vector<suid> suid_list;
 suid sensor_suid{};
 std::int64_t stream_type = 0;
 std::unordered_map<std::int32_t, sns_std_attr_value> attribute_cache;
-std::ofstream output_file;
+LineFile output_file;
 std::streambuf* saved_cout_buffer = nullptr;
 volatile std::sig_atomic_t stop_requested = 0;
 

@@ -7,13 +7,13 @@
 
 #include <csignal>
 #include <cstdint>
-#include <fstream>
 #include <memory>
 #include <streambuf>
 #include <string>
 #include <unordered_map>
 #include <vector>
 
+#include "common/line_file.h"
 #include "kelvane/session.h"
 #include "kelvane_api.pb.h"
 
@@ -47,9 +47,9 @@ extern std::int64_t stream_type;
 extern std::unordered_map<std::int32_t, sns_std_attr_value> attribute_cache;
 
 /// Where std::cout goes in automation mode. Opened by the automation set-up, closed by SIGINT's handler; main thread.
-extern std::ofstream output_file;
+extern LineFile output_file;
 
-/// std::cout's own buffer while it writes into output_file. Written by the automation set-up on the main thread.
+/// std::cout's own buffer while output_file stands in its place. Written by the automation set-up on the main thread.
 extern std::streambuf* saved_cout_buffer;
 
 /// 1 once SIGINT has come. Cleared by the automation set-up, set by the handler; main thread.

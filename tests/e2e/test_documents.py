@@ -115,6 +115,6 @@ class DocumentsTest(EndToEndTest):
     def test_files_that_are_named(self):
         for path in MARKDOWN:
             text = path.read_text()
-            names = found(r"`((?!build)\.?\w[-\w.]*/[-\w./]*)[^`]*`", text) | found(r"\bscripts/\w+", text)
+            names = found(r"`((?!build)\.?\w[-\w.]*/[-\w./]*)[^`]*`", text) | found(r"\bscripts/[-\w]+", text)
             named = {ROOT / name for name in names} | {path.parent / link for link in found(r"\]\(([^)#:]+)\)", text)}
             self.assertEqual([], [str(name) for name in named if not name.exists()], path.name)

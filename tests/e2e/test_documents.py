@@ -98,7 +98,7 @@ class DocumentsTest(EndToEndTest):
         self.assertEqual(found(r"(\w+) = (\d+)[,;]", sources),
                          {(name, row[0]) for row in rows for cell in row[1:] for name in found(r"^ `(\w+)` $", cell)})
         self.assertLessEqual(found(r"`((?:sns|mox)_\w+)`", protocol), set(messages()))
-        source = read("hub/signal_thresholds.cpp")
+        source = read("hub/measurements.cpp")
         for name, bounds in found(r"Range (\w+)(\{.*\});", source):
             source = source.replace(f" {name},", f" {bounds},")
         self.assertEqual(found(r"\{(\w+), (\w+), \{(-?\d+), (-?\d+)\}", source),

@@ -177,25 +177,6 @@ class HubTest(EndToEndTest):
         answer = frame(HELLO) + frame(EVENT, LOOKUP)[:8]
         self.assertEqual(answer, good.makefile("rb").read(len(answer)))
 
-    def test_explain(self):
-        cell = "cells { cells { cell_type: 3 lte { signal_strength { rsrp: %d } } } }"
-        levels = ((0, -95), (3, -99), (3.1, -101), (3.2, -104))
-        console = self.console(SENSORS + "".join(f"steps {{ at: {at} {cell % rsrp} }}\n" for at, rsrp in levels),
-                               KELVANE_HUB_EXPLAIN="1")
-        console.type("2\n0\n4\n5\n0 0 0 0 0 0 0 0 0\n4\n0\n0 0 1 1 0 2 1 -100 0 0 0 0 0 0\n")
-        lte = "cell 1 LTE RSRP"
-        explained = ["kelvane-hub: session 2" + line for line in (
-            ", sub 0, 0.000 s: reported: no thresholds: every change is reported",
-            ": configuration refused: sub_id is 5, expected 0",
-            f", sub 0, 3.000 s: not reported: {lte} -95 -> -99: crosses no threshold (-100), hysteresis 2 dB: "
-            "not reported",
-            f", sub 0, 3.100 s: not reported: {lte} -95 -> -101: crosses -100 by 1 dB, hysteresis 2 dB: not reported",
-            f", sub 0, 3.200 s: reported: {lte} -95 -> -104: crosses -100 by 4 dB, hysteresis 2 dB, 3200 ms since the "
-            "last report (hysteresis 0 ms): reported",
-        )]
-        console.says(explained[-1])
-        self.assertEqual(explained, [line for line in console.err.splitlines() if line.startswith("kelvane-hub: ")])
-
     def test_commands(self):
         header = "Timestamp,NetworkMode,RSRP,RSRQ,SNR,CQI,RSSI,LACHEX,RAWCELLID,NRxRSRP,NRxRSRQ\n"
         files = {

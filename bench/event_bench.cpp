@@ -117,7 +117,7 @@ void race(std::vector<Variant>& variants, const std::function<void()>& rewind) {
 /// Whole event, finished lines through std::cout (S), finished lines with a bare write (A).
 std::vector<Variant> race_into_file(const std::string& path, const std::string& buffer) {
   const auto lines = lines_of(buffer);
-  LineFile file;
+  LineBuffer file;
   file.open(path);
   const int bare = ::open(path.c_str(), O_WRONLY | O_CLOEXEC);
   std::vector<Variant> variants{{"event", [&] { handle(buffer); }},
@@ -175,7 +175,7 @@ void run_writes_per_line() {
   for (const int cells : {1, 8, 64, 10'000}) {
     const std::string buffer = cell_event(cells);
     const auto lines = static_cast<long long>(lines_of(buffer).size());
-    LineFile file;
+    LineBuffer file;
     file.open("/dev/null");
     const CoutInto redirected(&file);
     const long long before = writes_so_far();

@@ -28,7 +28,7 @@ void redirect_output(const std::string& name) {
   const std::string path = output_directory + (name == "-1" ? "wwan_test_output.txt" : name);
   (void)std::remove(path.c_str());
   output_file.open(path);
-  saved_cout_buffer = std::cout.rdbuf(&output_file);
+  saved_cout_buffer = std::cout.rdbuf(output_file.rdbuf());
   std::cout.clear();
 }
 

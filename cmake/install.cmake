@@ -4,7 +4,10 @@ install(TARGETS cellscope kelvane-hub RUNTIME)
 if(NOT CELLSCOPE_SESSION_LIBRARY)
   install(TARGETS session_library LIBRARY DESTINATION "${CELLSCOPE_LIBRARY_DIR}")
   # RUNPATH, not RPATH: LD_LIBRARY_PATH goes before it, so that another session library can take the stand-in's place.
-  set_target_properties(cellscope PROPERTIES INSTALL_RPATH "$ORIGIN/${CELLSCOPE_LIBRARY_FROM_PROGRAMS}")
+  # The same before and after installation: CMake would make room for the longer one with empty elements, which the
+  # loader takes for the current folder.
+  set_target_properties(cellscope PROPERTIES
+    BUILD_WITH_INSTALL_RPATH TRUE INSTALL_RPATH "$ORIGIN/${CELLSCOPE_LIBRARY_FROM_PROGRAMS};$ORIGIN")
   target_link_options(cellscope PRIVATE -Wl,--enable-new-dtags)
 endif()
 

@@ -1,26 +1,27 @@
 // The file that lines of output go to.
 #pragma once
 
+#include <atomic>
+#include <fstream>
 #include <streambuf>
 #include <string>
 
 namespace cellscope {
 
 /// A stream buffer that buffers nothing: a line goes from where it was built to the file in one write. Two threads may
-/// print, and share no state but the descriptor. (std::filebuf promises neither: Android's keeps eight bytes.)
-///
-/// open() and close() on one thread; close() while another thread prints loses its line.
-class LineFile final : public std::streambuf {
+/// print, and share no state but the descriptor.
+class LineBuffer final : public std::streambuf {
  public:
-  LineFile() = default;
-  LineFile(const LineFile&) = delete;
-  LineFile& operator=(const LineFile&) = delete;
-  ~LineFile() override { close(); }
+  LineBuffer() = default;
+  LineBuffer(const LineBuffer&) = delete;
+  LineBuffer& operator=(const LineBuffer&) = delete;
+  ~LineBuffer() override { (void)close(); }
 
-  /// Opens `path` anew, empty. If that fails, writing fails.
-  void open(const std::string& path);
+  /// Opens `path` anew, empty. Returns false if that fails; writing fails then.
+  bool open(const std::string& path);
 
-  void close();
+  /// Returns false if nothing was open. Writing fails from now on; a line that another thread is printing may be lost.
+  bool close();
 
   /// The open file's, or -1. Stays this object's.
   int descriptor() const { return descriptor_; }
@@ -31,7 +32,23 @@ class LineFile final : public std::streambuf {
   int_type overflow(int_type character) override;
 
  private:
-  int descriptor_ = -1;
+  std::atomic<int> descriptor_ = -1;
+};
+
+/// A file stream with such a buffer. (That of std::ofstream itself promises neither: Android's, told to buffer nothing,
+/// keeps eight bytes.)
+class LineFile final : public std::ofstream {
+ public:
+  LineFile() { std::ios::rdbuf(&buffer_); }
+
+  /// As those of std::ofstream, failures set the failbit.
+  void open(const std::string& path);
+  void close();
+
+  std::streambuf* rdbuf() { return &buffer_; }
+
+ private:
+  LineBuffer buffer_;
 };
 
 }  // namespace cellscope

@@ -5,7 +5,8 @@ set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build_packages=(g++ cmake ninja-build protobuf-compiler libprotobuf-dev libcli11-dev libfccp-dev
-  nlohmann-json3-dev gnuplot-nox libgtest-dev python3 valgrind zsh)
+  nlohmann-json3-dev libgtest-dev python3)
+test_packages=(gnuplot-nox valgrind zsh)
 clang_packages=(clang libclang-rt-dev clang-format clang-tidy)
 package_packages=(dpkg-dev file scdoc)
 

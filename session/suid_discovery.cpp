@@ -25,9 +25,8 @@ using com::tarn::kelvane::session::V1_0::sessionFactory;
 constexpr int default_hub = -1;
 constexpr int open_failed = -1;
 
-std::unique_ptr<ISession> new_session() {
-  const auto factory = std::make_unique<sessionFactory>();
-  return std::unique_ptr<ISession>(factory->getSession(default_hub));
+std::unique_ptr<ISession> new_session(sessionFactory& factory) {
+  return std::unique_ptr<ISession>(factory.getSession(default_hub));
 }
 
 suid lookup_suid() {
@@ -83,8 +82,8 @@ void register_event_cb(ISession& opened, suid sensor) {
 /// Puts a session to `sensor` in the place of the global one. Returns false, with a diagnostic, if it is of no use.
 ///
 /// It gets there only when it is ready: SIGINT's handler may close and delete the global session at any moment.
-bool replace_session(suid sensor) {
-  auto created = new_session();
+bool replace_session(sessionFactory& factory, suid sensor) {
+  auto created = new_session(factory);
   session.reset();
   if (!created) {
     diagnostic("suid_cb", 910, "failed to create session for suid discovery");
@@ -123,8 +122,9 @@ int getSuid(std::string wanted) {
   const suid lookup = lookup_suid();
   std::mutex mutex;
   std::condition_variable answered;
+  const auto factory = std::make_unique<sessionFactory>();
   // After what its callback uses: the session is destroyed first, and with it the callback has ended.
-  const std::unique_ptr<ISession> discovery = new_session();
+  const std::unique_ptr<ISession> discovery = new_session(*factory);
   if (!discovery) {
     printf("failed to create session for suid discovery");
     return 0;
@@ -159,7 +159,8 @@ void suid_cb(const std::string&) {
     return;
   }
   const suid sensor = suid_list.front();
-  if (!replace_session(sensor)) return;
+  const auto factory = std::make_unique<sessionFactory>();
+  if (!replace_session(*factory, sensor)) return;
   sensor_suid = sensor;
   if (is_self_test(sample_rate)) {
     send_selftest_req(sensor_suid);

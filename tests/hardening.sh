@@ -15,6 +15,10 @@ for binary in "$@"; do
   expect "$binary" "a read-only relocation segment" GNU_RELRO readelf -lW
   expect "$binary" "immediate binding" 'BIND_NOW|Flags:.* NOW' readelf -dW
   expect "$binary" "a stack that is not executable" 'GNU_STACK.* RW ' readelf -lW
+  if readelf -dW "$binary" | grep -E 'R(UN)?PATH.*(\[:|::|:\]|\[\])' >&2; then
+    echo "$binary: expected no empty element in the path, which stands for the current folder" >&2
+    failed=1
+  fi
   expect "$binary" "stack protection" __stack_chk_fail readelf -sW --dyn-syms
 done
 # Not every binary calls a function that has a checked twin.

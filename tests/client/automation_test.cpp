@@ -75,6 +75,7 @@ TEST_F(Automation, OperationsDoTheirWork) {
     int sigint_in_sleep;
     const char* output_file;
   } operations[] = {
+      {{"operation=1"}, 2, "wwan_test_output.txt"},
       {{"operation=2", "rate=10"}, 2, "wwan_test_output.txt"},
       {{"operation=2x", "filename=-1"}, 1, "wwan_test_output.txt"},
       {{"operation=3", "filename=calls.txt"}, 3, "calls.txt"},
@@ -85,7 +86,7 @@ TEST_F(Automation, OperationsDoTheirWork) {
     run(arguments, sleep);
     record(arguments[0]);
     note("---- " + std::string(name) + "\n" + file(name));
-    EXPECT_TRUE(fs::exists("output/wwan_test_output_pid_-1.txt"));
+    EXPECT_EQ(file("wwan_test_output_pid_-1.txt"), "Request_-1 : " + std::to_string(getpid()) + "\n");
   }
 }
 

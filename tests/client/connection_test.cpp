@@ -45,7 +45,7 @@ TEST_F(ClientTest, FailuresOfALookupArePrintedThoseOfTheSensorsSessionDiagnosed)
     start_anew();
     failure.script();
     EXPECT_EQ(getSuid("wwan"), failure.result) << failure.name;
-    record(failure.name);
+    record(std::string(failure.name) + ": sensor " + std::to_string(sensor_suid.suid_low));
   }
 }
 

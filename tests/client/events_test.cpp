@@ -1,6 +1,7 @@
 // Event buffers and what they print.
 
 #include "bench/event_buffers.h"
+#include "common/log_time.h"
 #include "events/attributes.h"
 #include "events/cell_report.h"
 #include "events/event_cb.h"
@@ -135,6 +136,11 @@ TEST_F(ClientTest, MalformedBytesPrintWhatCouldBeRead) {
   record();
 }
 
+TEST(LogTime, ATimeThatDoesNotFitIntoMicrosecondsEndsTheProgram) {
+  platform().now = INT64_MAX / 1000;
+  EXPECT_DEATH((void)log_time(), "");
+}
+
 // ---- attributes ----
 
 void add(sns_std_attr_event& event, std::int32_t id, const sns_std_attr_value& value) {
@@ -193,6 +199,9 @@ TEST_F(ClientTest, ElementsOfTheWrongKindAreNamedAndZero) {
   attribute_cache[16] = integers({0});
   print_sensor_info();
   record("a streaming sensor's is");
+  attribute_cache[16] = floats({1});
+  print_sensor_info();
+  record("a stream type of the wrong kind is " + std::to_string(stream_type));
 }
 
 TEST_F(ClientTest, RangesArePairsOfFloats) {

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <iostream>
 #include <map>
+#include <mutex>
 #include <sstream>
 #include <thread>
 #include <utility>
@@ -24,6 +25,13 @@ const pid_t main_thread = gettid();
 int sessions_made = 0;
 int main_sleeps = 0;
 ISession::event_callback newest_callback;
+
+/// Adds a line to what was called. Any thread.
+void log_call(const std::string& call) {
+  static std::mutex mutex;
+  const std::lock_guard lock(mutex);
+  platform().calls.push_back(call);
+}
 
 /// Waits until the main thread sleeps: it has sent its lookup and waits for the answer.
 void wait_until_main_waits() {
@@ -104,7 +112,7 @@ class ScriptedSession final : public ISession {
 
  private:
   void log(const std::string& call, const std::string& what = "") {
-    platform().calls.push_back(call + " " + std::to_string(number_) + (what.empty() ? "" : ": " + what));
+    log_call(call + " " + std::to_string(number_) + (what.empty() ? "" : ": " + what));
   }
 
   int scripted(int result) const { return platform().affected == 0 || platform().affected == number_ ? result : 0; }
@@ -272,7 +280,7 @@ ISession* sessionFactory::getSession(int hub_id) {
 
 extern "C" unsigned sleep(unsigned seconds) {
   using namespace cellscope::test;
-  platform().calls.push_back("sleep " + std::to_string(seconds));
+  log_call("sleep " + std::to_string(seconds));
   if (gettid() != main_thread) {
     give(newest_callback, platform().attributes);
   } else if (platform().on_sleep) {
@@ -282,6 +290,6 @@ extern "C" unsigned sleep(unsigned seconds) {
 }
 
 extern "C" int gettimeofday(timeval* now, void*) noexcept {
-  *now = {1700000000, 999999};
+  *now = {cellscope::test::platform().now++, 999999};
   return 0;
 }

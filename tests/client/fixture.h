@@ -1,6 +1,7 @@
 // The client in one process with a session library that does what the test says.
 //
-// The program's sleep() and gettimeofday() are replaced: no test waits, and every log time is the same.
+// The program's sleep() and gettimeofday() are replaced: no test waits, and the clock goes on by a second each time
+// that somebody looks at it.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,8 +16,6 @@
 #include "tests/golden.h"
 
 namespace cellscope::test {
-
-inline constexpr std::string_view log_time_text = "1700000000";
 
 /// What the scripted session library is to do, and what was done to it.
 struct Platform {
@@ -33,6 +32,9 @@ struct Platform {
   std::string attributes;
   /// Runs in every sleep() of the main thread, which is number `nth` from 1.
   std::function<void(int nth)> on_sleep;
+
+  /// What gettimeofday() says next, in seconds.
+  std::int64_t now = 1700000000;
 
   /// Every call: "open 1", "send 2: MESSAGE ID", "sleep 3", …
   std::vector<std::string> calls;

@@ -57,7 +57,10 @@ class ConsoleTest(EndToEndTest):
     def test_on_change_sensor(self):
         console = self.console(ACTIVITY)
         console.ask("1\n", "connecting to on-change sensor\n" + found("wwan"), no_cells(0), no_cells(1))
-        console.ask("5\n0\n", EMPTY_CONFIG, verdict(0))
+        # The prompt comes before the answer is typed.
+        console.type("5\n")
+        console.shows(EMPTY_CONFIG)
+        console.ask("0\n", "", verdict(0))
         console.ask("6\n1\n", GSM_CONFIG, verdict(0))
         console.ask("5\n2\n", EMPTY_CONFIG, verdict(1))
         console.ask("7\n", VOICE_CALLS, CALLS_REPORT)
@@ -73,7 +76,9 @@ class ConsoleTest(EndToEndTest):
     def test_streaming_sensor_and_query_mode(self):
         console = self.console(SENSORS)
         stream = found("wwan_stream")
-        console.ask("2\n-4\n", STREAMING + stream)
+        console.type("2\n")
+        console.shows(STREAMING)
+        console.ask("-4\n", stream)
         console.ask("8\n", QUERY_MODE + stream, no_cells())
         console.ask("11\n", RECONNECTING + "wwan_stream \n" + stream, no_cells())
         # Once in query mode, always in query mode: one report at this rate, too.

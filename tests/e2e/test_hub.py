@@ -162,15 +162,15 @@ class HubTest(EndToEndTest):
         self.assertEqual(answer, good.makefile("rb").read(len(answer)))
 
     def test_clients_that_stall_or_flood_harm_only_themselves(self):
-        cells = "cells { cell_type: 7 timestamp: 18446744073709551615 }" * 5000
-        hub = self.serve(SENSORS + f"steps {{ at: 0 cells {{ {cells} }} }}")
+        large = SENSORS.replace("attributes {", f"attributes {{ value {{ values {{ text: '{'x' * 100000}' }} }} }} attributes {{")
+        hub = self.serve(large + f"steps {{ at: 0 raw {{ msg_id: 9 payload: '{'x' * 1000000}' }} }} repeat_after: 0.01")
         stalling, flooding, good = (self.connect() for _ in range(3))
-        stalling.sendall(frame(HELLO) + frame(REQUEST, (3, 4), field(3, field(1, field(1, 10000))) + field(4, 642)))
+        stalling.sendall(frame(HELLO) + frame(REQUEST, (1, 2), field(4, 514)))
         flooding.sendall(frame(HELLO))
         flooding.settimeout(1)
         with contextlib.suppress(OSError):  # it is thrown out sooner or later
             while True:
-                flooding.sendall(frame(REQUEST, (1, 2), field(4, 643)) * 1000)
+                flooding.sendall(frame(REQUEST, (1, 2), field(4, 1)) * 1000)
         for session in (1, 2):
             until(lambda: re.search(rf"session {session} ended: it left \d+ bytes of events waiting\n", hub.err), session)
         good.sendall(frame(HELLO) + LOOKUP_REQUEST)

@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <future>
@@ -87,6 +88,22 @@ class Inbox {
   std::condition_variable came_;
   std::string text_;
 };
+
+/// The place in the table of virtual functions: what a pointer to a member function holds, less the bit that some
+/// processors' compilers set to tell it from an address.
+template <class Function>
+std::uintptr_t slot(Function function) {
+  std::uintptr_t word = 0;
+  std::memcpy(&word, &function, sizeof word);
+  return word / sizeof(void*);
+}
+
+TEST(Interface, VirtualFunctionsStandInTheOrderOfThePlatform) {
+  EXPECT_EQ(slot(&ISession::open), 0U);
+  EXPECT_EQ(slot(&ISession::close), 1U);
+  EXPECT_EQ(slot(&ISession::register_callback), 2U);
+  EXPECT_EQ(slot(&ISession::send_request), 3U);
+}
 
 TEST_F(SessionLibrary, EventsReachTheirSensorsCallbackOnce) {
   const auto session = new_session();

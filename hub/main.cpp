@@ -7,6 +7,7 @@
 #include <exception>
 #include <filesystem>
 #include <iostream>
+#include <iterator>
 #include <optional>
 #include <string>
 
@@ -31,7 +32,7 @@ struct ServeOptions {
 struct ReportOptions {
   std::string file;
   std::string format = "json";
-  std::string output = "/dev/stdout";
+  std::string output;  // empty: standard output
 };
 
 struct PlotOptions {
@@ -67,9 +68,11 @@ void import(const ImportOptions& options) {
   write_scenario(import_drive(options.csv, plmn), options.output);
 }
 
+std::string read_standard_input() { return {std::istreambuf_iterator(std::cin), {}}; }
+
 /// Warns of a report at the end that is not whole.
 Run load_run(const std::string& file) {
-  Run run = read_run(read_file(file == "-" ? "/dev/stdin" : file), file);
+  Run run = read_run(file == "-" ? read_standard_input() : read_file(file), file);
   if (run.cut_off != 0) {
     (void)std::fprintf(stderr, "%s:%zu: the report that begins here is cut off, and left out\n", file.c_str(),
                        run.cut_off);
@@ -79,7 +82,9 @@ Run load_run(const std::string& file) {
 
 void report(const ReportOptions& options) {
   const Run run = load_run(options.file);
-  write_file(options.format == "csv" ? to_csv(run) : to_json(run), options.output);
+  const std::string text = options.format == "csv" ? to_csv(run) : to_json(run);
+  if (!options.output.empty()) return write_file(text, options.output);
+  if (!(std::cout << text << std::flush)) throw InputError("standard output: cannot write all of the report");
 }
 
 void plot(const PlotOptions& options) {

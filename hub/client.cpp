@@ -25,7 +25,7 @@ bool ChangeFilter::wants(const Cells& cells, ScenarioTime now, std::string& why)
   // Rounded: at some speeds two seconds of scenario time come out as a hair less.
   const auto since = std::chrono::round<std::chrono::milliseconds>(now - last_->time);
   const auto decision = decide_report(config_, last_->cells, cells, since);
-  why = join(decision.reasons);
+  why = decision.reasons.empty() ? "as reported last: not reported" : join(decision.reasons);
   return decision.report;
 }
 

@@ -33,6 +33,7 @@ void Connection::take_frames(const HandleRequest& handle) {
     if (!said_hello_) {
       expect_hello(*frame);
       said_hello_ = true;
+      reader_.set_limit(max_request);
       send(encode_hello());
     } else if (frame->kind == FrameKind::request) {
       handle(frame->sensor, frame->payload);

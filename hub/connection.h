@@ -18,6 +18,12 @@ class Connection {
   /// Takes over `socket`.
   explicit Connection(UniqueFd socket);
 
+  /// Whether the client has introduced itself; until then it is given little room, and it had better not wait long.
+  bool said_hello() const { return said_hello_; }
+
+  /// Ends the connection for what the client did wrong; empty: nothing.
+  void end(std::string complaint);
+
   int descriptor() const { return socket_.get(); }
   bool wants_to_write() const { return written_ < unsent_.size(); }
   bool ended() const { return ended_; }
@@ -40,10 +46,9 @@ class Connection {
  private:
   void take_frames(const HandleRequest& handle);
   void send(const std::string& bytes);
-  void end(std::string complaint);
 
   UniqueFd socket_;
-  FrameReader reader_;
+  FrameReader reader_{hello_text.size()};
   bool said_hello_ = false;
   std::string unsent_;
   std::size_t written_ = 0;  // of unsent_

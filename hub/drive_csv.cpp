@@ -9,19 +9,17 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <charconv>
 #include <cmath>
 #include <cstddef>
-#include <cstdio>
 #include <iterator>
 #include <limits>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <system_error>
 #include <tuple>
 
+#include "hub/files.h"
 #include "hub/input_error.h"
 #include "hub/text.h"
 
@@ -123,22 +121,9 @@ std::optional<sys_seconds> time_of(std::string_view text) {
 
 // ---- reading the file ----
 
-/// What the file holds, up to the end of the block in which its first NUL stands: an endless device is no recording.
 /// The last line always ends: beyond one that does not the CSV reader looks at memory that was never written.
 std::string read_text(const std::filesystem::path& path) {
-  const auto check = [&path](bool succeeded) {
-    if (!succeeded) throw InputError(path.string() + ": " + std::generic_category().message(errno));
-  };
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
-  check(file != nullptr);
-  std::string text;
-  std::array<char, 65536> block{};
-  std::string_view read;
-  do {
-    read = {block.data(), std::fread(block.data(), 1, block.size(), file.get())};
-    check(std::ferror(file.get()) == 0);
-    text += read;
-  } while (!read.empty() && read.find('\0') == std::string_view::npos);
+  std::string text = read_file(path);
   if (!text.empty() && !text.ends_with('\n')) text += '\n';
   return text;
 }

@@ -1,12 +1,12 @@
 #include "hub/files.h"
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
+#include <memory>
 #include <optional>
 #include <random>
-#include <sstream>
 #include <system_error>
 #include <utility>
 
@@ -58,8 +58,7 @@ bool is_open_file(const fs::path& link) {
 
 /// The file to replace; empty if the text has to go into what stands at `path`.
 std::optional<fs::path> replaceable(fs::path path) {
-  if (!fs::exists(path)) return path;
-  if (!fs::is_regular_file(path)) return {};
+  if (fs::exists(path) && !fs::is_regular_file(path)) return {};
   while (fs::is_symlink(path)) {
     if (is_open_file(path)) return {};
     path = path.parent_path() / fs::read_symlink(path);
@@ -72,12 +71,20 @@ std::optional<fs::path> replaceable(fs::path path) {
 std::string read_file(const fs::path& path) {
   std::error_code ignored;
   if (fs::is_directory(path, ignored)) throw InputError(path.string() + ": expected a file, found a folder");
-  std::ifstream file(path, std::ios::binary);
-  if (!file) throw InputError(path.string() + ": cannot read it: " + strerror(errno));
-  std::ostringstream text;
-  text << file.rdbuf();
-  if (file.bad()) throw InputError(path.string() + ": cannot read it: " + strerror(errno));
-  return text.str();
+  const auto check = [&path](bool succeeded) {
+    if (!succeeded) throw InputError(path.string() + ": cannot read it: " + strerror(errno));
+  };
+  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
+  check(file != nullptr);
+  std::string text;
+  std::array<char, 65536> block{};
+  std::string_view read;
+  do {
+    read = {block.data(), std::fread(block.data(), 1, block.size(), file.get())};
+    check(std::ferror(file.get()) == 0);
+    text += read;
+  } while (!read.empty() && read.find('\0') == std::string_view::npos);
+  return text;
 }
 
 void write_file(std::string_view text, const fs::path& path) try {

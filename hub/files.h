@@ -7,7 +7,8 @@
 
 namespace kelvane_hub {
 
-/// All that stands in the file, or comes from the pipe, at `path`. Throws InputError, "file: reason".
+/// All that stands in the file, or comes from the pipe, at `path`, up to the end of the block in which its first NUL
+/// stands: an endless device is no text. Throws InputError, "file: cannot read it: reason".
 std::string read_file(const std::filesystem::path& path);
 
 /// Writes `text` to `path`. A file appears whole or not at all: on failure it throws InputError ("file: reason") and a

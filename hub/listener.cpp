@@ -1,5 +1,7 @@
 #include "hub/listener.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -7,6 +9,8 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
+#include <filesystem>
 
 #include "hub/descriptor_passing.h"
 #include "hub/input_error.h"
@@ -29,11 +33,40 @@ UniqueFd new_socket() { return UniqueFd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEX
 
 const sockaddr* generic(const sockaddr_un& address) { return reinterpret_cast<const sockaddr*>(&address); }
 
+/// What stands at a path, for messages.
+const char* kind_of(const struct stat& status) {
+  if (S_ISDIR(status.st_mode)) return "a folder";
+  if (S_ISLNK(status.st_mode)) return "a symbolic link";
+  return S_ISREG(status.st_mode) ? "a file" : "neither";
+}
+
+/// Keeps other hubs from taking or leaving a place in `path`'s folder while it lives. Throws InputError if another
+/// program does not let go of the folder.
+class FolderLock {
+ public:
+  explicit FolderLock(const std::string& path) {
+    const auto folder = std::filesystem::path(path).parent_path();
+    folder_ = UniqueFd(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    constexpr int most_tries = 500;
+    constexpr timespec pause{0, 10'000'000};
+    for (int tries = 0; flock(folder_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK; ++tries) {
+      if (tries == most_tries)
+        throw InputError(path + ": cannot listen there: another program keeps its folder locked");
+      (void)nanosleep(&pause, nullptr);
+    }
+  }
+
+ private:
+  UniqueFd folder_;
+};
+
 /// Makes room at `path` if all that stands there is the socket of a hub that is gone.
 void remove_stale(const std::string& path, const sockaddr_un& address) {
   struct stat status {};
   if (lstat(path.c_str(), &status) != 0) return;
-  if (!S_ISSOCK(status.st_mode)) throw InputError(path + ": expected a free path or a socket, found another file");
+  if (!S_ISSOCK(status.st_mode)) {
+    throw InputError(path + ": expected a free path or a socket, found " + kind_of(status));
+  }
   const UniqueFd probe = new_socket();
   if (connect(probe.get(), generic(address), sizeof address) == 0) {
     throw InputError(path + ": expected a free path, found a socket that a running hub listens on");
@@ -52,18 +85,32 @@ class ListeningSocket final : public ConnectionSource {
  public:
   explicit ListeningSocket(std::string path) : path_(std::move(path)), socket_(new_socket()) {
     const sockaddr_un address = address_of(path_);
+    const FolderLock lock(path_);
     remove_stale(path_, address);
     const mode_t before = umask(S_IRWXG | S_IRWXO | S_IXUSR);
     const int bound = bind(socket_.get(), generic(address), sizeof address);
     const int error = errno;
     umask(before);
     if (bound != 0) throw InputError(path_ + ": cannot listen there: " + strerror(error));
-    bound_ = true;
-    if (listen(socket_.get(), SOMAXCONN) != 0) throw InputError(path_ + ": cannot listen there: " + strerror(errno));
+    if (listen(socket_.get(), SOMAXCONN) != 0) {
+      const int reason = errno;
+      (void)unlink(path_.c_str());
+      throw InputError(path_ + ": cannot listen there: " + strerror(reason));
+    }
+    (void)lstat(path_.c_str(), &made_);
   }
 
   ~ListeningSocket() override {
-    if (bound_) (void)unlink(path_.c_str());
+    try {
+      const FolderLock lock(path_);
+      struct stat found {};
+      // Another hub's may stand there by now.
+      const bool ours =
+          lstat(path_.c_str(), &found) == 0 && found.st_dev == made_.st_dev && found.st_ino == made_.st_ino;
+      if (ours) (void)unlink(path_.c_str());
+    } catch (const InputError& error) {
+      (void)std::fprintf(stderr, "kelvane-hub: %s\n", error.what());
+    }
   }
 
   int descriptor() const override { return socket_.get(); }
@@ -80,7 +127,7 @@ class ListeningSocket final : public ConnectionSource {
  private:
   std::string path_;
   UniqueFd socket_;
-  bool bound_ = false;
+  struct stat made_ {};
 };
 
 class ControlSocket final : public ConnectionSource {

@@ -3,6 +3,7 @@
 #include <google/protobuf/stubs/common.h>
 
 #include <CLI/CLI.hpp>
+#include <charconv>
 #include <cstdio>
 #include <exception>
 #include <filesystem>
@@ -17,6 +18,7 @@
 #include "hub/plot/plot.h"
 #include "hub/scenario_file.h"
 #include "hub/server.h"
+#include "hub/text.h"
 
 namespace kelvane_hub {
 namespace {
@@ -43,15 +45,30 @@ struct PlotOptions {
 struct ImportOptions {
   std::string csv;
   std::string output;
-  std::string plmn;
+  std::optional<std::string> plmn;
 };
 
+/// A scenario that is played faster than any hub can follow would leave it no time for its clients.
+void check_pace(const scenario& played, double speed) {
+  constexpr double most_steps_a_second = 100'000;
+  if (!played.has_repeat_after()) return;
+  const double steps_a_second = played.steps_size() / played.repeat_after() * speed;
+  if (steps_a_second > most_steps_a_second) {
+    throw InputError(text("--speed: expected at most 100000 steps a second, found ", steps_a_second, " (",
+                          played.steps_size(), " steps in ", played.repeat_after(), " s at speed ", speed, ")"));
+  }
+}
+
 void serve(const ServeOptions& options) {
-  if (options.listen.empty() == (options.control_fd == -1)) throw InputError("serve: expected --listen PATH");
+  if (options.listen.empty() == (options.control_fd == -1)) {
+    throw InputError("kelvane-hub serve: expected --listen PATH, found none");
+  }
   ServerSettings settings{options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario),
                           options.speed, options.explain};
+  check_pace(settings.played, settings.speed);
+  UniqueFd signals = take_over_signals();
   auto source = options.listen.empty() ? connections_from(UniqueFd(options.control_fd)) : listen_at(options.listen);
-  Server server(std::move(settings), std::move(source));
+  Server server(std::move(settings), std::move(signals), std::move(source));
   if (!options.listen.empty()) std::cout << "kelvane-hub: listening on " << options.listen << std::endl;
   server.run();
 }
@@ -60,8 +77,12 @@ void check(const std::string& file) { std::cout << describe(load_scenario(file))
 
 void import(const ImportOptions& options) {
   std::optional<Plmn> plmn;
+  std::error_code ignored;
+  if (std::filesystem::equivalent(options.csv, options.output, ignored)) {
+    throw InputError(options.output + ": expected another file than the recording, found the same");
+  }
   try {
-    if (!options.plmn.empty()) plmn = parse_plmn(options.plmn);
+    if (options.plmn) plmn = parse_plmn(*options.plmn);
   } catch (const InputError& error) {
     throw InputError(std::string("--plmn: ") + error.what());
   }
@@ -93,6 +114,16 @@ void plot(const PlotOptions& options) {
   write_file(draw(track, std::filesystem::path(options.file).filename()), options.output);
 }
 
+/// What is wrong with a speed; empty: nothing.
+std::string check_speed(const std::string& given) {
+  double speed = 0;
+  const char* const end = given.data() + given.size();
+  const auto [stop, error] = std::from_chars(given.data(), end, speed);
+  // Not a number fails this comparison, too.
+  if (error == std::errc() && stop == end && speed >= 0.01 && speed <= 10000) return "";
+  return "expected 0.01 to 10000, found " + kelvane_hub::quoted(given) + " (KELVANE_HUB_SPEED sets it, too)";
+}
+
 void add_serve(CLI::App& app, ServeOptions& options) {
   auto* command = app.add_subcommand("serve", "Play a scenario to the clients of a Unix socket");
   command->footer(
@@ -109,7 +140,7 @@ void add_serve(CLI::App& app, ServeOptions& options) {
       ->envname("KELVANE_HUB_SCENARIO");
   command->add_option("--speed", options.speed, "Play it N times as fast, 0.01 to 10000 (default: 1)")
       ->type_name("N")
-      ->check(CLI::Range(0.01, 10000.0).description(""))
+      ->check(check_speed)
       ->envname("KELVANE_HUB_SPEED");
   command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported")
       ->envname("KELVANE_HUB_EXPLAIN");

@@ -35,6 +35,7 @@ enum class HubError : std::int32_t {
   invalid_value = 2,  // a request that it knows, with a value that it cannot take
   no_such_sensor = 3,
   malformed = 4,  // bytes that are no request
+  busy = 5,       // more lookups at a time than anybody needs
 };
 
 }  // namespace kelvane_hub

@@ -1,5 +1,6 @@
 #include "hub/server.h"
 
+#include <sys/resource.h>
 #include <sys/signalfd.h>
 
 #include <algorithm>
@@ -9,15 +10,19 @@
 namespace kelvane_hub {
 namespace {
 
-UniqueFd descriptor_of_signals() {
-  // Nobody may be left to read what the hub says on standard error.
-  (void)std::signal(SIGPIPE, SIG_IGN);
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGINT);
-  sigaddset(&signals, SIGTERM);
-  sigprocmask(SIG_BLOCK, &signals, nullptr);
-  return UniqueFd(signalfd(-1, &signals, SFD_CLOEXEC));
+// As long as the session library waits for the hub's.
+constexpr Time hello_time = std::chrono::seconds(10);
+
+/// As many as there are descriptors, less some for the hub itself.
+std::size_t find_most_connections() {
+  constexpr rlim_t own = 32;
+  constexpr rlim_t enough = 4096;
+  rlimit limit{};
+  (void)getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, enough + own));
+  (void)setrlimit(RLIMIT_NOFILE, &limit);
+  (void)getrlimit(RLIMIT_NOFILE, &limit);
+  return std::min(limit.rlim_cur > own ? limit.rlim_cur - own : 1, enough);
 }
 
 Simulator::Explain explain_on_stderr(bool wanted) {
@@ -32,15 +37,26 @@ timespec to_timespec(Time time) {
 
 }  // namespace
 
-Server::Server(ServerSettings settings, std::unique_ptr<ConnectionSource> source)
+UniqueFd take_over_signals() {
+  // Nobody may be left to read what the hub says on standard error.
+  (void)std::signal(SIGPIPE, SIG_IGN);
+  sigset_t signals;
+  sigemptyset(&signals);
+  for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);
+  sigprocmask(SIG_BLOCK, &signals, nullptr);
+  return UniqueFd(signalfd(-1, &signals, SFD_CLOEXEC));
+}
+
+Server::Server(ServerSettings settings, UniqueFd signals, std::unique_ptr<ConnectionSource> source)
     : source_(std::move(source)),
+      most_connections_(find_most_connections()),
       simulator_(
           std::move(settings.played), settings.speed,
           [this](SessionId session, suid sensor, const std::string& message) {
             connections_.at(session).send_event(sensor, message);
           },
           explain_on_stderr(settings.explain)),
-      signals_(descriptor_of_signals()) {}
+      signals_(std::move(signals)) {}
 
 void Server::run() {
   while (true) {
@@ -48,6 +64,7 @@ void Server::run() {
     if (take_signal() || !take_connection()) return;
     serve_connections();
     simulator_.advance(now());
+    end_silent();
     drop_ended();
   }
 }
@@ -55,12 +72,14 @@ void Server::run() {
 void Server::wait() {
   polled_.clear();
   polled_.push_back({signals_.get(), POLLIN, 0});
-  polled_.push_back({source_->descriptor(), POLLIN, 0});
+  // Who comes while there is no room waits outside.
+  polled_.push_back({connections_.size() < most_connections_ ? source_->descriptor() : -1, POLLIN, 0});
   for (const auto& [session, connection] : connections_) {
     const int events = POLLIN | (connection.wants_to_write() ? POLLOUT : 0);
     polled_.push_back({connection.descriptor(), static_cast<short>(events), 0});
   }
-  const auto due = simulator_.next_due();
+  auto due = simulator_.next_due();
+  if (!hello_due_.empty()) due = std::min(due.value_or(Time::max()), hello_due_.front().first);
   timespec timeout{};
   if (due) timeout = to_timespec(std::max(*due - now(), Time::zero()));
   (void)ppoll(polled_.data(), polled_.size(), due ? &timeout : nullptr, nullptr);
@@ -72,7 +91,12 @@ bool Server::take_connection() {
   if (polled_[1].revents == 0) return true;
   auto socket = source_->accept();
   if (!socket) return false;
-  if (*socket) connections_.try_emplace(++last_session_, std::move(*socket));
+  if (!*socket) return true;
+  connections_.try_emplace(++last_session_, std::move(*socket));
+  hello_due_.emplace_back(now() + hello_time, last_session_);
+  if (connections_.size() == most_connections_) {
+    (void)std::fprintf(stderr, "kelvane-hub: %zu connections are open; others have to wait\n", most_connections_);
+  }
   return true;
 }
 
@@ -87,6 +111,13 @@ void Server::serve_connections() {
     connection.read([this, id = session](suid sensor, const std::string& envelope) {
       simulator_.handle_request(id, sensor, envelope, now());
     });
+  }
+}
+
+void Server::end_silent() {
+  for (; !hello_due_.empty() && hello_due_.front().first <= now(); hello_due_.pop_front()) {
+    const auto found = connections_.find(hello_due_.front().second);
+    if (found != connections_.end() && !found->second.said_hello()) found->second.end("it did not say hello");
   }
 }
 

@@ -3,8 +3,10 @@
 
 #include <poll.h>
 
+#include <deque>
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "hub/connection.h"
@@ -20,12 +22,17 @@ struct ServerSettings {
   bool explain = false;  // on standard error
 };
 
+/// From now on the signals that end a hub come through this descriptor: SIGINT, SIGTERM, SIGHUP. SIGPIPE is ignored.
+/// To be called before there is anything to clean up.
+UniqueFd take_over_signals();
+
 /// Serves the clients of one source from one scenario, on the thread that calls run().
 class Server {
  public:
-  Server(ServerSettings settings, std::unique_ptr<ConnectionSource> source);
+  /// `signals`: what take_over_signals() returned.
+  Server(ServerSettings settings, UniqueFd signals, std::unique_ptr<ConnectionSource> source);
 
-  /// Returns when the source has dried up, or on SIGINT or SIGTERM.
+  /// Returns when the source has dried up, or on one of the signals.
   void run();
 
  private:
@@ -33,11 +40,14 @@ class Server {
   bool take_signal();
   bool take_connection();
   void serve_connections();
+  void end_silent();
   void drop_ended();
   Time now() const;
 
   std::unique_ptr<ConnectionSource> source_;
+  const std::size_t most_connections_;
   std::map<SessionId, Connection> connections_;
+  std::deque<std::pair<Time, SessionId>> hello_due_;  // in order of time
   SessionId last_session_ = 0;
   Simulator simulator_;
   UniqueFd signals_;

@@ -9,6 +9,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -92,16 +93,21 @@ class Simulator {
     Occasion occasion;
   };
   std::optional<Due> next() const;
+  void play_due_steps(Time now);
+  void answer_due_lookups(Time now);
   void answer_lookup();
   void play(const scenario_step& step, Time now);
   void change_cells(const Cells& cells, Time now);
   void tell_cells_changed(const Asked& to, SensorUse& use, const Cells& cells);
   template <class Action>
   void for_each_use(Time now, const Action& action);
+  template <class Condition>
+  void tell(const Condition& condition, std::uint32_t msg_id, const std::string& payload, Time now);
   void tell_configured(std::uint32_t msg_id, const std::string& payload, Time now);
   void tick(Time now);
 
   const scenario scenario_;
+  const std::set<std::uint32_t> subscriptions_;
   const Deliver deliver_;
   const Explain explain_;
   Timeline timeline_;

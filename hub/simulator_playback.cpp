@@ -42,7 +42,19 @@ std::optional<Simulator::Due> Simulator::next() const {
   return first;
 }
 
+void Simulator::play_due_steps(Time now) {
+  // At their own time, not at the time they are noticed: hysteresis is to come out the same on a busy machine.
+  for (auto due = timeline_.next_due(); due && *due <= now; due = timeline_.next_due())
+    play(timeline_.take_next(), *due);
+}
+
+void Simulator::answer_due_lookups(Time now) {
+  while (!lookups_.empty() && lookups_.front().due <= now) answer_lookup();
+}
+
 void Simulator::advance(Time now) {
+  // Before anything that is overdue: who looks up waits for the answer.
+  answer_due_lookups(now);
   for (int done = 0; done < most_at_once; ++done) {
     const auto due = next();
     if (!due || due->time > now) return;
@@ -51,7 +63,6 @@ void Simulator::advance(Time now) {
         answer_lookup();
         break;
       case Occasion::step:
-        // At its own time, not at the time it is noticed: hysteresis is to come out the same on a busy machine.
         play(timeline_.take_next(), due->time);
         break;
       case Occasion::tick:
@@ -98,14 +109,12 @@ void Simulator::play(const scenario_step& step, Time now) {
       return change_cells(step.cells(), now);
     case scenario_step::kVoiceCalls:
       modem_[step.voice_calls().sub()].voice_calls = step.voice_calls();
-      return for_each_use(now, [&](const Asked& to, const SensorUse& use) {
-        if (use.voice_calls) send(to, voice_calls_event, step.voice_calls().SerializeAsString());
-      });
+      return tell([](const SensorUse& use) { return use.voice_calls; }, voice_calls_event,
+                  step.voice_calls().SerializeAsString(), now);
     case scenario_step::kRrcStates:
       modem_[step.rrc_states().sub()].rrc_states = step.rrc_states();
-      return for_each_use(now, [&](const Asked& to, const SensorUse& use) {
-        if (use.rrc_states) send(to, rrc_states_event, step.rrc_states().SerializeAsString());
-      });
+      return tell([](const SensorUse& use) { return use.rrc_states; }, rrc_states_event,
+                  step.rrc_states().SerializeAsString(), now);
     case scenario_step::kHighspeedRail:
       return tell_configured(highspeed_rail_event, step.highspeed_rail().SerializeAsString(), now);
     case scenario_step::kError:
@@ -138,13 +147,17 @@ void Simulator::tell_cells_changed(const Asked& to, SensorUse& use, const Cells&
   if (wanted) report(to, use, cells);
 }
 
-void Simulator::tell_configured(std::uint32_t msg_id, const std::string& payload, Time now) {
-  const auto configured = [](const auto& entry) { return entry.second.reporting != Reporting::none; };
+/// Each session that uses a sensor in this way, once, whichever of its sensors it comes from.
+template <class Condition>
+void Simulator::tell(const Condition& condition, std::uint32_t msg_id, const std::string& payload, Time now) {
   for (const auto& [session, uses] : sessions_) {
-    // Once a session, whichever of its sensors it comes from.
-    const auto use = std::ranges::find_if(uses, configured);
+    const auto use = std::ranges::find_if(uses, [&condition](const auto& entry) { return condition(entry.second); });
     if (use != uses.end()) send(Asked{session, use->second.sensor, now}, msg_id, payload);
   }
+}
+
+void Simulator::tell_configured(std::uint32_t msg_id, const std::string& payload, Time now) {
+  tell([](const SensorUse& use) { return use.reporting != Reporting::none; }, msg_id, payload, now);
 }
 
 void Simulator::tick(Time now) {

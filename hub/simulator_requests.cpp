@@ -15,9 +15,12 @@ constexpr Time lookup_time = std::chrono::milliseconds(100);
 constexpr std::int32_t query_mode = 2;
 constexpr std::int32_t highest_rate = 10'000;
 
-Modem make_modem(const scenario& played) {
+// Of a session. Clients have one at a time.
+constexpr std::ptrdiff_t most_lookups = 100;
+
+Modem make_modem(const std::set<std::uint32_t>& subscriptions) {
   Modem modem;
-  for (const auto sub : subscriptions_of(played)) modem[sub];
+  for (const auto sub : subscriptions) modem[sub];
   return modem;
 }
 
@@ -25,10 +28,11 @@ Modem make_modem(const scenario& played) {
 
 Simulator::Simulator(scenario played, double speed, Deliver deliver, Explain explain)
     : scenario_(std::move(played)),
+      subscriptions_(subscriptions_of(scenario_)),
       deliver_(std::move(deliver)),
       explain_(std::move(explain)),
       timeline_(scenario_, speed),
-      modem_(make_modem(scenario_)) {}
+      modem_(make_modem(subscriptions_)) {}
 
 Simulator::RequestFunction Simulator::find_request(std::uint32_t msg_id) {
   static const std::map<std::uint32_t, RequestFunction> requests{
@@ -42,6 +46,8 @@ Simulator::RequestFunction Simulator::find_request(std::uint32_t msg_id) {
 }
 
 void Simulator::handle_request(SessionId session, suid sensor, const std::string& envelope, Time now) {
+  // What is overdue has happened before the request came.
+  play_due_steps(now);
   const Asked asked{session, sensor, now};
   sns_client_request_msg request;
   if (!request.ParseFromString(envelope)) return send_error(asked, HubError::malformed);
@@ -68,6 +74,9 @@ void Simulator::end_session(SessionId session) {
 void Simulator::look_up(const Asked& asked, const std::string& payload) {
   sns_suid_req request;
   if (!request.ParseFromString(payload)) return send_error(asked, HubError::malformed);
+  const auto pending =
+      std::ranges::count(lookups_, asked.session, [](const auto& lookup) { return lookup.asked.session; });
+  if (pending == most_lookups) return send_error(asked, HubError::busy);
   lookups_.push_back({asked.now + lookup_time, asked, request.data_type()});
 }
 
@@ -115,7 +124,7 @@ void Simulator::configure_thresholds(const Asked& asked, const std::string& payl
   mox_wwan_signal_strength_config config;
   auto verdict = ThresholdVerdict::malformed;
   std::string explanation = "the bytes are no configuration";
-  if (config.ParseFromString(payload)) verdict = check_thresholds(config, subscriptions_of(scenario_), explanation);
+  if (config.ParseFromString(payload)) verdict = check_thresholds(config, subscriptions_, explanation);
   if (verdict == ThresholdVerdict::accepted) {
     use_of(asked).filters[static_cast<std::uint32_t>(config.sub_id())].configure(config);
   } else if (explain_) {

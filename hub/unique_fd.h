@@ -1,5 +1,6 @@
 #pragma once
 
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <utility>
@@ -27,5 +28,13 @@ class UniqueFd {
  private:
   int fd_ = -1;
 };
+
+/// The same by a number above those of the standard streams. Where one of them is closed, its number is given to the
+/// next file that is opened, and whatever is printed would go there.
+inline UniqueFd beside_standard_streams(UniqueFd file) {
+  constexpr int first_free = 3;
+  if (file.get() >= first_free || file.get() < 0) return file;
+  return UniqueFd(fcntl(file.get(), F_DUPFD_CLOEXEC, first_free));
+}
 
 }  // namespace kelvane_hub

@@ -48,9 +48,9 @@ FrameKind check_kind(std::uint32_t kind) {
   return static_cast<FrameKind>(kind);
 }
 
-void check_size(std::size_t size) {
-  if (size > max_payload) {
-    throw WireError("expected a payload of at most " + std::to_string(max_payload) + " bytes, found one of " +
+void check_size(std::size_t size, std::size_t limit) {
+  if (size > limit) {
+    throw WireError("expected a payload of at most " + std::to_string(limit) + " bytes, found one of " +
                     std::to_string(size));
   }
 }
@@ -96,7 +96,7 @@ std::optional<Frame> FrameReader::next() {
   Frame frame;
   frame.kind = check_kind(take<std::uint32_t>(rest));
   const std::size_t size = take<std::uint32_t>(rest);
-  check_size(size);
+  check_size(size, limit_);
   frame.sensor.suid_low = take<std::uint64_t>(rest);
   frame.sensor.suid_high = take<std::uint64_t>(rest);
   if (rest.size() < size) return std::nullopt;

@@ -5,7 +5,7 @@
 //
 //   4 bytes   "KELV"
 //   4 bytes   kind: 1 hello, 2 request, 3 event
-//   4 bytes   size of the payload, at most max_payload
+//   4 bytes   size of the payload, at most max_payload; of a request max_request
 //   8+8 bytes SUID of the sensor that the request is for or the event is from, low half first; 0 in a hello
 #pragma once
 
@@ -32,6 +32,9 @@ struct Frame {
 
 inline constexpr std::size_t max_payload = std::size_t{64} << 20;
 
+/// Clients ask for little. What a parser makes of a request can be many times its size.
+inline constexpr std::size_t max_request = std::size_t{1} << 20;
+
 /// The payload of both hellos. The number grows when the form of a frame changes.
 inline constexpr std::string_view hello_text = "kelvane wire 1";
 
@@ -53,6 +56,12 @@ void expect_hello(const Frame& frame);
 /// Takes a stream of bytes apart into frames.
 class FrameReader {
  public:
+  /// Frames may have payloads of at most `limit` bytes.
+  explicit FrameReader(std::size_t limit = max_payload) : limit_(limit) {}
+
+  /// From the next frame on.
+  void set_limit(std::size_t limit) { limit_ = limit; }
+
   /// Takes the bytes that came next.
   void append(std::string_view bytes);
 
@@ -63,6 +72,7 @@ class FrameReader {
   bool in_frame() const { return consumed_ < bytes_.size(); }
 
  private:
+  std::size_t limit_;
   std::string bytes_;
   std::size_t consumed_ = 0;
 };

@@ -94,7 +94,8 @@ Json take_value(LineScanner& line, Kind kind) {
 Json take_fields(LineScanner& line, std::span<const Field> fields) {
   Json values;
   for (const Field& field : fields) {
-    line.take((values.empty() ? "" : ",") + std::string(field.label) + ": ");
+    std::string before = values.empty() ? "" : ",";
+    line.take(before.append(field.label) + ": ");
     values[std::string(field.key)] = take_value(line, field.kind);
   }
   line.take("}");

@@ -89,7 +89,10 @@ std::string to_csv(const Run& run) {
   const auto columns = all_columns();
   std::string text;
   const auto add_line = [&](const auto& value_of) {
-    for (const auto& column : columns) text += (&column == &columns.front() ? "" : ",") + value_of(column);
+    for (const auto& column : columns) {
+      if (&column != &columns.front()) text += ',';
+      text += value_of(column);
+    }
     text += "\n";
   };
   add_line([](const std::string& column) { return column; });

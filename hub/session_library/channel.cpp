@@ -8,6 +8,7 @@
 #include <cstring>
 #include <vector>
 
+#include "hub/session_library/private_hub.h"
 #include "hub/session_library/signals_blocked.h"
 
 namespace kelvane_hub {
@@ -63,7 +64,7 @@ Channel::~Channel() {
 bool Channel::send(suid sensor, std::string_view request) {
   const SignalsBlocked signals_blocked;
   const std::lock_guard lock(send_mutex_);
-  if (shared_->stopped || request.size() > max_payload) return false;
+  if (shared_->stopped || request.size() > max_request) return false;
   if (send_all(shared_->socket.get(), encode_frame(FrameKind::request, sensor, request))) return true;
   // Part of a frame may be on its way: nothing can follow it.
   (void)shutdown(shared_->socket.get(), SHUT_RDWR);
@@ -84,7 +85,8 @@ void Channel::run(const std::shared_ptr<Shared>& shared, FrameReader reader) {
   try {
     while (deliver_frames(*shared, reader) && receive_some(shared->socket.get(), reader, buffer)) {
     }
-    if (shared->stopped) return;
+    // A process that ends stops its hub first.
+    if (shared->stopped || is_process_ending()) return;
     complain(reader.in_frame() ? "the hub ended the connection in the middle of a frame"
                                : "the hub ended the connection");
   } catch (const std::exception& error) {

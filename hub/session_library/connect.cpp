@@ -23,7 +23,8 @@ UniqueFd connect_to_socket(const std::string& path) {
     throw std::runtime_error("expected a path of at most " + std::to_string(sizeof address.sun_path - 1) + " bytes");
   }
   path.copy(address.sun_path, path.size());
-  UniqueFd socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  UniqueFd socket = beside_standard_streams(UniqueFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)));
+  if (!socket) throw std::runtime_error(strerror(errno));
   if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
     throw std::runtime_error(strerror(errno));
   }

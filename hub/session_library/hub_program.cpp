@@ -24,7 +24,7 @@ std::filesystem::path folder_of_this_library() {
 }  // namespace
 
 HubProgram find_hub_program() {
-  if (const char* named = std::getenv("KELVANE_HUB_PROGRAM"); named != nullptr) return {named, ""};
+  if (const char* named = std::getenv("KELVANE_HUB_PROGRAM"); named != nullptr && *named != '\0') return {named, ""};
   const std::filesystem::path here = folder_of_this_library();
   std::string looked_in;
   for (const char* folder : folders) {

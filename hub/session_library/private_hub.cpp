@@ -8,12 +8,14 @@
 #include <sys/wait.h>
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -33,6 +35,17 @@ struct PrivateHub {
 // Not destroyed by the C++ runtime: a session that the program holds in a global may need it until the very end.
 std::mutex mutex;
 PrivateHub& private_hub = *new PrivateHub;
+std::atomic<bool> process_ends = false;
+
+/// A connected pair. Throws std::runtime_error.
+std::array<UniqueFd, 2> socket_pair(int type) {
+  std::array<int, 2> ends{};
+  if (socketpair(AF_UNIX, type | SOCK_CLOEXEC, 0, ends.data()) != 0) throw std::runtime_error(strerror(errno));
+  // Both are taken over before either is moved.
+  UniqueFd first(ends[0]);
+  UniqueFd second(ends[1]);
+  return {beside_standard_streams(std::move(first)), beside_standard_streams(std::move(second))};
+}
 
 constexpr int control_fd_in_hub = 3;
 
@@ -71,10 +84,7 @@ class SpawnSettings {
 };
 
 bool start() {
-  std::array<int, 2> ends{};
-  if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0) return false;
-  UniqueFd ours(ends[0]);
-  const UniqueFd theirs(ends[1]);
+  auto [ours, theirs] = socket_pair(SOCK_SEQPACKET);
   const HubProgram program = find_hub_program();
   std::vector<std::string> words{program.path, "serve", "--control-fd", std::to_string(control_fd_in_hub)};
   std::vector<char*> arguments;
@@ -115,7 +125,12 @@ void stop() {
 
 /// Runs after the destructors of the program's globals, so that a session which the program never closed can still be
 /// closed by them.
-[[gnu::destructor]] void stop_at_exit() { stop(); }
+[[gnu::destructor]] void stop_at_exit() {
+  const SignalsBlocked signals_blocked;
+  const std::lock_guard lock(mutex);
+  process_ends = true;
+  stop();
+}
 
 bool hand_over(const UniqueFd& connection) {
   return private_hub.control && send_descriptor(private_hub.control.get(), connection.get());
@@ -123,19 +138,19 @@ bool hand_over(const UniqueFd& connection) {
 
 }  // namespace
 
+bool is_process_ending() { return process_ends; }
+
 UniqueFd connect_to_private_hub() {
   const SignalsBlocked signals_blocked;
   const std::lock_guard lock(mutex);
-  std::array<int, 2> ends{};
-  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0) return {};
-  UniqueFd ours(ends[0]);
-  const UniqueFd theirs(ends[1]);
-  if (hand_over(theirs)) return ours;
+  if (process_ends) return {};
+  auto [ours, theirs] = socket_pair(SOCK_STREAM);
+  if (hand_over(theirs)) return std::move(ours);
   stop();
   if (!start()) return {};
   // A hub that has ended already shows in the hello that does not come, like one that ends a moment later.
   (void)hand_over(theirs);
-  return ours;
+  return std::move(ours);
 }
 
 }  // namespace kelvane_hub

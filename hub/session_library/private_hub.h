@@ -10,4 +10,8 @@ namespace kelvane_hub {
 /// error, if it cannot be started. Any thread.
 UniqueFd connect_to_private_hub();
 
+/// Whether the process is in its last moments, its private hub stopped: sessions that are still open end without a
+/// word, and none can be opened. Any thread.
+bool is_process_ending();
+
 }  // namespace kelvane_hub

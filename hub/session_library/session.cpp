@@ -43,14 +43,18 @@ int HubSession::close() {
   return done;
 }
 
-int HubSession::register_callback(suid id, callback, callback, event_callback on_event) {
+int HubSession::register_callback(suid id, callback, callback, event_callback on_event) try {
   if (!on_event) return failed;
   callbacks_->set(id, std::move(on_event));
   return done;
+} catch (...) {
+  return failed;
 }
 
-int HubSession::send_request(suid id, const std::string& request) {
+int HubSession::send_request(suid id, const std::string& request) try {
   return channel_ && channel_->send(id, request) ? done : failed;
+} catch (...) {
+  return failed;
 }
 
 }  // namespace
@@ -58,6 +62,10 @@ int HubSession::send_request(suid id, const std::string& request) {
 
 namespace com::tarn::kelvane::session::V1_0 {
 
-[[gnu::visibility("default")]] ISession* sessionFactory::getSession(int) { return new kelvane_hub::HubSession; }
+[[gnu::visibility("default")]] ISession* sessionFactory::getSession(int) try {
+  return new kelvane_hub::HubSession;
+} catch (...) {
+  return nullptr;
+}
 
 }  // namespace com::tarn::kelvane::session::V1_0

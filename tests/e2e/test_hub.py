@@ -85,8 +85,8 @@ class HubTest(EndToEndTest):
     def test_hub_that_cannot_be_reached(self):
         pathlib.Path("bad.textproto").write_text("steps {\n  at: 0\n  bells {} }\n")
         prefix, closed = "libkelvanesession: no session with the ", "it closed the connection instead of saying hello\n"
-        no_speed = ("--speed: Value {} not in range 0.010000 to 10000.000000\nRun with --help for more information.\n"
-                    f"{prefix}private hub: {closed}")
+        no_speed = ("--speed: expected 0.01 to 10000, found '{}' (KELVANE_HUB_SPEED sets it, too)\n"
+                    f"Run with --help for more information.\n{prefix}private hub: {closed}")
         self.fake_hub([(1, b"nonsense")])
         cases = (
             ({"KELVANE_HUB_SOCKET": "none.sock"}, prefix + "hub at none.sock: No such file or directory\n"),
@@ -98,7 +98,7 @@ class HubTest(EndToEndTest):
              "bad.textproto:3:9: Message type \"scenario_step\" has no field named \"bells\".\n"
              f"{prefix}private hub: {closed}"),
             ({"KELVANE_HUB_SPEED": "0"}, no_speed.format("0")),
-            ({"KELVANE_HUB_SPEED": "fast"}, no_speed.format("fast")),
+            ({"KELVANE_HUB_SPEED": "nan"}, no_speed.format("nan")),
         )
         for environment, diagnostics in cases:
             with self.subTest(environment):
@@ -143,7 +143,9 @@ class HubTest(EndToEndTest):
             (b"nonsense", MISMATCH),
             (frame(9), "expected a frame of kind 1 to 3, found 9"),
             (b"KELV" + struct.pack("<II", HELLO, 1 << 30) + bytes(16),
-             "expected a payload of at most 67108864 bytes, found one of 1073741824"),
+             "expected a payload of at most 14 bytes, found one of 1073741824"),
+            (frame(HELLO) + b"KELV" + struct.pack("<II", REQUEST, (1 << 20) + 1) + bytes(16),
+             "expected a payload of at most 1048576 bytes, found one of 1048577"),
             (LOOKUP_REQUEST, "expected a hello first, found a frame of kind 2"),
             (frame(HELLO, payload=b"another"), "expected the hello \"kelvane wire 1\", found another of 7 bytes"),
             (frame(HELLO) + event(LOOKUP, 768, b""), "expected a request, found a frame of another kind"),
@@ -181,6 +183,7 @@ class HubTest(EndToEndTest):
         header = "Timestamp,NetworkMode,RSRP,RSRQ,SNR,CQI,RSSI,LACHEX,RAWCELLID,NRxRSRP,NRxRSRQ\n"
         files = {
             "good.textproto": "description: \"Two\"\nsteps { at: 0 cells {} }\nsteps { at: 2 rrc_states { sub: 1 } }\n",
+            "fast.textproto": "steps { at: 0 cells {} } repeat_after: 0.001",
             "late.textproto": "steps { at: 2 cells {} }\n  steps { at: 1 cells {} }\n",
             "truncated.csv": header + "2019.12.02_09.39.35,LTE,-73,-7,25.0,12,-57,9CBA,87812611,-,-\n2019.12.02_09.39",
             "mode.csv": header + "2019.12.02_09.39.35,6G,-73,-7,25.0,12,-57,9CBA,87812611,-,-\n",
@@ -197,9 +200,13 @@ class HubTest(EndToEndTest):
             ("check none.textproto", 1, "", "none.textproto: cannot read it: No such file or directory\n"),
             ("import truncated.csv -o out", 1, "", "truncated.csv:3: expected 11 columns, found '1'\n"),
             ("import mode.csv -o out", 1, "", f"mode.csv:2: expected {modes} in NetworkMode, found '6G'\n"),
-            ("import none.csv -o out", 1, "", "none.csv: No such file or directory\n"),
+            ("import none.csv -o out", 1, "", "none.csv: cannot read it: No such file or directory\n"),
             ("import mode.csv -o out --plmn 1-1", 1, "", "--plmn: expected a network such as 272-01, found '1-1'\n"),
+            ("import mode.csv -o mode.csv", 1, "", "mode.csv: expected another file than the recording, found the same\n"),
             ("import mode.csv", 106, "", "--output is required" + hint),
+            ("serve", 1, "", "kelvane-hub serve: expected --listen PATH, found none\n"),
+            ("serve --listen hub.sock --scenario fast.textproto --speed 1000", 1, "",
+             "--speed: expected at most 100000 steps a second, found 1e+06 (1 steps in 0.001 s at speed 1000)\n"),
             ("", 106, "", "A subcommand is required" + hint),
         )
         for arguments, *expected in cases:
@@ -216,13 +223,19 @@ class HubTest(EndToEndTest):
         self.assertEqual(0o600, stat.S_IMODE(os.stat("hub.sock").st_mode))
         pathlib.Path("file").touch()
         for path, found_there in (("hub.sock", "a free path, found a socket that a running hub listens on"),
-                                  ("file", "a free path or a socket, found another file")):
+                                  ("file", "a free path or a socket, found a file")):
             self.assertEqual((1, "", f"{path}: expected {found_there}\n"), self.hub_command("serve", "--listen", path))
         self.connect().close()
         hub.kill()
         self.assertTrue(os.path.exists("hub.sock"))
         replacement = self.serve(SENSORS)
         self.connect().close()
-        replacement.process.terminate()
+        # One whose socket is gone leaves that of another alone.
+        os.rename("hub.sock", "moved.sock")
+        another = self.serve(SENSORS)
+        self.stop(another)
+        os.rename("moved.sock", "hub.sock")
+        self.connect().close()
+        replacement.process.send_signal(signal.SIGHUP)
         self.assertEqual((0, ""), (replacement.wait(), replacement.err))
         self.assertFalse(os.path.exists("hub.sock"))

@@ -169,9 +169,11 @@ TEST_F(Import, NamesThePlaceOfWhatIsMalformed) {
 
 TEST_F(Import, SaysWhyAFileCannotBeReadOrWritten) {
   const std::string missing = folder_ / std::string(200, 'x') / std::string(200, 'y');
-  EXPECT_EQ(error_of([&] { import_drive(missing, {}); }), missing + ": No such file or directory");
+  EXPECT_EQ(error_of([&] { import_drive(missing, {}); }), missing + ": cannot read it: No such file or directory");
   EXPECT_EQ(error_of([&] { write_scenario({}, missing); }), missing + ": No such file or directory");
-  EXPECT_EQ(error_of([&] { import_drive(folder_, {}); }), folder_.string() + ": Is a directory");
+  EXPECT_EQ(error_of([&] { import_drive(folder_, {}); }), folder_.string() + ": expected a file, found a folder");
+  EXPECT_EQ(error_of([&] { import_drive("/proc/self/mem", {}); }),
+            "/proc/self/mem: cannot read it: Input/output error");
   EXPECT_EQ(error_of([&] { write_scenario({}, folder_); }), folder_.string() + ": Is a directory");
 }
 

@@ -108,9 +108,9 @@ class SimulatorTest : public testing::Test {
 
   std::optional<Simulator> simulator_;
   std::string explained_;
+  Time now_{};
 
  private:
-  Time now_{};
   std::string received_;
 };
 
@@ -188,12 +188,35 @@ TEST_F(SimulatorTest, CallsAndRrcStatesGoToThoseWhoRegistered) {
       "steps { at: 0 voice_calls { } } steps { at: 1 voice_calls { calls { } } } steps { at: 1 rrc_states { sub: 0 } "
       "}");
   register_for(true, false);
+  ask(stream, report_registration, [] {
+    mox_wwan_sensor_config config;
+    config.set_report_voice_calls(true);
+    return config;
+  }());
+  EXPECT_EQ(received(), "");
   start();
   EXPECT_EQ(received(), "1283 0 calls\n1281 sub 0 none\n");
   advance_to(1);
   EXPECT_EQ(received(), "1283 1 calls\n");
   register_for(true, true, 2);
   EXPECT_EQ(received(), "#2 1283 1 calls\n#2 1284 2 bytes\n");
+}
+
+TEST_F(SimulatorTest, ARequestComesAfterWhatIsOverdue) {
+  play(lte(0, -90) + lte(1, -105) + lte(2, -95));
+  start();
+  set_thresholds({-100});
+  (void)received();
+  // Nobody has advanced the simulator meanwhile.
+  now_ = std::chrono::seconds(3);
+  start();
+  EXPECT_EQ(received(), "1281 sub 0 -105\n1281 sub 0 -95\n1281 sub 0 -95\n");
+}
+
+TEST_F(SimulatorTest, LookupsOfASessionAreBounded) {
+  play("");
+  for (int i = 0; i < 101; ++i) ask(lookup, lookup_request, sns_suid_req());
+  EXPECT_EQ(received(), "130 error 5\n");
 }
 
 TEST_F(SimulatorTest, OtherEventsGoToEveryConfiguredSessionOnce) {

@@ -18,8 +18,11 @@ constexpr double nanoseconds = 1e9;
 struct Serving {
   std::int64_t cell_type;
   std::string identity;  // whatever tells it from others
-  double dbm;            // 0: not known
+  double dbm;
 };
+
+/// No receiver hears below -156 dBm: -200, 0 and the like stand for what is not known.
+bool is_measured(const std::optional<Serving>& serving) { return serving && serving->dbm < 0 && serving->dbm >= -156; }
 
 /// Builds a track from what happens, in order of time.
 class TrackBuilder {
@@ -27,11 +30,12 @@ class TrackBuilder {
   void cells(double time, std::uint32_t sub, const std::optional<Serving>& serving) {
     reach(time);
     auto& last = serving_[sub];
-    if (last && (!serving || serving->cell_type != last->cell_type)) end_stretch(*last, sub);
     if (last && serving && serving->identity != last->identity) track_.cell_changes.push_back(time);
-    if (serving && serving->dbm != 0) {
+    const bool goes_on = is_measured(last) && is_measured(serving) && serving->cell_type == last->cell_type;
+    if (!goes_on) end_stretch(last, sub);
+    if (is_measured(serving)) {
       auto& stretches = curve(serving->cell_type, sub);
-      if (stretches.empty() || !last || last->cell_type != serving->cell_type) stretches.emplace_back();
+      if (!goes_on) stretches.emplace_back();
       stretches.back().push_back({time, serving->dbm});
     }
     last = serving;
@@ -51,9 +55,7 @@ class TrackBuilder {
   void reach(double time) { track_.end = std::max(track_.end, time); }
 
   Track finish(std::string clock) {
-    for (const auto& [sub, last] : serving_) {
-      if (last) end_stretch(*last, sub);
-    }
+    for (const auto& [sub, last] : serving_) end_stretch(last, sub);
     for (const auto& [sub, begin] : calls_) track_.calls.push_back({begin, track_.end});
     for (auto& [key, stretches] : curves_) track_.curves.push_back({key.second, key.first, std::move(stretches)});
     track_.clock = std::move(clock);
@@ -64,9 +66,8 @@ class TrackBuilder {
   std::vector<Stretch>& curve(std::int64_t cell_type, std::uint32_t sub) { return curves_[{sub, cell_type}]; }
 
   /// The last value holds until now.
-  void end_stretch(const Serving& last, std::uint32_t sub) {
-    auto& stretches = curve(last.cell_type, sub);
-    if (!stretches.empty()) stretches.back().push_back({track_.end, stretches.back().back().dbm});
+  void end_stretch(const std::optional<Serving>& last, std::uint32_t sub) {
+    if (is_measured(last)) curve(last->cell_type, sub).back().push_back({track_.end, last->dbm});
   }
 
   Track track_;

@@ -14,7 +14,7 @@ struct Point {
   double dbm;
 };
 
-/// A serving cell's signal for as long as its technology stays: it keeps each value until the next.
+/// A serving cell's signal for as long as its technology stays and it is known: it keeps each value until the next.
 using Stretch = std::vector<Point>;
 
 /// All stretches of a technology on a subscription.

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "hub/input_error.h"
+#include "hub/plot/track.h"
 #include "hub/report/run.h"
 
 namespace kelvane_hub {
@@ -103,6 +104,14 @@ TEST(ReportTest, CsvHasARowForEachCellOrCall) {
       "3,4,5,-90,-11,6,7,,,,,,,,,,,,,\n"
       "11,voice_calls,,0,,,9,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,1,1,3,,,,,\n"
       "11,voice_calls,,0,,,9,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,2,2,5,,,,,\n");
+}
+
+TEST(PlotTest, WhatNoReceiverMeasuresIsAGap) {
+  std::string text;
+  for (const char* rsrp : {"-156", "-200", "-1", "0", "-90", "2147483647", "-90"}) {
+    text += std::string(cell_report).replace(cell_report.find("-90"), 3, rsrp);
+  }
+  EXPECT_EQ(track_of(read_run(text, "run.txt")).curves.at(0).stretches.size(), 4U);
 }
 
 }  // namespace

@@ -77,7 +77,8 @@ std::string run_gnuplot(const std::string& script) {
   write_all(in, script);
   const Streams streams(in, out, errors);
   std::string name = "gnuplot";
-  std::array<char*, 2> arguments{name.data(), nullptr};
+  std::string without_startup_files = "-d";
+  std::array<char*, 3> arguments{name.data(), without_startup_files.data(), nullptr};
   pid_t process = -1;
   const int error = posix_spawnp(&process, name.c_str(), streams.get(), nullptr, arguments.data(), environ);
   if (error == ENOENT) throw InputError("plot: expected gnuplot in PATH, found none; the package gnuplot-nox has it");

@@ -16,8 +16,8 @@ struct Style {
   const char* colour;
   const char* dash;
 };
-constexpr Style styles[] = {{1, "#8C6BB1", "(4,2)"},  {2, "#B8860B", "(2,3)"},     {3, "#D55E00", "1"},
-                            {4, "#009E73", "(10,3)"}, {5, "#CC79A7", "(6,2,2,2)"}, {6, "#2B7BBA", "(16,4)"}};
+constexpr Style styles[] = {{1, "#8C6BB1", "(3,2)"}, {2, "#B8860B", "(1,2)"},     {3, "#D55E00", "1"},
+                            {4, "#009E73", "(7,2)"}, {5, "#CC79A7", "(6,2,1,2)"}, {6, "#2B7BBA", "(14,3)"}};
 constexpr Style other_style{0, "#808080", "1"};
 
 const Style& style_of(std::int64_t cell_type) {
@@ -25,10 +25,15 @@ const Style& style_of(std::int64_t cell_type) {
   return found == std::end(styles) ? other_style : *found;
 }
 
+/// A file may have any bytes in its name, a picture only UTF-8.
+std::string as_utf8(const std::string& text) {
+  return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
+}
+
 /// In gnuplot's single quotes.
 std::string in_quotes(const std::string& text) {
   std::string quoted = "'";
-  for (const char character : text) {
+  for (const char character : as_utf8(text)) {
     if (character == '\'') quoted += '\'';
     quoted += static_cast<unsigned char>(character) < ' ' ? ' ' : character;
   }
@@ -64,6 +69,15 @@ std::string rows_of(const std::vector<Stretch>& stretches) {
   return rows.str();
 }
 
+/// What begins and ends in the same second of log time has no line to be seen.
+std::string dots_of(const std::vector<Stretch>& stretches) {
+  std::ostringstream rows;
+  for (const Stretch& stretch : stretches) {
+    if (stretch.front().time == stretch.back().time) rows << stretch.back().time << ' ' << stretch.back().dbm << '\n';
+  }
+  return rows.str();
+}
+
 void add_curves(Script& script, const Track& track) {
   const bool several_subs = !track.curves.empty() && track.curves.front().sub != track.curves.back().sub;
   for (const Curve& curve : track.curves) {
@@ -73,6 +87,8 @@ void add_curves(Script& script, const Track& track) {
     script.plot(rows_of(curve.stretches), "with steps linewidth " + std::string(curve.sub == 0 ? "2.2" : "1.2") +
                                               " linecolor rgb '" + style.colour + "' dashtype " + style.dash +
                                               " title " + in_quotes(name));
+    script.plot(dots_of(curve.stretches),
+                "with points pointtype 5 pointsize 0.3 linecolor rgb '" + std::string(style.colour) + "' notitle");
   }
 }
 
@@ -89,9 +105,9 @@ void add_marks(Script& script, const Track& track) {
 std::string settings(const Track& track, const std::string& title) {
   constexpr double an_hour = 3600;
   std::ostringstream text;
-  text << "set terminal svg size 1000,460 dynamic font 'sans-serif,13'\n"
+  text << "set terminal svg size 1000,460 dynamic font 'sans-serif,13' background rgb '#FDFDFD'\n"
        << "set title " << in_quotes(title) << " noenhanced\n"
-       << "set key outside right top noenhanced\n"
+       << "set key outside right top Left reverse noenhanced\n"
        << "set grid xtics ytics linecolor rgb '#B0B0B0' linewidth 0.5 dashtype 1\n"
        << "set border 3\n"
        << "set tics nomirror out\n"
@@ -106,10 +122,10 @@ std::string settings(const Track& track, const std::string& title) {
   return text.str();
 }
 
-/// What is black becomes light where the reader's page is dark.
+/// The picture has a background of its own, for pages that are dark without saying so; where they say so, it is dark.
 constexpr std::string_view dark_mode = R"(<style>
   @media (prefers-color-scheme: dark) {
-    svg { background: #16181d; }
+    [fill="#fdfdfd"] { fill: #16181d; }
     [color="black"] { color: #d8dadf; }
     [fill="black"], text { fill: #d8dadf; }
     [stroke="black"] { stroke: #d8dadf; }

@@ -6,6 +6,7 @@ import json
 import os
 import pathlib
 import subprocess
+import unittest.mock
 import xml.etree.ElementTree
 
 from support import HUB, EndToEndTest, read
@@ -32,7 +33,10 @@ class ReportTest(EndToEndTest):
 
     def test_scenario(self):
         scenario = pathlib.Path(__file__).resolve().parents[2] / "scenarios" / "two_subscriptions.textproto"
-        self.assertEqual((0, "", ""), self.hub_command("plot", str(scenario), "-o", "two.svg"))
+        os.symlink(scenario, odd_name := os.fsdecode(b"\xff<'.textproto"))
+        pathlib.Path(".gnuplot").write_text("set output 'elsewhere'\n")
+        with unittest.mock.patch.dict(os.environ, HOME=os.getcwd()):
+            self.assertEqual((0, "", ""), self.hub_command("plot", odd_name, "-o", "two.svg"))
         self.assertEqual({"LTE, sub 0", "NR, sub 0", "LTE, sub 1", "GSM, sub 1", "voice call", "cell change"},
                          self.legend("two.svg"))
 

@@ -10,14 +10,14 @@
 namespace kelvane_hub {
 namespace {
 
-/// How a technology is drawn: colours that the colour-blind tell apart, and dashes for print.
+/// How a technology is drawn: colours that the colour-blind tell apart (LTE and NR in greyscale, too), and dashes.
 struct Style {
   std::int64_t cell_type;
   const char* colour;
   const char* dash;
 };
-constexpr Style styles[] = {{1, "#8C6BB1", "(3,2)"}, {2, "#B8860B", "(1,2)"},     {3, "#D55E00", "1"},
-                            {4, "#009E73", "(7,2)"}, {5, "#CC79A7", "(6,2,1,2)"}, {6, "#2B7BBA", "(14,3)"}};
+constexpr Style styles[] = {{1, "#8C6BB1", "(3,2)"}, {2, "#C8452D", "(1,2)"},     {3, "#E08A00", "1"},
+                            {4, "#009E73", "(7,2)"}, {5, "#CC79A7", "(6,2,1,2)"}, {6, "#0B6AB0", "(14,3)"}};
 constexpr Style other_style{0, "#808080", "1"};
 
 const Style& style_of(std::int64_t cell_type) {

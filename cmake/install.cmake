@@ -1,6 +1,8 @@
 # What `cmake --install` puts where.
 
 install(TARGETS cellscope kelvane-hub RUNTIME)
+# No RUNPATH, in a cross build neither: a placeholder for one has an empty element.
+set_target_properties(kelvane-hub PROPERTIES BUILD_WITH_INSTALL_RPATH TRUE)
 if(NOT CELLSCOPE_SESSION_LIBRARY)
   install(TARGETS session_library LIBRARY DESTINATION "${CELLSCOPE_LIBRARY_DIR}")
   # RUNPATH, not RPATH: LD_LIBRARY_PATH goes before it, so that another session library can take the stand-in's place.

@@ -1,6 +1,8 @@
 // kelvane-hub: a simulated sensor hub, and tools for what it plays.
 
+#include <fcntl.h>
 #include <google/protobuf/stubs/common.h>
+#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <charconv>
@@ -219,10 +221,18 @@ int run(int argc, char** argv) {
   }
 }
 
+/// Where a standard stream is closed, a client's socket would get its number, and what is printed.
+void open_standard_streams() {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(stream, F_GETFD) == -1) (void)open("/dev/null", O_RDWR);
+  }
+}
+
 }  // namespace
 }  // namespace kelvane_hub
 
 int main(int argc, char** argv) {
+  kelvane_hub::open_standard_streams();
   int status = 1;
   try {
     status = kelvane_hub::run(argc, argv);

@@ -29,7 +29,7 @@ void wait_for_end(const UniqueFd& socket) {
 void converse(const std::vector<std::string_view>& pieces) {
   if (pieces.empty()) return;
   auto [hub_end, library_end] = socket_pair();
-  HubConnection connection{std::move(library_end), {}};
+  HubConnection connection{std::move(library_end), FrameReader()};
   // As if it had come together with the hub's hello.
   connection.reader.append(pieces.front());
   const auto callbacks = std::make_shared<Callbacks>();

@@ -41,7 +41,7 @@ class Connection {
   /// waiting is given up.
   void send_event(suid sensor, const std::string& message);
 
-  static constexpr std::size_t most_unsent = std::size_t{256} << 20;
+  static constexpr std::size_t most_unsent = std::size_t{128} << 20;
 
  private:
   void take_frames(const HandleRequest& handle);

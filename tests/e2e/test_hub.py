@@ -174,7 +174,8 @@ class HubTest(EndToEndTest):
             while True:
                 flooding.sendall(frame(REQUEST, (1, 2), field(4, 1)) * 1000)
         for session in (1, 2):
-            until(lambda: re.search(rf"session {session} ended: it left \d+ bytes of events waiting\n", hub.err), session)
+            until(lambda: re.search(rf"session {session} ended: it left \d+ bytes of events waiting\n", hub.err), session,
+                  seconds=110)
         good.sendall(frame(HELLO) + LOOKUP_REQUEST)
         answer = frame(HELLO) + frame(EVENT, LOOKUP)[:8]
         self.assertEqual(answer, good.makefile("rb").read(len(answer)))

@@ -1,5 +1,7 @@
 #include "hub/client.h"
 
+#include <algorithm>
+
 #include "hub/signal_thresholds.h"
 
 namespace kelvane_hub {
@@ -23,7 +25,7 @@ bool ChangeFilter::wants(const Cells& cells, ScenarioTime now, std::string& why)
     return true;
   }
   // Rounded: at some speeds two seconds of scenario time come out as a hair less.
-  const auto since = std::chrono::round<std::chrono::milliseconds>(now - last_->time);
+  const auto since = std::max(std::chrono::round<std::chrono::milliseconds>(now - last_->time), {});
   const auto decision = decide_report(config_, last_->cells, cells, since);
   why = decision.reasons.empty() ? "as reported last: not reported" : join(decision.reasons);
   return decision.report;

@@ -44,6 +44,7 @@ void Connection::take_frames(const HandleRequest& handle) {
 }
 
 void Connection::send_event(suid sensor, const std::string& message) {
+  if (ended_) return;
   if (message.size() > max_payload) return end("an event for it was too large to send");
   send(encode_frame(FrameKind::event, sensor, message));
 }

@@ -62,8 +62,10 @@ void Server::run() {
   while (true) {
     wait();
     if (take_signal() || !take_connection()) return;
-    serve_connections();
-    simulator_.advance(now());
+    // All requests of a round come at one time, after what was due by then.
+    const Time time = now();
+    simulator_.advance(time);
+    serve_connections(time);
     end_silent();
     drop_ended();
   }
@@ -100,7 +102,7 @@ bool Server::take_connection() {
   return true;
 }
 
-void Server::serve_connections() {
+void Server::serve_connections(Time time) {
   // A connection accepted since the wait comes last and was not polled.
   auto polled = polled_.begin() + 2;
   for (auto& [session, connection] : connections_) {
@@ -108,8 +110,8 @@ void Server::serve_connections() {
     const short events = (polled++)->revents;
     if ((events & POLLOUT) != 0) connection.write();
     if ((events & (POLLIN | POLLHUP | POLLERR)) == 0) continue;
-    connection.read([this, id = session](suid sensor, const std::string& envelope) {
-      simulator_.handle_request(id, sensor, envelope, now());
+    connection.read([this, time, id = session](suid sensor, const std::string& envelope) {
+      simulator_.handle_request(id, sensor, envelope, time);
     });
   }
 }

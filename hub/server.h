@@ -39,7 +39,7 @@ class Server {
   void wait();
   bool take_signal();
   bool take_connection();
-  void serve_connections();
+  void serve_connections(Time time);
   void end_silent();
   void drop_ended();
   Time now() const;

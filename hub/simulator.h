@@ -38,7 +38,8 @@ class Simulator {
   Simulator& operator=(const Simulator&) = delete;
 
   /// The session has asked `sensor` for what `envelope`, a serialised sns_client_request_msg, says. An envelope that is
-  /// malformed, or a sensor that does not exist, is answered with an error event.
+  /// malformed, or a sensor that does not exist, is answered with an error event. advance(now) goes before: what is
+  /// overdue has happened before the request came.
   void handle_request(SessionId session, suid sensor, const std::string& envelope, Time now);
 
   /// Nothing is delivered to the session any more.
@@ -93,7 +94,6 @@ class Simulator {
     Occasion occasion;
   };
   std::optional<Due> next() const;
-  void play_due_steps(Time now);
   void answer_due_lookups(Time now);
   void answer_lookup();
   void play(const scenario_step& step, Time now);

@@ -43,15 +43,6 @@ std::optional<Simulator::Due> Simulator::next() const {
   return first;
 }
 
-void Simulator::play_due_steps(Time now) {
-  // At their own time, not at the time they are noticed: hysteresis is to come out the same on a busy machine.
-  for (int done = 0; done < most_at_once; ++done) {
-    const auto due = timeline_.next_due();
-    if (!due || *due > now) return;
-    play(timeline_.take_next(), *due);
-  }
-}
-
 void Simulator::answer_due_lookups(Time now) {
   while (!lookups_.empty() && lookups_.front().due <= now) answer_lookup();
 }
@@ -67,6 +58,7 @@ void Simulator::advance(Time now) {
         answer_lookup();
         break;
       case Occasion::step:
+        // At its own time, not at the time it is noticed: hysteresis is to come out the same on a busy machine.
         play(timeline_.take_next(), due->time);
         break;
       case Occasion::tick:

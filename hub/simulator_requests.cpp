@@ -46,8 +46,6 @@ Simulator::RequestFunction Simulator::find_request(std::uint32_t msg_id) {
 }
 
 void Simulator::handle_request(SessionId session, suid sensor, const std::string& envelope, Time now) {
-  // What is overdue has happened before the request came.
-  play_due_steps(now);
   const Asked asked{session, sensor, now};
   sns_client_request_msg request;
   if (!request.ParseFromString(envelope)) return send_error(asked, HubError::malformed);

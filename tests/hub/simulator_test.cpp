@@ -108,9 +108,9 @@ class SimulatorTest : public testing::Test {
 
   std::optional<Simulator> simulator_;
   std::string explained_;
-  Time now_{};
 
  private:
+  Time now_{};
   std::string received_;
 };
 
@@ -200,17 +200,6 @@ TEST_F(SimulatorTest, CallsAndRrcStatesGoToThoseWhoRegistered) {
   EXPECT_EQ(received(), "1283 1 calls\n");
   register_for(true, true, 2);
   EXPECT_EQ(received(), "#2 1283 1 calls\n#2 1284 2 bytes\n");
-}
-
-TEST_F(SimulatorTest, ARequestComesAfterWhatIsOverdue) {
-  play(lte(0, -90) + lte(1, -105) + lte(2, -95));
-  start();
-  set_thresholds({-100});
-  (void)received();
-  // Nobody has advanced the simulator meanwhile.
-  now_ = std::chrono::seconds(3);
-  start();
-  EXPECT_EQ(received(), "1281 sub 0 -105\n1281 sub 0 -95\n1281 sub 0 -95\n");
 }
 
 TEST_F(SimulatorTest, LookupsOfASessionAreBounded) {

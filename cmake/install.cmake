@@ -17,7 +17,7 @@ endif()
 install(FILES "${PROJECT_SOURCE_DIR}/platform/kelvane/session.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kelvane")
 install(FILES ${message_paths} "${PROJECT_SOURCE_DIR}/hub/scenario.proto" DESTINATION "${CELLSCOPE_SHARED_DIR}/proto")
 file(GLOB scenarios CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/scenarios/*.textproto")
-install(FILES ${scenarios} "${PROJECT_SOURCE_DIR}/hub/built_in_scenario.textproto"
+install(FILES ${scenarios} "${PROJECT_SOURCE_DIR}/hub/scenario/built_in_scenario.textproto"
   DESTINATION "${CELLSCOPE_SHARED_DIR}/scenarios")
 
 set(completion "${PROJECT_SOURCE_DIR}/completion")

@@ -4,7 +4,7 @@
 
 #include <stdexcept>
 
-#include "hub/message_ids.h"
+#include "hub/messages/catalogue.h"
 
 namespace kelvane_hub::fuzz {
 namespace {

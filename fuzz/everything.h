@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "hub/simulator.h"
+#include "hub/simulator/simulator.h"
 
 namespace kelvane_hub::fuzz {
 

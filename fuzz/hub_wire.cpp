@@ -1,9 +1,9 @@
 // A client's bytes to the hub, and the hub's answers back: they are to be well formed whatever the client sends.
 
 #include "fuzz/wire_peer.h"
-#include "hub/connection.h"
-#include "hub/scenario_file.h"
-#include "hub/simulator.h"
+#include "hub/scenario/scenario_file.h"
+#include "hub/server/connection.h"
+#include "hub/simulator/simulator.h"
 #include "kelvane_api.pb.h"
 
 namespace kelvane_hub::fuzz {

@@ -1,14 +1,13 @@
 // Drive-test recordings. What comes of a good one is a scenario that the hub can read.
 
-#include "hub/import.h"
-
 #include <sys/mman.h>
 
 #include <cstdlib>
 
-#include "hub/input_error.h"
-#include "hub/scenario_file.h"
-#include "hub/unique_fd.h"
+#include "hub/base/input_error.h"
+#include "hub/base/unique_fd.h"
+#include "hub/import/drive_import.h"
+#include "hub/scenario/scenario_file.h"
 
 namespace kelvane_hub::fuzz {
 namespace {

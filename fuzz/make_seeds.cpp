@@ -8,10 +8,10 @@
 
 #include "bench/event_buffers.h"
 #include "fuzz/everything.h"
-#include "hub/built_in_scenario.h"
-#include "hub/message_ids.h"
-#include "hub/scenario_file.h"
-#include "hub/wire.h"
+#include "hub/messages/catalogue.h"
+#include "hub/scenario/built_in_scenario.h"
+#include "hub/scenario/scenario_file.h"
+#include "hub/wire/frame.h"
 
 namespace kelvane_hub::fuzz {
 namespace {

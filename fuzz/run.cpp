@@ -2,7 +2,7 @@
 
 #include "hub/report/run.h"
 
-#include "hub/input_error.h"
+#include "hub/base/input_error.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) try {
   const auto run = kelvane_hub::read_run({reinterpret_cast<const char*>(data), size}, "input");

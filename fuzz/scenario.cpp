@@ -1,8 +1,8 @@
 // Scenario files: read, described and, if they are good, played.
 
 #include "fuzz/everything.h"
-#include "hub/input_error.h"
-#include "hub/scenario_file.h"
+#include "hub/base/input_error.h"
+#include "hub/scenario/scenario_file.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) try {
   using namespace kelvane_hub;

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "hub/unique_fd.h"
+#include "hub/base/unique_fd.h"
 
 namespace kelvane_hub::fuzz {
 

@@ -8,113 +8,15 @@
 #include <charconv>
 #include <cstdio>
 #include <exception>
-#include <filesystem>
-#include <iostream>
-#include <iterator>
-#include <optional>
 #include <string>
 
-#include "hub/files.h"
-#include "hub/import.h"
-#include "hub/input_error.h"
-#include "hub/plot/plot.h"
-#include "hub/scenario_file.h"
-#include "hub/server.h"
-#include "hub/text.h"
+#include "hub/base/concat.h"
+#include "hub/base/diagnostic.h"
+#include "hub/base/input_error.h"
+#include "hub/commands/commands.h"
 
 namespace kelvane_hub {
 namespace {
-
-struct ServeOptions {
-  std::string listen;
-  int control_fd = -1;
-  std::string scenario;
-  double speed = 1;
-  bool explain = false;
-};
-
-struct ReportOptions {
-  std::string file;
-  std::string format = "json";
-  std::string output;  // empty: standard output
-};
-
-struct PlotOptions {
-  std::string file;
-  std::string output;
-};
-
-struct ImportOptions {
-  std::string csv;
-  std::string output;
-  std::optional<std::string> plmn;
-};
-
-/// A scenario that is played faster than any hub can follow would leave it no time for its clients.
-void check_pace(const scenario& played, double speed) {
-  constexpr double most_steps_a_second = 100'000;
-  if (!played.has_repeat_after()) return;
-  const double steps_a_second = played.steps_size() / played.repeat_after() * speed;
-  if (steps_a_second > most_steps_a_second) {
-    throw InputError(text("--speed: expected at most 100000 steps a second, found ", steps_a_second, " (",
-                          played.steps_size(), " steps in ", played.repeat_after(), " s at speed ", speed, ")"));
-  }
-}
-
-void serve(const ServeOptions& options) {
-  if (options.listen.empty() == (options.control_fd == -1)) {
-    throw InputError("kelvane-hub serve: expected --listen PATH, found none");
-  }
-  ServerSettings settings{options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario),
-                          options.speed, options.explain};
-  check_pace(settings.played, settings.speed);
-  UniqueFd signals = take_over_signals();
-  auto source = options.listen.empty() ? connections_from(UniqueFd(options.control_fd)) : listen_at(options.listen);
-  Server server(std::move(settings), std::move(signals), std::move(source));
-  if (!options.listen.empty()) std::cout << "kelvane-hub: listening on " << options.listen << std::endl;
-  server.run();
-}
-
-void check(const std::string& file) { std::cout << describe(load_scenario(file)); }
-
-void import(const ImportOptions& options) {
-  std::optional<Plmn> plmn;
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.csv, options.output, ignored)) {
-    throw InputError(options.output + ": expected another file than the recording, found the same");
-  }
-  try {
-    if (options.plmn) plmn = parse_plmn(*options.plmn);
-  } catch (const InputError& error) {
-    throw InputError(std::string("--plmn: ") + error.what());
-  }
-  write_scenario(import_drive(options.csv, plmn), options.output);
-}
-
-std::string read_standard_input() { return {std::istreambuf_iterator(std::cin), {}}; }
-
-/// Warns of a report at the end that is not whole.
-Run load_run(const std::string& file) {
-  Run run = read_run(file == "-" ? read_standard_input() : read_file(file), file);
-  if (run.cut_off != 0) {
-    (void)std::fprintf(stderr, "%s:%zu: the report that begins here is cut off, and left out\n", file.c_str(),
-                       run.cut_off);
-  }
-  return run;
-}
-
-void report(const ReportOptions& options) {
-  const Run run = load_run(options.file);
-  const std::string text = options.format == "csv" ? to_csv(run) : to_json(run);
-  if (!options.output.empty()) return write_file(text, options.output);
-  if (!(std::cout << text << std::flush)) throw InputError("standard output: cannot write all of the report");
-}
-
-void plot(const PlotOptions& options) {
-  const bool is_scenario = options.file.ends_with(".textproto");
-  const Track track = is_scenario ? track_of(load_scenario(options.file)) : track_of(load_run(options.file));
-  write_file(draw(track, std::filesystem::path(options.file).filename()), options.output);
-}
 
 /// What is wrong with a speed; empty: nothing.
 std::string check_speed(const std::string& given) {
@@ -239,7 +141,7 @@ int main(int argc, char** argv) {
   } catch (const kelvane_hub::InputError& error) {
     (void)std::fprintf(stderr, "%s\n", error.what());
   } catch (const std::exception& error) {
-    (void)std::fprintf(stderr, "kelvane-hub: %s\n", error.what());
+    kelvane_hub::diagnose(kelvane_hub::hub_speaker, error.what());
   }
   // Or else leak checkers take the library's tables for lost.
   google::protobuf::ShutdownProtobufLibrary();

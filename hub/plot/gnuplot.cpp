@@ -1,8 +1,6 @@
 #include "hub/plot/gnuplot.h"
 
-#include <spawn.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <array>
@@ -10,8 +8,9 @@
 #include <cstring>
 #include <system_error>
 
-#include "hub/input_error.h"
-#include "hub/unique_fd.h"
+#include "hub/base/input_error.h"
+#include "hub/base/process.h"
+#include "hub/base/unique_fd.h"
 
 namespace kelvane_hub {
 namespace {
@@ -43,31 +42,6 @@ std::string read_all(const UniqueFd& file) {
   return text;
 }
 
-/// The standard streams of the program to start.
-class Streams {
- public:
-  Streams(const UniqueFd& in, const UniqueFd& out, const UniqueFd& error) {
-    posix_spawn_file_actions_init(&actions_);
-    posix_spawn_file_actions_adddup2(&actions_, in.get(), STDIN_FILENO);
-    posix_spawn_file_actions_adddup2(&actions_, out.get(), STDOUT_FILENO);
-    posix_spawn_file_actions_adddup2(&actions_, error.get(), STDERR_FILENO);
-  }
-  ~Streams() { posix_spawn_file_actions_destroy(&actions_); }
-  Streams(const Streams&) = delete;
-  Streams& operator=(const Streams&) = delete;
-  const posix_spawn_file_actions_t* get() const { return &actions_; }
-
- private:
-  posix_spawn_file_actions_t actions_;
-};
-
-int wait_for(pid_t process) {
-  int status = 0;
-  while (waitpid(process, &status, 0) == -1 && errno == EINTR) {
-  }
-  return status;
-}
-
 }  // namespace
 
 std::string run_gnuplot(const std::string& script) {
@@ -75,12 +49,12 @@ std::string run_gnuplot(const std::string& script) {
   const UniqueFd out = memory_file("picture");
   const UniqueFd errors = memory_file("errors");
   write_all(in, script);
-  const Streams streams(in, out, errors);
-  std::string name = "gnuplot";
-  std::string without_startup_files = "-d";
-  std::array<char*, 3> arguments{name.data(), without_startup_files.data(), nullptr};
+  Launch gnuplot({"gnuplot", "-d"});  // without the user's start-up files
+  gnuplot.give(in.get(), STDIN_FILENO);
+  gnuplot.give(out.get(), STDOUT_FILENO);
+  gnuplot.give(errors.get(), STDERR_FILENO);
   pid_t process = -1;
-  const int error = posix_spawnp(&process, name.c_str(), streams.get(), nullptr, arguments.data(), environ);
+  const int error = gnuplot.start(process);
   if (error == ENOENT) throw InputError("plot: expected gnuplot in PATH, found none; the package gnuplot-nox has it");
   if (error != 0) throw InputError(std::string("plot: cannot start gnuplot: ") + strerror(error));
   if (wait_for(process) != 0) throw InputError("plot: gnuplot failed: " + read_all(errors));

@@ -1,7 +1,7 @@
 #include "hub/report/line_scanner.h"
 
-#include "hub/input_error.h"
-#include "hub/text.h"
+#include "hub/base/concat.h"
+#include "hub/base/input_error.h"
 
 namespace kelvane_hub {
 

@@ -2,26 +2,22 @@
 
 #include <sys/socket.h>
 
-#include <array>
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
+#include <span>
 #include <vector>
 
+#include "hub/base/diagnostic.h"
+#include "hub/base/unix_socket.h"
 #include "hub/session_library/private_hub.h"
 #include "hub/session_library/signals_blocked.h"
 
 namespace kelvane_hub {
 namespace {
 
-void complain(const char* what) { (void)std::fprintf(stderr, "libkelvanesession: %s\n", what); }
+void complain(std::string_view what) { diagnose(library_speaker, what); }
 
 /// Appends what comes next to `reader`. Returns false at the end of the connection.
-bool receive_some(int socket, FrameReader& reader, std::vector<char>& buffer) {
-  ssize_t received = -1;
-  do {
-    received = recv(socket, buffer.data(), buffer.size(), 0);
-  } while (received == -1 && errno == EINTR);
+bool append_next(int socket, FrameReader& reader, std::span<char> buffer) {
+  const ssize_t received = receive_some(socket, buffer);
   if (received <= 0) return false;
   reader.append({buffer.data(), static_cast<std::size_t>(received)});
   return true;
@@ -83,14 +79,14 @@ void Channel::stop() {
 void Channel::run(const std::shared_ptr<Shared>& shared, FrameReader reader) {
   std::vector<char> buffer(std::size_t{64} << 10);
   try {
-    while (deliver_frames(*shared, reader) && receive_some(shared->socket.get(), reader, buffer)) {
+    while (deliver_frames(*shared, reader) && append_next(shared->socket.get(), reader, buffer)) {
     }
     // A process that ends stops its hub first.
     if (shared->stopped || is_process_ending()) return;
     complain(reader.in_frame() ? "the hub ended the connection in the middle of a frame"
                                : "the hub ended the connection");
   } catch (const std::exception& error) {
-    complain((std::string("the hub broke the connection's rules: ") + error.what() + "; session ended").c_str());
+    complain(std::string("the hub broke the connection's rules: ") + error.what() + "; session ended");
   }
   shared->stopped = true;
   (void)shutdown(shared->socket.get(), SHUT_RDWR);

@@ -1,14 +1,12 @@
 #include "hub/session_library/connect.h"
 
-#include <sys/socket.h>
-#include <sys/un.h>
-
 #include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "hub/base/unix_socket.h"
 #include "hub/session_library/private_hub.h"
 
 namespace kelvane_hub {
@@ -17,15 +15,12 @@ namespace {
 constexpr int hello_timeout_seconds = 10;
 
 UniqueFd connect_to_socket(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  if (path.size() >= sizeof address.sun_path) {
-    throw std::runtime_error("expected a path of at most " + std::to_string(sizeof address.sun_path - 1) + " bytes");
+  if (path.size() > UnixAddress::longest_path) {
+    throw std::runtime_error("expected a path of at most " + std::to_string(UnixAddress::longest_path) + " bytes");
   }
-  path.copy(address.sun_path, path.size());
-  UniqueFd socket = beside_standard_streams(UniqueFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)));
-  if (!socket) throw std::runtime_error(strerror(errno));
-  if (::connect(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+  const UnixAddress address(path);
+  UniqueFd socket = new_stream_socket();
+  if (!socket || ::connect(socket.get(), address.get(), UnixAddress::size()) != 0) {
     throw std::runtime_error(strerror(errno));
   }
   return socket;
@@ -37,12 +32,9 @@ void set_timeout(int socket, int option, int seconds) {
 }
 
 /// Appends what comes next to the reader.
-void receive_some(HubConnection& hub) {
+void append_next(HubConnection& hub) {
   std::array<char, 4096> buffer{};
-  ssize_t received = -1;
-  do {
-    received = recv(hub.socket.get(), buffer.data(), buffer.size(), 0);
-  } while (received == -1 && errno == EINTR);
+  const ssize_t received = receive_some(hub.socket.get(), buffer);
   if (received == 0 || (received == -1 && errno == ECONNRESET)) {
     throw std::runtime_error("it closed the connection instead of saying hello");
   }
@@ -58,7 +50,7 @@ void exchange_hellos(HubConnection& hub) {
   (void)send_all(hub.socket.get(), encode_hello());
   set_timeout(hub.socket.get(), SO_RCVTIMEO, hello_timeout_seconds);
   std::optional<Frame> frame;
-  while (!(frame = hub.reader.next())) receive_some(hub);
+  while (!(frame = hub.reader.next())) append_next(hub);
   expect_hello(*frame);
   set_timeout(hub.socket.get(), SO_RCVTIMEO, 0);
 }
@@ -79,16 +71,6 @@ HubConnection connect_to_hub() {
     const std::string which = shared ? std::string("the hub at ") + path : "the private hub";
     throw std::runtime_error("no session with " + which + ": " + error.what());
   }
-}
-
-bool send_all(int socket, std::string_view bytes) {
-  while (!bytes.empty()) {
-    const ssize_t sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (sent == -1 && errno == EINTR) continue;
-    if (sent <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(sent));
-  }
-  return true;
 }
 
 }  // namespace kelvane_hub

@@ -1,8 +1,8 @@
 // Reaching the hub.
 #pragma once
 
-#include "hub/unique_fd.h"
-#include "hub/wire.h"
+#include "hub/base/unique_fd.h"
+#include "hub/wire/frame.h"
 
 namespace kelvane_hub {
 
@@ -16,9 +16,7 @@ struct HubConnection {
 /// whose text says which hub it was, and why it failed.
 HubConnection connect_to_hub();
 
-/// Sends all of `bytes`. Returns false if the hub is gone or has not taken them within send_timeout_seconds.
-bool send_all(int socket, std::string_view bytes);
-
+/// How long a hub may take to take a request.
 inline constexpr int send_timeout_seconds = 5;
 
 }  // namespace kelvane_hub

@@ -1,7 +1,7 @@
 // The hub that a client process starts for itself when no other is named.
 #pragma once
 
-#include "hub/unique_fd.h"
+#include "hub/base/unique_fd.h"
 
 namespace kelvane_hub {
 

@@ -2,8 +2,7 @@
 
 #include "kelvane/session.h"
 
-#include <cstdio>
-
+#include "hub/base/diagnostic.h"
 #include "hub/session_library/channel.h"
 
 namespace kelvane_hub {
@@ -33,7 +32,7 @@ int HubSession::open() {
     channel_ = std::make_unique<Channel>(connect_to_hub(), callbacks_);
     return done;
   } catch (const std::exception& error) {
-    (void)std::fprintf(stderr, "libkelvanesession: %s\n", error.what());
+    diagnose(library_speaker, error.what());
     return failed;
   }
 }

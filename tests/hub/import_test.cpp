@@ -1,5 +1,3 @@
-#include "hub/import.h"
-
 #include <fcntl.h>
 #include <google/protobuf/text_format.h>
 #include <gtest/gtest.h>
@@ -19,7 +17,9 @@
 #include <tuple>
 #include <utility>
 
-#include "hub/input_error.h"
+#include "hub/base/input_error.h"
+#include "hub/import/drive_import.h"
+#include "hub/scenario/scenario_file.h"
 #include "tests/golden.h"
 
 namespace kelvane_hub {

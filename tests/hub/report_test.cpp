@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include "hub/input_error.h"
+#include "hub/base/input_error.h"
 #include "hub/plot/track.h"
 #include "hub/report/run.h"
 

@@ -1,8 +1,8 @@
-#include "hub/scenario_file.h"
+#include "hub/scenario/scenario_file.h"
 
 #include <gtest/gtest.h>
 
-#include "hub/input_error.h"
+#include "hub/base/input_error.h"
 #include "tests/golden.h"
 
 namespace kelvane_hub {

@@ -15,8 +15,8 @@
 #include <memory>
 #include <thread>
 
-#include "hub/unique_fd.h"
-#include "hub/wire.h"
+#include "hub/base/unique_fd.h"
+#include "hub/wire/frame.h"
 
 namespace kelvane_hub {
 namespace {

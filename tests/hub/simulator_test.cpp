@@ -1,10 +1,10 @@
 // What the simulated hub answers and when, on a clock of the test's own.
 
-#include "hub/simulator.h"
+#include "hub/simulator/simulator.h"
 
 #include <gtest/gtest.h>
 
-#include "hub/scenario_file.h"
+#include "hub/scenario/scenario_file.h"
 
 namespace kelvane_hub {
 namespace {

@@ -1,6 +1,6 @@
-#include "hub/wire.h"
-
 #include <gtest/gtest.h>
+
+#include "hub/wire/frame.h"
 
 namespace kelvane_hub {
 namespace {

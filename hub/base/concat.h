@@ -1,0 +1,24 @@
+// What readers of a person's input share.
+#pragma once
+
+#include <sstream>
+#include <string>
+#include <string_view>
+
+namespace kelvane_hub {
+
+/// `text` in single quotes for an error message: one line, printable ASCII (other bytes as \xNN), cut after 40 bytes.
+std::string quoted(std::string_view text);
+
+/// `parts` as a stream shows them, one after the other.
+template <class... Parts>
+std::string concat(const Parts&... parts) {
+  std::ostringstream out;
+  (out << ... << parts);
+  return out.str();
+}
+
+/// Whether `text` is `form` with any digits in place of its zeros.
+bool has_form(std::string_view text, std::string_view form);
+
+}  // namespace kelvane_hub

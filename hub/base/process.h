@@ -1,0 +1,44 @@
+// Starting other programs.
+#pragma once
+
+#include <spawn.h>
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace kelvane_hub {
+
+/// How a program is started: with the environment of this one and, unless said otherwise, its descriptors and signals.
+class Launch {
+ public:
+  /// `words` are the program and its arguments; a program without a slash is looked for in PATH.
+  explicit Launch(std::vector<std::string> words);
+  ~Launch();
+  Launch(const Launch&) = delete;
+  Launch& operator=(const Launch&) = delete;
+
+  // Done in the new process, in the order of the calls.
+  /// `descriptor` of this process, which stays open here, is its number `as`.
+  void give(int descriptor, int as);
+  /// The file at `path`, opened with `flags`, is its number `as`. `path` outlives this object.
+  void open(const char* path, int flags, int as);
+  /// Nothing is inherited from this number on.
+  void close_from(int first);
+
+  /// In a process group of its own, every signal at its default and none blocked.
+  void detach_from_signals();
+
+  /// Starts it; whoever calls waits for `process`. Returns 0 or the error number.
+  int start(pid_t& process);
+
+ private:
+  std::vector<std::string> words_;
+  posix_spawnattr_t attributes_{};
+  posix_spawn_file_actions_t actions_{};
+};
+
+/// Waits until the child has ended; returns its status as waitpid() has it.
+int wait_for(pid_t child);
+
+}  // namespace kelvane_hub

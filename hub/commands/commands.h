@@ -1,0 +1,45 @@
+// What kelvane-hub does, a function a subcommand. Each runs to its end on the calling thread and throws InputError for
+// what its user gave it.
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace kelvane_hub {
+
+struct ServeOptions {
+  std::string listen;    // path of a socket to listen on, or empty
+  int control_fd = -1;   // or the descriptor through which connections are handed over
+  std::string scenario;  // empty: the built-in one
+  double speed = 1;      // 0.01 to 10000
+  bool explain = false;
+};
+
+struct ImportOptions {
+  std::string csv;
+  std::string output;
+  std::optional<std::string> plmn;  // as the user wrote it
+};
+
+struct ReportOptions {
+  std::string file;  // "-": standard input
+  std::string format = "json";
+  std::string output;  // empty: standard output
+};
+
+struct PlotOptions {
+  std::string file;  // of a run ("-": standard input), or a scenario if it ends with .textproto
+  std::string output;
+};
+
+/// Serves until a signal ends it, or until the process that hands over connections has gone.
+void serve(const ServeOptions& options);
+
+/// Says on standard output what is in the scenario `file`.
+void check(const std::string& file);
+
+void import(const ImportOptions& options);
+void report(const ReportOptions& options);
+void plot(const PlotOptions& options);
+
+}  // namespace kelvane_hub

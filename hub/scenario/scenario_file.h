@@ -1,0 +1,33 @@
+// Scenarios as files.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <set>
+#include <string>
+
+#include "scenario.pb.h"
+
+namespace kelvane_hub {
+
+/// Reads the scenario at `path` (text format of scenario.proto) and checks it. Throws InputError, one line for each
+/// mistake: "file:line:column: …".
+scenario load_scenario(const std::filesystem::path& path);
+
+/// The same for a scenario that stands in `text`; `name` takes the file's place in messages.
+scenario parse_scenario(const std::string& text, const std::string& name);
+
+/// The scenario that a hub plays when none is named: every radio technology and every kind of event.
+scenario built_in_scenario();
+
+/// The subscriptions that the scenario speaks of; 0 if it speaks of none.
+std::set<std::uint32_t> subscriptions_of(const scenario& checked);
+
+/// What is in the scenario, as text of several lines for `kelvane-hub check`.
+std::string describe(const scenario& checked);
+
+/// Writes the scenario to `path` so that load_scenario() reads the same: a step a line. Throws InputError; no file is
+/// left half written.
+void write_scenario(const scenario& written, const std::filesystem::path& path);
+
+}  // namespace kelvane_hub

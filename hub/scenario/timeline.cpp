@@ -1,0 +1,25 @@
+#include "hub/scenario/timeline.h"
+
+namespace kelvane_hub {
+
+std::optional<Time> Timeline::next_due() const {
+  if (!started() || next_ == scenario_.steps_size()) return std::nullopt;
+  return *start_ + std::chrono::round<Time>(ScenarioTime(seconds_to_next() / speed_));
+}
+
+const scenario_step& Timeline::take_next() {
+  const scenario_step& step = scenario_.steps(next_++);
+  if (next_ == scenario_.steps_size() && scenario_.has_repeat_after()) {
+    next_ = 0;
+    ++round_;
+  }
+  return step;
+}
+
+ScenarioTime Timeline::at(Time now) const { return started() ? ScenarioTime(now - *start_) * speed_ : ScenarioTime(0); }
+
+double Timeline::seconds_to_next() const {
+  return static_cast<double>(round_) * scenario_.repeat_after() + scenario_.steps(next_).at();
+}
+
+}  // namespace kelvane_hub

@@ -1,0 +1,144 @@
+#include "hub/server/listener.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+
+#include "hub/base/diagnostic.h"
+#include "hub/base/input_error.h"
+#include "hub/base/unix_socket.h"
+#include "hub/wire/descriptor_passing.h"
+
+namespace kelvane_hub {
+namespace {
+
+UnixAddress address_of(const std::string& path) {
+  if (path.empty() || path.size() > UnixAddress::longest_path) {
+    throw InputError(path + ": expected a socket path of 1 to " + std::to_string(UnixAddress::longest_path) +
+                     " bytes, found one of " + std::to_string(path.size()));
+  }
+  return UnixAddress(path);
+}
+
+/// What stands at a path, for messages.
+const char* kind_of(const struct stat& status) {
+  if (S_ISDIR(status.st_mode)) return "a folder";
+  if (S_ISLNK(status.st_mode)) return "a symbolic link";
+  return S_ISREG(status.st_mode) ? "a file" : "neither";
+}
+
+/// Keeps other hubs from taking or leaving a place in `path`'s folder while it lives. Throws InputError if another
+/// program does not let go of the folder.
+class FolderLock {
+ public:
+  explicit FolderLock(const std::string& path) {
+    const auto folder = std::filesystem::path(path).parent_path();
+    folder_ = UniqueFd(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    constexpr int most_tries = 500;
+    constexpr timespec pause{0, 10'000'000};
+    for (int tries = 0; flock(folder_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK; ++tries) {
+      if (tries == most_tries)
+        throw InputError(path + ": cannot listen there: another program keeps its folder locked");
+      (void)nanosleep(&pause, nullptr);
+    }
+  }
+
+ private:
+  UniqueFd folder_;
+};
+
+/// Makes room at `path` if all that stands there is the socket of a hub that is gone.
+void remove_stale(const std::string& path, const UnixAddress& address) {
+  struct stat status {};
+  if (lstat(path.c_str(), &status) != 0) return;
+  if (!S_ISSOCK(status.st_mode)) {
+    throw InputError(path + ": expected a free path or a socket, found " + kind_of(status));
+  }
+  const UniqueFd probe = new_stream_socket();
+  if (connect(probe.get(), address.get(), UnixAddress::size()) == 0) {
+    throw InputError(path + ": expected a free path, found a socket that a running hub listens on");
+  }
+  if (errno != ECONNREFUSED) throw InputError(path + ": cannot tell whether its socket is in use: " + strerror(errno));
+  (void)unlink(path.c_str());
+}
+
+bool is_own_user(int connection) {
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  return getsockopt(connection, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && (peer.uid == geteuid() || peer.uid == 0);
+}
+
+class ListeningSocket final : public ConnectionSource {
+ public:
+  explicit ListeningSocket(std::string path) : path_(std::move(path)), socket_(new_stream_socket()) {
+    const UnixAddress address = address_of(path_);
+    const FolderLock lock(path_);
+    remove_stale(path_, address);
+    const mode_t before = umask(S_IRWXG | S_IRWXO | S_IXUSR);
+    const int bound = bind(socket_.get(), address.get(), UnixAddress::size());
+    const int error = errno;
+    umask(before);
+    if (bound != 0) throw InputError(path_ + ": cannot listen there: " + strerror(error));
+    if (listen(socket_.get(), SOMAXCONN) != 0) {
+      const int reason = errno;
+      (void)unlink(path_.c_str());
+      throw InputError(path_ + ": cannot listen there: " + strerror(reason));
+    }
+    (void)lstat(path_.c_str(), &made_);
+  }
+
+  ~ListeningSocket() override {
+    try {
+      const FolderLock lock(path_);
+      struct stat found {};
+      // Another hub's may stand there by now.
+      const bool ours =
+          lstat(path_.c_str(), &found) == 0 && found.st_dev == made_.st_dev && found.st_ino == made_.st_ino;
+      if (ours) (void)unlink(path_.c_str());
+    } catch (const InputError& error) {
+      diagnose(hub_speaker, error.what());
+    }
+  }
+
+  int descriptor() const override { return socket_.get(); }
+
+  std::optional<UniqueFd> accept() override {
+    UniqueFd connection(accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (connection && !is_own_user(connection.get())) {
+      diagnose(hub_speaker, "a client of another user was refused");
+      connection.reset();
+    }
+    return connection;
+  }
+
+ private:
+  std::string path_;
+  UniqueFd socket_;
+  struct stat made_ {};
+};
+
+class ControlSocket final : public ConnectionSource {
+ public:
+  explicit ControlSocket(UniqueFd socket) : socket_(std::move(socket)) {}
+  int descriptor() const override { return socket_.get(); }
+  std::optional<UniqueFd> accept() override { return receive_descriptor(socket_.get()); }
+
+ private:
+  UniqueFd socket_;
+};
+
+}  // namespace
+
+std::unique_ptr<ConnectionSource> listen_at(const std::string& path) { return std::make_unique<ListeningSocket>(path); }
+
+std::unique_ptr<ConnectionSource> connections_from(UniqueFd control) {
+  return std::make_unique<ControlSocket>(std::move(control));
+}
+
+}  // namespace kelvane_hub

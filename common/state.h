@@ -14,12 +14,11 @@
 #include <vector>
 
 #include "common/line_file.h"
-#include "kelvane/session.h"
+#include "common/suid.h"
 #include "kelvane_api.pb.h"
 
 namespace cellscope {
 
-using com::tarn::kelvane::suid;
 using com::tarn::kelvane::session::V1_0::ISession;
 
 /// Data type of the sensor that was connected last. Written by the menu, the automation operations,

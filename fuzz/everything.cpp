@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "hub/messages/catalogue.h"
+#include "hub/testbench/explainer.h"
 
 namespace kelvane_hub::fuzz {
 namespace {
@@ -38,14 +39,16 @@ std::vector<std::string> requests_for_everything() {
           envelope(streaming_config, bytes_of<mox_wwan_streaming_sensor_config>("sample_rate: 5"))};
 }
 
-void play_everything(const scenario& played, int seconds, const Simulator::Deliver& deliver) {
+void play_everything(const scenario& played, int seconds, Delivery& delivery) {
   static const auto requests = requests_for_everything();
   constexpr int speed = 10;
-  Simulator simulator(played, speed, deliver, [](const std::string&) {});
+  Simulator simulator(played, speed, delivery);
+  Explainer explainer([](const std::string&) {});
+  simulator.watch(explainer);
   Time now = std::chrono::hours(1);
   for (const auto& sensor : played.sensors()) {
     for (const auto& request : requests) {
-      simulator.handle_request(1, {sensor.suid().suid_low(), sensor.suid().suid_high()}, request, now);
+      simulator.handle_request({1, {sensor.suid().suid_low(), sensor.suid().suid_high()}}, request, now);
     }
   }
   const Time end = now + Time(std::chrono::seconds(seconds)) / speed;

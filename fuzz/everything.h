@@ -16,6 +16,11 @@ std::string envelope(std::uint32_t msg_id, const std::string& payload);
 std::vector<std::string> requests_for_everything();
 
 /// Plays `seconds` of `played`, one that was checked, to a session that has asked each sensor for everything.
-void play_everything(const scenario& played, int seconds, const Simulator::Deliver& deliver);
+void play_everything(const scenario& played, int seconds, Delivery& delivery);
+
+/// Takes events for nobody.
+struct Nowhere final : Delivery {
+  void deliver(const Link&, const std::string&) override {}
+};
 
 }  // namespace kelvane_hub::fuzz

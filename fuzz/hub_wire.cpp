@@ -4,6 +4,7 @@
 #include "hub/scenario/scenario_file.h"
 #include "hub/server/connection.h"
 #include "hub/simulator/simulator.h"
+#include "hub/testbench/explainer.h"
 #include "kelvane_api.pb.h"
 
 namespace kelvane_hub::fuzz {
@@ -36,23 +37,30 @@ class Client {
   bool greeted_ = false;
 };
 
+struct ToConnection final : Delivery {
+  explicit ToConnection(Connection& to) : connection(to) {}
+  void deliver(const Link& to, const std::string& message) override { connection.send_event(to.sensor, message); }
+  Connection& connection;
+};
+
 void converse(const std::vector<std::string_view>& pieces) {
   static const scenario played = built_in_scenario();
-  auto [client_end, hub_end] = socket_pair();
+  auto [client_end, hub_end] = socket_pair(SOCK_STREAM);
   Client client(std::move(client_end));
   Connection connection(std::move(hub_end));
-  const auto deliver = [&connection](SessionId, suid sensor, const std::string& message) {
-    connection.send_event(sensor, message);
-  };
-  Simulator simulator(played, 10, deliver, [](const std::string&) {});
+  ToConnection delivery(connection);
+  Simulator simulator(played, 10, delivery);
+  Explainer explainer([](const std::string&) {});
+  simulator.watch(explainer);
   Time now = std::chrono::hours(1);
   for (const auto piece : pieces) {
     client.send(piece);
-    connection.read(
-        [&](suid sensor, const std::string& envelope) { simulator.handle_request(1, sensor, envelope, now); });
+    connection.read([&](suid sensor, const std::string& envelope) {
+      simulator.handle_request({1, sensor}, envelope, now);
+    });
     simulator.advance(now += std::chrono::milliseconds(150));
+    connection.write();
     client.take_events();
-    if (connection.wants_to_write()) connection.write();
     if (connection.ended()) simulator.end_session(1);
   }
 }

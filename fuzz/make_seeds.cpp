@@ -21,9 +21,12 @@ using Seeds = std::vector<std::string>;
 /// Every event of the built-in scenario.
 Seeds events() {
   constexpr int seconds = 60;
-  Seeds seeds{cellscope::bench::attribute_event(20)};
-  play_everything(built_in_scenario(), seconds,
-                  [&](SessionId, suid, const std::string& message) { seeds.push_back(message); });
+  struct Collector final : Delivery {
+    Seeds seeds{cellscope::bench::attribute_event(20)};
+    void deliver(const Link&, const std::string& message) override { seeds.push_back(message); }
+  } collector;
+  play_everything(built_in_scenario(), seconds, collector);
+  Seeds& seeds = collector.seeds;
   std::sort(seeds.begin(), seeds.end());
   seeds.erase(std::unique(seeds.begin(), seeds.end()), seeds.end());
   return seeds;

@@ -9,7 +9,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   constexpr int seconds = 12;
   const auto read = parse_scenario({reinterpret_cast<const char*>(data), size}, "input");
   (void)describe(read);
-  fuzz::play_everything(read, seconds, [](SessionId, suid, const std::string&) {});
+  fuzz::Nowhere nowhere;
+  fuzz::play_everything(read, seconds, nowhere);
   return 0;
 } catch (const kelvane_hub::InputError&) {
   return 0;

@@ -1,23 +1,15 @@
 // The other end of a wire: says what the fuzzer says, a piece at a time.
 #pragma once
 
-#include <sys/socket.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdlib>
 #include <string_view>
 #include <vector>
 
-#include "hub/base/unique_fd.h"
+#include "hub/base/unix_socket.h"
 
 namespace kelvane_hub::fuzz {
-
-inline std::array<UniqueFd, 2> socket_pair() {
-  std::array<int, 2> ends{};
-  if (socketpair(AF_UNIX, SOCK_STREAM, 0, ends.data()) != 0) std::abort();
-  return {UniqueFd(ends[0]), UniqueFd(ends[1])};
-}
 
 /// The first byte says into how many pieces, 1 to 16, the rest is cut.
 inline std::vector<std::string_view> pieces_of(const std::uint8_t* data, std::size_t size) {

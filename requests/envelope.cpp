@@ -3,6 +3,8 @@
 #include <utility>
 
 #include "common/line.h"
+#include "common/state.h"
+#include "kelvane_api.pb.h"
 #include "requests/set_enumeration.h"
 
 namespace cellscope {

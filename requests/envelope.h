@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "common/state.h"
+#include "common/suid.h"
 
 namespace cellscope {
 

@@ -1,6 +1,8 @@
 #include "requests/sensor_requests.h"
 
 #include "common/line.h"
+#include "common/state.h"
+#include "kelvane_api.pb.h"
 #include "mox_wwan_test.pb.h"
 #include "requests/envelope.h"
 #include "requests/message_ids.h"

@@ -3,7 +3,7 @@
 // Each sends on the global session, on the thread that calls it, and reports failure on standard error only.
 #pragma once
 
-#include "common/state.h"
+#include "common/suid.h"
 
 namespace cellscope {
 

@@ -6,7 +6,7 @@
 
 #include <cstdint>
 
-#include "common/state.h"
+#include "common/suid.h"
 
 namespace cellscope {
 

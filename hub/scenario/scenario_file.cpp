@@ -2,33 +2,17 @@
 
 #include <google/protobuf/text_format.h>
 
-#include <optional>
-
 #include "hub/base/files.h"
 #include "hub/base/input_error.h"
 #include "hub/scenario/built_in_scenario.h"
 #include "hub/scenario/scenario_check.h"
+#include "hub/scenario/step.h"
 
 namespace kelvane_hub {
 namespace {
 
 // As deep as clients parse messages unless they say otherwise.
 constexpr int deepest_nesting = 100;
-
-std::optional<std::uint32_t> subscription_of(const scenario_step& step) {
-  switch (step.what_case()) {
-    case scenario_step::kCells:
-      return step.cells().sub();
-    case scenario_step::kVoiceCalls:
-      return step.voice_calls().sub();
-    case scenario_step::kRrcStates:
-      return step.rrc_states().sub();
-    case scenario_step::kHighspeedRail:
-      return step.highspeed_rail().sub();
-    default:
-      return std::nullopt;
-  }
-}
 
 }  // namespace
 

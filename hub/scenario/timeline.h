@@ -5,12 +5,10 @@
 #include <cstdint>
 #include <optional>
 
+#include "hub/base/party.h"
 #include "scenario.pb.h"
 
 namespace kelvane_hub {
-
-/// Time on the hub's own clock, which only goes forward.
-using Time = std::chrono::nanoseconds;
 
 /// Seconds since the scenario began, at the scenario's own pace.
 using ScenarioTime = std::chrono::duration<double>;

@@ -34,7 +34,7 @@ void Connection::take_frames(const HandleRequest& handle) {
       expect_hello(*frame);
       said_hello_ = true;
       reader_.set_limit(max_request);
-      send(encode_hello());
+      queue(encode_hello());
     } else if (frame->kind == FrameKind::request) {
       handle(frame->sensor, frame->payload);
     } else {
@@ -46,18 +46,15 @@ void Connection::take_frames(const HandleRequest& handle) {
 void Connection::send_event(suid sensor, const std::string& message) {
   if (ended_) return;
   if (message.size() > max_payload) return end("an event for it was too large to send");
-  send(encode_frame(FrameKind::event, sensor, message));
+  queue(encode_frame(FrameKind::event, sensor, message));
 }
 
-void Connection::send(const std::string& bytes) {
+void Connection::queue(const std::string& bytes) {
   if (ended_) return;
   if (unsent_.size() - written_ + bytes.size() > most_unsent) {
     return end("it left " + std::to_string(unsent_.size() - written_) + " bytes of events waiting");
   }
-  const bool idle = !wants_to_write();
   unsent_ += bytes;
-  // A client that lags behind is served when poll says so.
-  if (idle) write();
 }
 
 void Connection::write() {
@@ -65,7 +62,11 @@ void Connection::write() {
     const ssize_t sent = ::send(socket_.get(), unsent_.data() + written_, unsent_.size() - written_, MSG_NOSIGNAL);
     if (sent == -1 && errno == EINTR) continue;
     if (sent == -1 && errno == EAGAIN) break;
-    if (sent == -1) return end("");
+    if (sent == -1) {
+      unsent_.clear();
+      written_ = 0;
+      return ended_ ? void() : end("");
+    }
     written_ += static_cast<std::size_t>(sent);
   }
   if (written_ > unsent_.size() / 2) {

@@ -31,21 +31,21 @@ class Connection {
   /// What the client did wrong, if it did not simply go.
   const std::string& complaint() const { return complaint_; }
 
-  /// Reads what has come and hands each whole request to `handle`.
+  /// Reads what has come and hands each whole request to `handle`, which may queue events here.
   void read(const HandleRequest& handle);
 
-  /// Writes what the client is ready to take.
+  /// Writes what the client is ready to take; of what came before it ended, too.
   void write();
 
-  /// Queues an event and writes what the client is ready to take. A client that leaves more than most_unsent bytes
-  /// waiting is given up.
+  /// Queues an event, which the next write() sends. A client that leaves more than most_unsent bytes waiting is given
+  /// up.
   void send_event(suid sensor, const std::string& message);
 
   static constexpr std::size_t most_unsent = std::size_t{128} << 20;
 
  private:
   void take_frames(const HandleRequest& handle);
-  void send(const std::string& bytes);
+  void queue(const std::string& bytes);
 
   UniqueFd socket_;
   FrameReader reader_{hello_text.size()};

@@ -1,17 +1,13 @@
-// The hub's loop: waits for clients, signals and the simulator's next moment.
+// A hub at work: clients, signals and a simulator in one loop.
 #pragma once
 
-#include <poll.h>
-
-#include <deque>
-#include <map>
 #include <memory>
-#include <utility>
-#include <vector>
+#include <optional>
 
-#include "hub/server/connection.h"
-#include "hub/server/listener.h"
+#include "hub/server/clients.h"
+#include "hub/server/loop.h"
 #include "hub/simulator/simulator.h"
+#include "hub/testbench/explainer.h"
 
 namespace kelvane_hub {
 
@@ -27,31 +23,24 @@ struct ServerSettings {
 UniqueFd take_over_signals();
 
 /// Serves the clients of one source from one scenario, on the thread that calls run().
-class Server {
+class Server final : SessionHandler {
  public:
   /// `signals`: what take_over_signals() returned.
   Server(ServerSettings settings, UniqueFd signals, std::unique_ptr<ConnectionSource> source);
 
-  /// Returns when the source has dried up, or on one of the signals.
-  void run();
+  /// Returns on one of the signals, or when the source has dried up.
+  Outcome run() { return loop_.run(); }
 
  private:
-  void wait();
-  bool take_signal();
-  bool take_connection();
-  void serve_connections(Time time);
-  void end_silent();
-  void drop_ended();
-  Time now() const;
+  // What was overdue has happened: the loop advances its parties first.
+  void on_request(const Link& from, const std::string& envelope, Time now) override;
+  void on_end(SessionId session) override;
 
-  std::unique_ptr<ConnectionSource> source_;
-  const std::size_t most_connections_;
-  std::map<SessionId, Connection> connections_;
-  std::deque<std::pair<Time, SessionId>> hello_due_;  // in order of time
-  SessionId last_session_ = 0;
-  Simulator simulator_;
   UniqueFd signals_;
-  std::vector<pollfd> polled_;  // the signals, the source, then a connection each in the order of connections_
+  Loop loop_;
+  Clients clients_;
+  Simulator simulator_;
+  std::optional<Explainer> explainer_;
 };
 
 }  // namespace kelvane_hub

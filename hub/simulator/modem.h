@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string>
 
 #include "mox_wwan_test.pb.h"
 
@@ -14,8 +15,8 @@ using Cells = mox_wwan_event_serving_neighboring_cell_info;
 /// The state of one subscription; what the scenario has not spoken of yet is absent.
 struct Subscription {
   std::optional<Cells> cells;
-  std::optional<mox_wwan_event_voice_calls> voice_calls;
-  std::optional<mox_wwan_event_rrc_states_info> rrc_states;
+  /// What those hear at once who register for it: the payload of the last event, by its id.
+  std::map<std::uint32_t, std::string> states;
 };
 
 /// The subscriptions by their sub id, every one that the scenario has.

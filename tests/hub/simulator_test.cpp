@@ -4,7 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include "hub/messages/catalogue.h"
 #include "hub/scenario/scenario_file.h"
+#include "hub/testbench/explainer.h"
+#include "kelvane_api.pb.h"
 
 namespace kelvane_hub {
 namespace {
@@ -51,24 +54,25 @@ std::string describe(const sns_client_event_msg::sns_client_event& event) {
   }
 }
 
-class SimulatorTest : public testing::Test {
+class SimulatorTest : public testing::Test, public Delivery {
  protected:
   void play(const std::string& steps, double speed = 1) {
-    simulator_.emplace(
-        parse_scenario(sensors + steps, "test"), speed,
-        [this](SessionId session, suid, const std::string& message) {
-          sns_client_event_msg parsed;
-          ASSERT_TRUE(parsed.ParseFromString(message));
-          received_ += (session == 1 ? "" : "#" + std::to_string(session) + " ") + describe(parsed.events(0)) + "\n";
-        },
-        [this](const std::string& line) { explained_ += line + "\n"; });
+    simulator_.emplace(parse_scenario(sensors + steps, "test"), speed, *this);
+    simulator_->watch(explainer_);
+  }
+
+  void deliver(const Link& to, const std::string& message) override {
+    sns_client_event_msg parsed;
+    ASSERT_TRUE(parsed.ParseFromString(message));
+    EXPECT_EQ(key_of(to.sensor), std::pair(parsed.suid().suid_low(), parsed.suid().suid_high()));
+    received_ += (to.session == 1 ? "" : "#" + std::to_string(to.session) + " ") + describe(parsed.events(0)) + "\n";
   }
 
   void ask(suid sensor, std::uint32_t msg_id, const google::protobuf::Message& payload, SessionId session = 1) {
     sns_client_request_msg request;
     request.set_msg_id(msg_id);
     request.mutable_request()->set_payload(payload.SerializeAsString());
-    simulator_->handle_request(session, sensor, request.SerializeAsString(), now_);
+    simulator_->handle_request({session, sensor}, request.SerializeAsString(), now_);
   }
 
   void start(SessionId session = 1) { ask(on_change, on_change_config, sns_std_sensor_config(), session); }
@@ -108,6 +112,7 @@ class SimulatorTest : public testing::Test {
 
   std::optional<Simulator> simulator_;
   std::string explained_;
+  Explainer explainer_{[this](const std::string& line) { explained_ += line + "\n"; }};
 
  private:
   Time now_{};
@@ -135,7 +140,7 @@ TEST_F(SimulatorTest, OtherRequestsAreAnsweredAtOnce) {
   ask(on_change, 999, sns_std_request());
   ask(lookup, attribute_request, sns_std_request());
   ask({5, 6}, attribute_request, sns_std_request());
-  simulator_->handle_request(1, on_change, "\xff", Time(0));
+  simulator_->handle_request({1, on_change}, "\xff", Time(0));
   EXPECT_EQ(received(), "128 4 bytes\n1025 2 bytes\n1285 2 subs\n130 error 1\n130 error 1\n130 error 3\n130 error 4\n");
 }
 
@@ -174,6 +179,17 @@ TEST_F(SimulatorTest, StreamingHasItsRate) {
     advance_to(1.4);
     EXPECT_EQ(received(), expected) << rate << " in mode " << mode;
   }
+}
+
+TEST_F(SimulatorTest, StreamingAndOnChangeGoSideBySide) {
+  play(lte(0, -90) + lte(1, -91));
+  start(2);
+  start_stream(1);
+  advance_to(2);
+  EXPECT_EQ(received(), "#2 1281 sub 0 -90\n1281 sub 0 -90\n#2 1281 sub 0 -91\n1281 sub 0 -91\n1281 sub 0 -91\n");
+  start_stream(0);
+  advance_to(9);
+  EXPECT_EQ(received(), "") << "no longer so many times a second";
 }
 
 TEST_F(SimulatorTest, SpeedAndRepetition) {

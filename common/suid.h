@@ -1,0 +1,9 @@
+#pragma once
+
+#include "kelvane/session.h"
+
+namespace cellscope {
+
+using com::tarn::kelvane::suid;
+
+}  // namespace cellscope

@@ -1,0 +1,20 @@
+#include "hub/scenario/step.h"
+
+#include <google/protobuf/message.h>
+
+namespace kelvane_hub {
+
+const google::protobuf::Message* event_in(const scenario_step& step) {
+  const auto* const field = scenario_step::descriptor()->FindFieldByNumber(step.what_case());
+  if (field == nullptr || step.has_raw()) return nullptr;
+  return &scenario_step::GetReflection()->GetMessage(step, field);
+}
+
+std::optional<std::uint32_t> subscription_of(const scenario_step& step) {
+  const auto* const event = event_in(step);
+  const auto* const sub = event == nullptr ? nullptr : event->GetDescriptor()->FindFieldByName("sub");
+  if (sub == nullptr) return std::nullopt;
+  return event->GetReflection()->GetUInt32(*event, sub);
+}
+
+}  // namespace kelvane_hub

@@ -1,0 +1,68 @@
+// The connections of a hub, and which session each stands for.
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <map>
+#include <memory>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "hub/server/connection.h"
+#include "hub/server/listener.h"
+#include "hub/server/loop.h"
+#include "hub/simulator/delivery.h"
+
+namespace kelvane_hub {
+
+/// What sessions want of the hub behind the connections.
+class SessionHandler {
+ public:
+  virtual ~SessionHandler() = default;
+  virtual void on_request(const Link& from, const std::string& envelope, Time now) = 0;
+  virtual void on_end(SessionId session) = 0;
+};
+
+/// Takes connections from one source, reads their requests, and sends what is delivered to them: once a turn of the
+/// loop. Ends those who break the rules, who do not say hello in time, and who leave too much waiting; says so on
+/// standard error.
+class Clients final : public Delivery, public Party {
+ public:
+  /// Stops `loop` when `source` has dried up. Both `loop` and `handler` outlive this object.
+  Clients(Loop& loop, std::unique_ptr<ConnectionSource> source, SessionHandler& handler);
+
+  /// Queues the event.
+  void deliver(const Link& to, const std::string& message) override;
+
+  /// Those who have not said hello have only so long.
+  std::optional<Time> next_due() const override;
+  void advance(Time now) override;
+
+ private:
+  struct Client {
+    Connection connection;
+    Loop::Entry entry;
+    bool wants_to_write = false;  // the loop knows
+  };
+
+  void take_connection(Time now);
+  void open_door();
+  void serve(SessionId session, bool readable, bool writable, Time now);
+  void settle();
+  void end_silent();
+  void drop(SessionId session);
+
+  Loop& loop_;
+  std::unique_ptr<ConnectionSource> source_;
+  SessionHandler& handler_;
+  const std::size_t most_connections_;
+  std::optional<Loop::Entry> door_;  // the source; none while there is no room
+  std::map<SessionId, Client> clients_;
+  std::deque<std::pair<Time, SessionId>> hello_due_;  // in order of time
+  std::vector<SessionId> silent_;                     // in this turn: their time is up
+  std::vector<SessionId> touched_;                    // in this turn: with something to write, or ended
+  SessionId last_session_ = 0;
+};
+
+}  // namespace kelvane_hub

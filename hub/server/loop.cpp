@@ -1,0 +1,94 @@
+#include "hub/server/loop.h"
+
+#include <poll.h>
+#include <sys/epoll.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <system_error>
+#include <utility>
+
+namespace kelvane_hub {
+namespace {
+
+timespec to_timespec(Time time) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
+  return {seconds.count(), (time - seconds).count()};
+}
+
+}  // namespace
+
+Loop::Loop() : epoll_(epoll_create1(EPOLL_CLOEXEC)) {
+  if (!epoll_) throw std::system_error(errno, std::generic_category(), "epoll");
+}
+
+Loop::Entry Loop::add(int descriptor, Ready ready) {
+  registered_.try_emplace(++last_entry_, Registered{descriptor, std::move(ready)});
+  control(EPOLL_CTL_ADD, last_entry_, EPOLLIN);
+  return last_entry_;
+}
+
+void Loop::want_to_write(Entry entry, bool wanted) {
+  control(EPOLL_CTL_MOD, entry, EPOLLIN | (wanted ? EPOLLOUT : 0U));
+}
+
+void Loop::remove(Entry entry) {
+  control(EPOLL_CTL_DEL, entry, 0);
+  registered_.erase(entry);
+}
+
+void Loop::control(int operation, Entry entry, std::uint32_t events) {
+  epoll_event event{};
+  event.events = events;
+  event.data.u64 = entry;
+  if (epoll_ctl(epoll_.get(), operation, registered_.at(entry).descriptor, &event) != 0) {
+    throw std::system_error(errno, std::generic_category(), "epoll_ctl");
+  }
+}
+
+void Loop::stop(Outcome outcome) {
+  if (!outcome_) outcome_ = outcome;
+}
+
+Outcome Loop::run() {
+  while (!outcome_) {
+    const auto ready = wait();
+    const Time time = now();
+    for (Party* const party : parties_) party->advance(time);
+    for (const Happened& happened : ready) serve(happened, time);
+    for (const auto& action : ends_of_turn_) action();
+  }
+  return *outcome_;
+}
+
+/// What has happened, in the order in which the descriptors were added.
+std::vector<Loop::Happened> Loop::wait() {
+  std::optional<Time> due;
+  for (const Party* const party : parties_) due = earlier(due, party->next_due());
+  timespec timeout{};
+  if (due) timeout = to_timespec(std::max(*due - now(), Time::zero()));
+  // To the nanosecond, which not every kernel's epoll offers.
+  pollfd any{epoll_.get(), POLLIN, 0};
+  if (ppoll(&any, 1, due ? &timeout : nullptr, nullptr) <= 0) return {};
+  std::array<epoll_event, 256> events;
+  const int count = epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), 0);
+  std::vector<Happened> happened;
+  for (int i = 0; i < count; ++i)
+    happened.push_back(
+        {events.at(static_cast<std::size_t>(i)).data.u64, events.at(static_cast<std::size_t>(i)).events});
+  std::ranges::sort(happened, {}, &Happened::entry);
+  return happened;
+}
+
+void Loop::serve(const Happened& happened, Time now) {
+  const auto entry = registered_.find(happened.entry);
+  if (entry == registered_.end()) return;  // removed by one that was served before it
+  // It may be removed while it is served.
+  const Ready ready = entry->second.ready;
+  ready((happened.events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0, (happened.events & EPOLLOUT) != 0, now);
+}
+
+Time Loop::now() { return std::chrono::steady_clock::now().time_since_epoch(); }
+
+}  // namespace kelvane_hub

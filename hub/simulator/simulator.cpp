@@ -1,0 +1,29 @@
+#include "hub/simulator/simulator.h"
+
+#include <utility>
+
+namespace kelvane_hub {
+
+Simulator::Simulator(scenario played, double speed, Delivery& delivery)
+    : scenario_(std::move(played)),
+      outbox_(delivery),
+      playback_(scenario_, speed, outbox_),
+      requests_(scenario_, playback_, outbox_) {}
+
+void Simulator::handle_request(const Link& from, const std::string& envelope, Time now) {
+  requests_.handle(from, envelope, now);
+}
+
+void Simulator::end_session(SessionId session) {
+  requests_.end_session(session);
+  playback_.end_session(session);
+}
+
+std::optional<Time> Simulator::next_due() const { return earlier(requests_.next_due(), playback_.next_due()); }
+
+void Simulator::advance(Time now) {
+  requests_.advance(now);
+  playback_.advance(now);
+}
+
+}  // namespace kelvane_hub

@@ -1,0 +1,25 @@
+#include "hub/simulator/watcher.h"
+
+namespace kelvane_hub {
+
+void Watchers::on_request(const Link& from, const std::string& envelope, Time now) {
+  for (Watcher* const watcher : all_) watcher->on_request(from, envelope, now);
+}
+
+void Watchers::on_event(const Link& to, const std::string& message, Time now) {
+  for (Watcher* const watcher : all_) watcher->on_event(to, message, now);
+}
+
+void Watchers::on_decision(const Link& to, std::uint32_t sub, const CellDecision& decision, ScenarioTime time) {
+  for (Watcher* const watcher : all_) watcher->on_decision(to, sub, decision, time);
+}
+
+void Watchers::on_refusal(const Link& to, const std::string& explanation) {
+  for (Watcher* const watcher : all_) watcher->on_refusal(to, explanation);
+}
+
+void Watchers::on_step(const scenario_step& step, Time now) {
+  for (Watcher* const watcher : all_) watcher->on_step(step, now);
+}
+
+}  // namespace kelvane_hub

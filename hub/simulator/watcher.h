@@ -1,0 +1,66 @@
+// Whoever wants to know what a simulator is asked, what it does, and why.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "hub/scenario/timeline.h"
+#include "hub/simulator/link.h"
+#include "scenario.pb.h"
+
+namespace kelvane_hub {
+
+/// Whether a session is told of a change of one subscription's cells.
+struct CellDecision {
+  enum class Ground {
+    no_thresholds,  // whoever has none is told everything
+    first_cells,    // nothing to compare them with
+    thresholds      // `reasons` says why
+  };
+
+  bool told = true;
+  Ground ground = Ground::no_thresholds;
+  std::vector<std::string> reasons;  // one line each; none if nothing differs from what was told last
+};
+
+/// Is told of everything in the order in which it happens, on the thread that runs the simulator, before the simulator
+/// goes on. Does nothing unless overridden, and calls nobody back. `now` is time on the hub's clock.
+class Watcher {
+ public:
+  virtual ~Watcher() = default;
+
+  /// A request has come: a serialised sns_client_request_msg, if it is well formed.
+  virtual void on_request(const Link& /*from*/, const std::string& /*envelope*/, Time /*now*/) {}
+
+  /// An event goes out: a serialised sns_client_event_msg.
+  virtual void on_event(const Link& /*to*/, const std::string& /*message*/, Time /*now*/) {}
+
+  /// The cells of `sub` have changed, and it has been decided whether this session is told.
+  virtual void on_decision(const Link& /*to*/, std::uint32_t /*sub*/, const CellDecision& /*decision*/,
+                           ScenarioTime /*time*/) {}
+
+  /// A configuration of thresholds was refused; `explanation` is one line.
+  virtual void on_refusal(const Link& /*to*/, const std::string& /*explanation*/) {}
+
+  /// A step happens now.
+  virtual void on_step(const scenario_step& /*step*/, Time /*now*/) {}
+};
+
+/// Tells several, in the order in which they were added.
+class Watchers final : public Watcher {
+ public:
+  /// `watcher` outlives this object.
+  void add(Watcher& watcher) { all_.push_back(&watcher); }
+
+  void on_request(const Link& from, const std::string& envelope, Time now) override;
+  void on_event(const Link& to, const std::string& message, Time now) override;
+  void on_decision(const Link& to, std::uint32_t sub, const CellDecision& decision, ScenarioTime time) override;
+  void on_refusal(const Link& to, const std::string& explanation) override;
+  void on_step(const scenario_step& step, Time now) override;
+
+ private:
+  std::vector<Watcher*> all_;
+};
+
+}  // namespace kelvane_hub

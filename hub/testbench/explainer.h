@@ -1,0 +1,25 @@
+// Says why a change of the cells was or was not reported.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "hub/simulator/watcher.h"
+
+namespace kelvane_hub {
+
+class Explainer final : public Watcher {
+ public:
+  /// Takes one line without newline.
+  using Say = std::function<void(const std::string& line)>;
+
+  explicit Explainer(Say say) : say_(std::move(say)) {}
+
+  void on_decision(const Link& to, std::uint32_t sub, const CellDecision& decision, ScenarioTime time) override;
+  void on_refusal(const Link& to, const std::string& explanation) override;
+
+ private:
+  Say say_;
+};
+
+}  // namespace kelvane_hub

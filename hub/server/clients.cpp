@@ -94,8 +94,7 @@ void Clients::end_silent() {
 void Clients::settle() {
   end_silent();
   std::ranges::sort(touched_);
-  const auto repeated = std::ranges::unique(touched_);
-  touched_.erase(repeated.begin(), repeated.end());
+  touched_.erase(std::unique(touched_.begin(), touched_.end()), touched_.end());
   for (const SessionId session : touched_) {
     Client& client = clients_.at(session);
     client.connection.write();

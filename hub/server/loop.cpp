@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <span>
 #include <system_error>
 #include <utility>
 
@@ -74,9 +75,10 @@ std::vector<Loop::Happened> Loop::wait() {
   std::array<epoll_event, 256> events;
   const int count = epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), 0);
   std::vector<Happened> happened;
-  for (int i = 0; i < count; ++i)
-    happened.push_back(
-        {events.at(static_cast<std::size_t>(i)).data.u64, events.at(static_cast<std::size_t>(i)).events});
+  happened.reserve(events.size());
+  for (const epoll_event& event : std::span(events).first(static_cast<std::size_t>(std::max(count, 0)))) {
+    happened.push_back({event.data.u64, event.events});
+  }
   std::ranges::sort(happened, {}, &Happened::entry);
   return happened;
 }

@@ -14,6 +14,7 @@
 #include "hub/base/diagnostic.h"
 #include "hub/base/input_error.h"
 #include "hub/commands/commands.h"
+#include "hub/usage.h"
 
 namespace kelvane_hub {
 namespace {
@@ -28,6 +29,11 @@ std::string check_speed(const std::string& given) {
   return "expected 0.01 to 10000, found " + kelvane_hub::quoted(given) + " (KELVANE_HUB_SPEED sets it, too)";
 }
 
+/// The format of a report that is none; empty: nothing is wrong.
+std::string check_format(const std::string& given) {
+  return given == "json" || given == "csv" ? "" : "expected json or csv, found " + kelvane_hub::quoted(given);
+}
+
 void add_serve(CLI::App& app, ServeOptions& options) {
   auto* command = app.add_subcommand("serve", "Play a scenario to the clients of a Unix socket");
   command->footer(
@@ -35,8 +41,9 @@ void add_serve(CLI::App& app, ServeOptions& options) {
       "  kelvane-hub serve --listen /tmp/hub.sock --scenario drive.textproto --speed 10 &\n"
       "  KELVANE_HUB_SOCKET=/tmp/hub.sock cellscope\n\n"
       "Scenario time starts when a client first configures a sensor. SIGINT or SIGTERM ends the hub.\n");
-  command->add_option("--listen", options.listen, "Socket to listen on; only the user who runs the hub can connect")
-      ->type_name("PATH");
+  auto* listen =
+      command->add_option("--listen", options.listen, "Socket to listen on; only the user who runs the hub can connect")
+          ->type_name("PATH");
   // For the session library, which starts private hubs: connections come through this descriptor. Not in the help.
   command->add_option("--control-fd", options.control_fd)->group("")->check(CLI::NonNegativeNumber);
   command->add_option("--scenario", options.scenario, "Scenario to play (default: the built-in one)")
@@ -48,7 +55,12 @@ void add_serve(CLI::App& app, ServeOptions& options) {
       ->envname("KELVANE_HUB_SPEED");
   command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported")
       ->envname("KELVANE_HUB_EXPLAIN");
-  command->callback([&options] { serve(options); });
+  command->callback([listen, &options] {
+    // One of the two: connections come through a socket, or from the process that has started this one.
+    listen->required(options.control_fd == -1);
+    if (options.listen.empty() == (options.control_fd == -1)) throw CLI::RequiredError(listen->get_name());
+    serve(options);
+  });
 }
 
 void add_check(CLI::App& app, std::string& file) {
@@ -80,7 +92,7 @@ void add_report(CLI::App& app, ReportOptions& options) {
   command->add_option("file", options.file, "Output file of a run; -: standard input")->type_name("FILE")->required();
   command->add_option("--format", options.format, "Form of the report (default: json)")
       ->type_name("json|csv")
-      ->check(CLI::IsMember({"json", "csv"}).description(""));
+      ->check(check_format);
   command->add_option("-o,--output", options.output, "File to write (default: standard output)")->type_name("FILE");
   command->callback([&options] { report(options); });
 }
@@ -100,6 +112,9 @@ void add_plot(CLI::App& app, PlotOptions& options) {
   command->callback([&options] { plot(options); });
 }
 
+// Of the exit statuses: the command line was wrong. 1 is for everything else that fails.
+constexpr int usage_status = 2;
+
 int run(int argc, char** argv) {
   CLI::App app("A simulated sensor hub for cellscope, and tools for the scenarios that it plays.", "kelvane-hub");
   app.footer("`kelvane-hub COMMAND --help` tells more of each command, with an example.");
@@ -118,8 +133,11 @@ int run(int argc, char** argv) {
   try {
     app.parse(argc, argv);
     return 0;
+  } catch (const CLI::Success& help) {
+    return app.exit(help);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error);
+    (void)std::fprintf(stderr, "%s\n", usage_error(app, error).c_str());
+    return usage_status;
   }
 }
 

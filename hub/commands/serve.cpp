@@ -1,7 +1,6 @@
 #include <iostream>
 #include <utility>
 
-#include "hub/base/input_error.h"
 #include "hub/commands/commands.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/scenario_file.h"
@@ -10,9 +9,6 @@
 namespace kelvane_hub {
 
 void serve(const ServeOptions& options) {
-  if (options.listen.empty() == (options.control_fd == -1)) {
-    throw InputError("kelvane-hub serve: expected --listen PATH, found none");
-  }
   ServerSettings settings{options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario),
                           options.speed, options.explain};
   check_pace(settings.played, settings.speed);

@@ -1,8 +1,8 @@
 // Output files of cellscope, read and written as JSON and CSV.
 
-#include "hub/report/run.h"
-
 #include "hub/base/input_error.h"
+#include "hub/report/run_reader.h"
+#include "hub/report/run_writer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) try {
   const auto run = kelvane_hub::read_run({reinterpret_cast<const char*>(data), size}, "input");

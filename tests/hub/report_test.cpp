@@ -4,7 +4,8 @@
 
 #include "hub/base/input_error.h"
 #include "hub/plot/track.h"
-#include "hub/report/run.h"
+#include "hub/report/run_reader.h"
+#include "hub/report/run_writer.h"
 
 namespace kelvane_hub {
 namespace {

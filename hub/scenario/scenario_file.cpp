@@ -15,19 +15,13 @@ namespace {
 // As deep as clients parse messages unless they say otherwise.
 constexpr int deepest_nesting = 100;
 
+/// The `sub` of what happens in `step`; none if that is of no subscription.
 std::optional<std::uint32_t> subscription_of(const scenario_step& step) {
-  switch (step.what_case()) {
-    case scenario_step::kCells:
-      return step.cells().sub();
-    case scenario_step::kVoiceCalls:
-      return step.voice_calls().sub();
-    case scenario_step::kRrcStates:
-      return step.rrc_states().sub();
-    case scenario_step::kHighspeedRail:
-      return step.highspeed_rail().sub();
-    default:
-      return std::nullopt;
-  }
+  const auto* const what = scenario_step::descriptor()->FindFieldByNumber(step.what_case());
+  const auto* const sub = what == nullptr ? nullptr : what->message_type()->FindFieldByName("sub");
+  if (sub == nullptr) return std::nullopt;
+  const auto& event = scenario_step::GetReflection()->GetMessage(step, what);
+  return event.GetReflection()->GetUInt32(event, sub);
 }
 
 }  // namespace

@@ -31,7 +31,7 @@ struct CallTime {
   double end;
 };
 
-/// Times are seconds from the first report.
+/// Times are seconds from the first report of a run, or the beginning of a scenario.
 struct Track {
   /// What `time` is counted in, for the axis.
   std::string clock;

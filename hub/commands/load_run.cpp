@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "hub/base/files.h"
+#include "hub/report/run_reader.h"
 
 namespace kelvane_hub {
 namespace {

@@ -4,6 +4,7 @@
 #include "hub/base/input_error.h"
 #include "hub/commands/commands.h"
 #include "hub/commands/load_run.h"
+#include "hub/report/run_writer.h"
 
 namespace kelvane_hub {
 

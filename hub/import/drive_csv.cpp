@@ -27,6 +27,7 @@ namespace kelvane_hub {
 namespace {
 
 using std::chrono::sys_seconds;
+using Cell = mox_wwan_cell_info;
 
 // ---- what a recording holds ----
 
@@ -50,13 +51,13 @@ constexpr std::array<const char*, column_count> column_names{
 
 struct Mode {
   std::string_view name;
-  CellType type;
+  Cell::CellInfoCase technology;
 };
 
 constexpr Mode modes[] = {
-    {"5G", CellType::nr},       {"LTE", CellType::lte},     {"UMTS", CellType::wcdma},  {"HSPA", CellType::wcdma},
-    {"HSPA+", CellType::wcdma}, {"HSDPA", CellType::wcdma}, {"HSUPA", CellType::wcdma}, {"GSM", CellType::gsm},
-    {"GPRS", CellType::gsm},    {"EDGE", CellType::gsm},
+    {"5G", Cell::kNr},       {"LTE", Cell::kLte},     {"UMTS", Cell::kWcdma},  {"HSPA", Cell::kWcdma},
+    {"HSPA+", Cell::kWcdma}, {"HSDPA", Cell::kWcdma}, {"HSUPA", Cell::kWcdma}, {"GSM", Cell::kGsm},
+    {"GPRS", Cell::kGsm},    {"EDGE", Cell::kGsm},
 };
 
 struct SignalColumn {
@@ -77,8 +78,8 @@ constexpr SignalColumn neighbour_signal[] = {
 constexpr std::int32_t int32_min = std::numeric_limits<std::int32_t>::min();
 constexpr std::int32_t int32_max = std::numeric_limits<std::int32_t>::max();
 
-constexpr std::uint64_t largest_id(CellType type) {
-  return type == CellType::nr ? std::numeric_limits<std::uint64_t>::max() : std::uint64_t{int32_max};
+constexpr std::uint64_t largest_id(Cell::CellInfoCase technology) {
+  return technology == Cell::kNr ? std::numeric_limits<std::uint64_t>::max() : std::uint64_t{int32_max};
 }
 
 // No scenario may be longer.
@@ -230,9 +231,9 @@ bool DriveCsv::next() try {
 
 // ---- reading a row ----
 
-CellType type_in(const DriveCsv& csv) {
+Cell::CellInfoCase technology_in(const DriveCsv& csv) {
   const auto* const mode = std::ranges::find(modes, csv.text(network_mode), &Mode::name);
-  if (mode != std::end(modes)) return mode->type;
+  if (mode != std::end(modes)) return mode->technology;
   csv.fail_at(network_mode, "5G, LTE, UMTS, HSPA, HSPA+, HSDPA, HSUPA, GSM, GPRS or EDGE");
 }
 
@@ -245,8 +246,8 @@ MeasuredCell signal_in(const DriveCsv& csv, const SignalColumn (&columns)[Count]
   return cell;
 }
 
-std::optional<std::uint64_t> id_in(const DriveCsv& csv, CellType type) {
-  const std::uint64_t largest = largest_id(type);
+std::optional<std::uint64_t> id_in(const DriveCsv& csv, Cell::CellInfoCase technology) {
+  const std::uint64_t largest = largest_id(technology);
   return csv.value(cell_id, "a whole number from 0 to " + std::to_string(largest), [largest](std::string_view text) {
     const auto id = number<std::uint64_t>(text, 10);
     return id && *id <= largest ? id : std::nullopt;
@@ -260,9 +261,9 @@ std::optional<std::int32_t> area_in(const DriveCsv& csv) {
   });
 }
 
-MeasuredCell serving_in(const DriveCsv& csv, CellType type) {
+MeasuredCell serving_in(const DriveCsv& csv, Cell::CellInfoCase technology) {
   MeasuredCell cell = signal_in(csv, serving_signal);
-  cell.id = id_in(csv, type);
+  cell.id = id_in(csv, technology);
   cell.area = area_in(csv);
   return cell;
 }
@@ -293,8 +294,8 @@ std::vector<DriveRow> read_drive_csv(const std::filesystem::path& path) {
   std::vector<DriveRow> rows;
   do {
     const auto time = time_since(first, rows.empty() ? std::chrono::seconds(0) : rows.back().time, csv);
-    const CellType type = type_in(csv);
-    rows.push_back({time, type, serving_in(csv, type), neighbour_in(csv)});
+    const auto technology = technology_in(csv);
+    rows.push_back({time, technology, serving_in(csv, technology), neighbour_in(csv)});
   } while (csv.next());
   return rows;
 }

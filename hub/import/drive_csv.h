@@ -7,10 +7,9 @@
 #include <optional>
 #include <vector>
 
-namespace kelvane_hub {
+#include "mox_wwan_test.pb.h"
 
-/// The values of mox_wwan_cell_info.cell_type that occur in recordings.
-enum class CellType : std::int32_t { gsm = 1, lte = 3, wcdma = 4, nr = 6 };
+namespace kelvane_hub {
 
 /// What a row says of one cell. A value that was not measured is absent.
 struct MeasuredCell {
@@ -24,8 +23,8 @@ struct MeasuredCell {
 };
 
 struct DriveRow {
-  std::chrono::seconds time;  // since the first row; 0 to 10,000,000; not less than in the row before
-  CellType type;              // of both cells
+  std::chrono::seconds time;                    // since the first row; 0 to 10,000,000; not less than in the row before
+  mox_wwan_cell_info::CellInfoCase technology;  // of both cells
   MeasuredCell serving;
   std::optional<MeasuredCell> neighbour;  // the strongest one: its rsrp and, unless absent, its rsrq
 };

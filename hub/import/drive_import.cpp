@@ -2,133 +2,100 @@
 
 #include <ratio>
 #include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
+#include <variant>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/import/drive_csv.h"
+#include "hub/messages/reflection.h"
+#include "hub/messages/technologies.h"
 
 namespace kelvane_hub {
 namespace {
 
 namespace fs = std::filesystem;
+using Cell = mox_wwan_cell_info;
 
 // ---- a row as a step ----
 
-/// A value of a cell and where it goes.
-template <class Value, class Part, class Argument>
-struct Field {
-  std::optional<Value> MeasuredCell::*value;
-  void (Part::*set)(Argument);
-};
-template <class Value, class Part, class Argument>
-Field(std::optional<Value> MeasuredCell::*, void (Part::*)(Argument)) -> Field<Value, Part, Argument>;
-
-/// The fields of an identity or of a signal strength.
-template <class Part>
-constexpr std::tuple<> fields{};
-
-template <>
-constexpr std::tuple fields<mox_wwan_cell_identity_gsm>{
-    Field{&MeasuredCell::id, &mox_wwan_cell_identity_gsm::set_cid},
-    Field{&MeasuredCell::area, &mox_wwan_cell_identity_gsm::set_lac},
+/// A value of a cell and the field that it goes into.
+struct Destination {
+  Cell::CellInfoCase technology;
+  std::string_view part;
+  std::string_view field;
+  std::variant<std::optional<std::int32_t> MeasuredCell::*, std::optional<std::uint64_t> MeasuredCell::*> value;
 };
 
-template <>
-constexpr std::tuple fields<mox_wwan_cell_identity_wcdma>{
-    Field{&MeasuredCell::id, &mox_wwan_cell_identity_wcdma::set_cid},
-    Field{&MeasuredCell::area, &mox_wwan_cell_identity_wcdma::set_lac},
+constexpr Destination destinations[] = {
+    {Cell::kGsm, identity_part, "cid", &MeasuredCell::id},
+    {Cell::kGsm, identity_part, "lac", &MeasuredCell::area},
+    {Cell::kGsm, signal_part, "signal_strength", &MeasuredCell::rsrp},
+    {Cell::kWcdma, identity_part, "cid", &MeasuredCell::id},
+    {Cell::kWcdma, identity_part, "lac", &MeasuredCell::area},
+    {Cell::kWcdma, signal_part, "signal_strength", &MeasuredCell::rssi},
+    {Cell::kWcdma, signal_part, "rscp", &MeasuredCell::rsrp},
+    {Cell::kWcdma, signal_part, "ecno", &MeasuredCell::rsrq},
+    {Cell::kLte, identity_part, "ci", &MeasuredCell::id},
+    {Cell::kLte, identity_part, "tac", &MeasuredCell::area},
+    {Cell::kLte, signal_part, "signal_strength", &MeasuredCell::rssi},
+    {Cell::kLte, signal_part, "rsrp", &MeasuredCell::rsrp},
+    {Cell::kLte, signal_part, "rsrq", &MeasuredCell::rsrq},
+    {Cell::kLte, signal_part, "rssnr", &MeasuredCell::rssnr},
+    {Cell::kLte, signal_part, "cqi", &MeasuredCell::cqi},
+    {Cell::kNr, identity_part, "ci", &MeasuredCell::id},
+    {Cell::kNr, identity_part, "tac", &MeasuredCell::area},
+    {Cell::kNr, signal_part, "rsrp", &MeasuredCell::rsrp},
+    {Cell::kNr, signal_part, "rsrq", &MeasuredCell::rsrq},
+    {Cell::kNr, signal_part, "rssnr", &MeasuredCell::rssnr},
+    {Cell::kNr, signal_part, "cqi", &MeasuredCell::cqi},
 };
 
-template <>
-constexpr std::tuple fields<mox_wwan_cell_identity_lte>{
-    Field{&MeasuredCell::id, &mox_wwan_cell_identity_lte::set_ci},
-    Field{&MeasuredCell::area, &mox_wwan_cell_identity_lte::set_tac},
-};
-
-template <>
-constexpr std::tuple fields<mox_wwan_cell_identity_nr>{
-    Field{&MeasuredCell::id, &mox_wwan_cell_identity_nr::set_ci},
-    Field{&MeasuredCell::area, &mox_wwan_cell_identity_nr::set_tac},
-};
-
-template <>
-constexpr std::tuple fields<mox_wwan_signal_strength_gsm>{
-    Field{&MeasuredCell::rsrp, &mox_wwan_signal_strength_gsm::set_signal_strength},
-};
-
-template <>
-constexpr std::tuple fields<mox_wwan_signal_strength_wcdma>{
-    Field{&MeasuredCell::rssi, &mox_wwan_signal_strength_wcdma::set_signal_strength},
-    Field{&MeasuredCell::rsrp, &mox_wwan_signal_strength_wcdma::set_rscp},
-    Field{&MeasuredCell::rsrq, &mox_wwan_signal_strength_wcdma::set_ecno},
-};
-
-template <>
-constexpr std::tuple fields<mox_wwan_signal_strength_lte>{
-    Field{&MeasuredCell::rssi, &mox_wwan_signal_strength_lte::set_signal_strength},
-    Field{&MeasuredCell::rsrp, &mox_wwan_signal_strength_lte::set_rsrp},
-    Field{&MeasuredCell::rsrq, &mox_wwan_signal_strength_lte::set_rsrq},
-    Field{&MeasuredCell::rssnr, &mox_wwan_signal_strength_lte::set_rssnr},
-    Field{&MeasuredCell::cqi, &mox_wwan_signal_strength_lte::set_cqi},
-};
-
-template <>
-constexpr std::tuple fields<mox_wwan_signal_strength_nr>{
-    Field{&MeasuredCell::rsrp, &mox_wwan_signal_strength_nr::set_rsrp},
-    Field{&MeasuredCell::rsrq, &mox_wwan_signal_strength_nr::set_rsrq},
-    Field{&MeasuredCell::rssnr, &mox_wwan_signal_strength_nr::set_rssnr},
-    Field{&MeasuredCell::cqi, &mox_wwan_signal_strength_nr::set_cqi},
-};
-
-/// Sets what was measured. A part of `info` of which nothing was measured is never created, so that it stays absent.
-template <class Info, class Part>
-void fill(Info& info, Part* (Info::*create)(), const MeasuredCell& measured) {
-  const auto set = [&]<class Value, class Argument>(const Field<Value, Part, Argument>& field) {
-    const auto& value = measured.*field.value;
-    if (value) ((info.*create)()->*field.set)(static_cast<Argument>(*value));
-  };
-  std::apply([&](const auto&... field) { (set(field), ...); }, fields<Part>);
+/// Sets a field of 32 bits or, unsigned, of 64; `value` fits.
+template <class Number>
+void set_number(google::protobuf::Message& message, std::string_view name, Number value) {
+  const auto& field = field_of(*message.GetDescriptor(), name);
+  if (field.cpp_type() == google::protobuf::FieldDescriptor::CPPTYPE_UINT64) {
+    message.GetReflection()->SetUInt64(&message, &field, static_cast<std::uint64_t>(value));
+  } else {
+    message.GetReflection()->SetInt32(&message, &field, static_cast<std::int32_t>(value));
+  }
 }
 
-template <class Info>
-void fill_info(Info& info, const MeasuredCell& measured, const std::optional<Plmn>& plmn) {
-  fill(info, &Info::mutable_cell_identity, measured);
-  fill(info, &Info::mutable_signal_strength, measured);
-  if (!plmn) return;
-  info.mutable_cell_identity()->set_mcc(plmn->mcc);
-  info.mutable_cell_identity()->set_mnc(plmn->mnc);
+/// Sets what was measured. A part of which nothing was measured is never made, so that it stays absent.
+void fill(Cell& cell, const Technology& technology, const MeasuredCell& measured) {
+  for (const Destination& destination : destinations) {
+    if (destination.technology != technology.info) continue;
+    const auto set = [&](const auto member) {
+      const auto& value = measured.*member;
+      if (value) set_number(make_part(cell, technology, destination.part), destination.field, *value);
+    };
+    std::visit(set, destination.value);
+  }
 }
 
-void fill_cell(mox_wwan_cell_info& cell, const DriveRow& row, const MeasuredCell& measured,
-               const std::optional<Plmn>& plmn) {
+void fill_cell(Cell& cell, const DriveRow& row, const MeasuredCell& measured, const std::optional<Plmn>& plmn) {
   constexpr std::int32_t timestamp_type = 1;
+  const Technology& technology = *find_technology(row.technology);
   cell.set_timestamp(static_cast<std::uint64_t>(row.time.count()) * std::nano::den);
   cell.set_timestamp_type(timestamp_type);
-  cell.set_cell_type(static_cast<std::int32_t>(row.type));
-  switch (row.type) {
-    case CellType::gsm:
-      return fill_info(*cell.mutable_gsm(), measured, plmn);
-    case CellType::lte:
-      return fill_info(*cell.mutable_lte(), measured, plmn);
-    case CellType::wcdma:
-      return fill_info(*cell.mutable_wcdma(), measured, plmn);
-    case CellType::nr:
-      return fill_info(*cell.mutable_nr(), measured, plmn);
-  }
+  cell.set_cell_type(technology.cell_type);
+  make_info(cell, technology);
+  fill(cell, technology, measured);
+  if (!plmn) return;
+  auto& identity = make_part(cell, technology, identity_part);
+  set_number(identity, "mcc", plmn->mcc);
+  set_number(identity, "mnc", plmn->mnc);
 }
 
 void fill_step(scenario_step& step, const DriveRow& row, const std::optional<Plmn>& plmn) {
   step.set_at(static_cast<double>(row.time.count()));
   auto& cells = *step.mutable_cells();
   cells.set_sub(0);
-  mox_wwan_cell_info& serving = *cells.add_cells();
+  Cell& serving = *cells.add_cells();
   serving.set_registered(true);
   fill_cell(serving, row, row.serving, plmn);
   if (!row.neighbour) return;
-  mox_wwan_cell_info& neighbour = *cells.add_cells();
+  Cell& neighbour = *cells.add_cells();
   neighbour.set_registered(false);
   fill_cell(neighbour, row, *row.neighbour, {});
 }

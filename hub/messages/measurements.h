@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 #include "mox_wwan_test.pb.h"
 
@@ -22,13 +23,23 @@ struct Range {
 };
 
 struct Measurement {
+  /// Where a technology has it, looked up once: a decision is made at each change for each client.
+  struct Place {
+    const google::protobuf::FieldDescriptor* info;
+    const google::protobuf::FieldDescriptor* signal;
+    const google::protobuf::FieldDescriptor* value;
+  };
+
   RadioAccessNetwork ran;
   SignalMeasurementType type;
-  Range thresholds;                          // dBm, or dB for the ratios: RSRQ, RSSNR, SSRSRQ, SSSINR
-  Value (*read)(const mox_wwan_cell_info&);  // a cell of another technology has none
+  Range thresholds;           // dBm, or dB for the ratios: RSRQ, RSSNR, SSRSRQ, SSSINR
+  std::vector<Place> places;  // one for each technology of `ran`
+
+  /// The value of `cell`; a cell of another technology has none.
+  Value read(const mox_wwan_cell_info& cell) const;
 };
 
-/// All of them, those of a technology together.
+/// All of them, those of a `ran` together.
 std::span<const Measurement> measurements();
 
 /// The one that `entry` is for; null if it names nothing that is measured.

@@ -1,33 +1,19 @@
 #include "hub/plot/plot.h"
 
 #include <algorithm>
-#include <map>
+#include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "hub/messages/technologies.h"
 #include "hub/plot/gnuplot.h"
-#include "hub/report/cell_form.h"
 
 namespace kelvane_hub {
 namespace {
 
-/// How a technology is drawn: colours that the colour-blind tell apart (LTE and NR in greyscale, too), and dashes.
-struct Style {
-  std::int64_t cell_type;
-  const char* colour;
-  const char* dash;
-};
-constexpr Style styles[] = {{1, "#8C6BB1", "(3,2)"}, {2, "#C8452D", "(1,2)"},     {3, "#E08A00", "1"},
-                            {4, "#009E73", "(7,2)"}, {5, "#CC79A7", "(6,2,1,2)"}, {6, "#0B6AB0", "(14,3)"}};
-constexpr Style other_style{0, "#808080", "1"};
-
-const Style& style_of(std::int64_t cell_type) {
-  const auto* found = std::ranges::find(styles, cell_type, &Style::cell_type);
-  return found == std::end(styles) ? other_style : *found;
-}
-
 /// A file may have any bytes in its name, a picture only UTF-8.
 std::string as_utf8(const std::string& text) {
-  return Json::parse(Json(text).dump(-1, ' ', false, Json::error_handler_t::replace)).get<std::string>();
+  using nlohmann::json;
+  return json::parse(json(text).dump(-1, ' ', false, json::error_handler_t::replace)).get<std::string>();
 }
 
 /// In gnuplot's single quotes.
@@ -81,14 +67,14 @@ std::string dots_of(const std::vector<Stretch>& stretches) {
 void add_curves(Script& script, const Track& track) {
   const bool several_subs = !track.curves.empty() && track.curves.front().sub != track.curves.back().sub;
   for (const Curve& curve : track.curves) {
-    const Style& style = style_of(curve.cell_type);
-    std::string name(find_technology(curve.cell_type)->name);
+    const Technology& technology = *find_technology(curve.cell_type);
+    std::string name(technology.name);
     if (several_subs) name += ", sub " + std::to_string(curve.sub);
     script.plot(rows_of(curve.stretches), "with steps linewidth " + std::string(curve.sub == 0 ? "2.2" : "1.2") +
-                                              " linecolor rgb '" + style.colour + "' dashtype " + style.dash +
+                                              " linecolor rgb '" + technology.colour + "' dashtype " + technology.dash +
                                               " title " + in_quotes(name));
     script.plot(dots_of(curve.stretches),
-                "with points pointtype 5 pointsize 0.3 linecolor rgb '" + std::string(style.colour) + "' notitle");
+                "with points pointtype 5 pointsize 0.3 linecolor rgb '" + std::string(technology.colour) + "' notitle");
   }
 }
 

@@ -1,22 +1,24 @@
 #include "hub/plot/track.h"
 
-#include <google/protobuf/message.h>
-
 #include <algorithm>
 #include <map>
 #include <optional>
 #include <utility>
 
-#include "hub/report/cell_form.h"
+#include "hub/messages/reflection.h"
+#include "hub/messages/technologies.h"
 
 namespace kelvane_hub {
 namespace {
 
 constexpr double nanoseconds = 1e9;
 
+using Cells = mox_wwan_event_serving_neighboring_cell_info;
+using VoiceCalls = mox_wwan_event_voice_calls;
+
 /// The cell that a subscription is served by.
 struct Serving {
-  std::int64_t cell_type;
+  std::int32_t cell_type;
   std::string identity;  // whatever tells it from others
   double dbm;
 };
@@ -24,11 +26,32 @@ struct Serving {
 /// No receiver hears below -156 dBm: -200, 0 and the like stand for what is not known.
 bool is_measured(const std::optional<Serving>& serving) { return serving && serving->dbm < 0 && serving->dbm >= -156; }
 
+/// How strong the cell is, in dBm; 0 if that is not known.
+double strength_of(const mox_wwan_cell_info& cell, const Technology& technology) {
+  const auto* const signal = find_part(cell, technology, signal_part);
+  if (signal == nullptr) return 0;
+  return signal->GetReflection()->GetInt32(*signal, &field_of(*signal->GetDescriptor(), technology.strength));
+}
+
+std::optional<Serving> serving_of(const Cells& info) {
+  const auto cell = std::ranges::find_if(info.cells(), &mox_wwan_cell_info::registered);
+  if (cell == info.cells().end()) return {};
+  const Technology* const technology = find_technology(cell->cell_type());
+  if (technology == nullptr) return {};
+  Serving serving{technology->cell_type, std::string(technology->name), strength_of(*cell, *technology)};
+  if (const auto* const identity = find_part(*cell, *technology, identity_part)) {
+    serving.identity += identity->SerializeAsString();
+  }
+  return serving;
+}
+
 /// Builds a track from what happens, in order of time.
 class TrackBuilder {
  public:
-  void cells(double time, std::uint32_t sub, const std::optional<Serving>& serving) {
+  void cells(double time, const Cells& info) {
     reach(time);
+    const std::uint32_t sub = info.sub();
+    const auto serving = serving_of(info);
     auto& last = serving_[sub];
     if (last && serving && serving->identity != last->identity) track_.cell_changes.push_back(time);
     const bool goes_on = is_measured(last) && is_measured(serving) && serving->cell_type == last->cell_type;
@@ -41,11 +64,11 @@ class TrackBuilder {
     last = serving;
   }
 
-  void calls(double time, std::uint32_t sub, bool any) {
+  void calls(double time, const VoiceCalls& info) {
     reach(time);
-    const auto begun = calls_.find(sub);
-    if (any) {
-      calls_.try_emplace(sub, time);
+    const auto begun = calls_.find(info.sub());
+    if (!info.calls().empty()) {
+      calls_.try_emplace(info.sub(), time);
     } else if (begun != calls_.end()) {
       track_.calls.push_back({begun->second, time});
       calls_.erase(begun);
@@ -63,7 +86,7 @@ class TrackBuilder {
   }
 
  private:
-  std::vector<Stretch>& curve(std::int64_t cell_type, std::uint32_t sub) { return curves_[{sub, cell_type}]; }
+  std::vector<Stretch>& curve(std::int32_t cell_type, std::uint32_t sub) { return curves_[{sub, cell_type}]; }
 
   /// The last value holds until now.
   void end_stretch(const std::optional<Serving>& last, std::uint32_t sub) {
@@ -71,42 +94,33 @@ class TrackBuilder {
   }
 
   Track track_;
-  std::map<std::pair<std::uint32_t, std::int64_t>, std::vector<Stretch>> curves_;
+  std::map<std::pair<std::uint32_t, std::int32_t>, std::vector<Stretch>> curves_;
   std::map<std::uint32_t, std::optional<Serving>> serving_;
   std::map<std::uint32_t, double> calls_;  // when they began
 };
 
-// ---- a run ----
-
-std::optional<Serving> serving_of(const Json& cells) {
-  const auto found = std::ranges::find_if(cells, [](const Json& cell) { return cell["registered"].get<bool>(); });
-  if (found == cells.end()) return {};
-  const auto cell_type = found->at("cell_type").get<std::int64_t>();
-  const Technology* const technology = find_technology(cell_type);
-  if (technology == nullptr) return {};
-  const auto dbm = found->at("signal_strength").at(std::string(technology->strength)).get<double>();
-  return Serving{cell_type, found->at("technology").dump() + found->at("cell_identity").dump(), dbm};
-}
+// ---- times of a run ----
 
 /// The timestamp of the first cell of an event of cells, in seconds.
-std::optional<double> timestamp_of(const Json& event) {
-  if (!event.contains("cells") || event["cells"].empty()) return {};
-  return event["cells"][0]["timestamp"].get<double>() / nanoseconds;
+std::optional<double> timestamp_of(const RunEvent& event) {
+  const auto* const info = payload_of<Cells>(event);
+  if (info == nullptr || info->cells().empty()) return {};
+  return static_cast<double>(info->cells(0).timestamp()) / nanoseconds;
 }
 
-std::optional<double> log_time_of(const Json& event) {
-  if (event.contains("log_time")) return event["log_time"].get<double>();
-  if (!event.contains("cells") || event["cells"].empty()) return {};
-  return event["cells"][0]["log_time"].get<double>();
+std::optional<double> log_time_of(const RunEvent& event) {
+  if (event.log_time) return static_cast<double>(*event.log_time);
+  if (payload_of<Cells>(event) == nullptr || event.log_times_of_cells.empty()) return {};
+  return static_cast<double>(event.log_times_of_cells.front());
 }
 
-using TimeOf = std::optional<double> (*)(const Json& event);
+using TimeOf = std::optional<double> (*)(const RunEvent& event);
 
 /// Never fall, and not all the same.
 bool timestamps_grow(const Run& run) {
   std::optional<double> first;
   std::optional<double> last;
-  for (const Json& event : run.events) {
+  for (const RunEvent& event : run.events) {
     const auto time = timestamp_of(event);
     if (!time) continue;
     if (last && *time < *last) return false;
@@ -114,37 +128,6 @@ bool timestamps_grow(const Run& run) {
     last = time;
   }
   return first && *last > *first;
-}
-
-// ---- a scenario ----
-
-/// The one field of `message` that is set, of those that are messages; or null.
-const google::protobuf::Message* member(const google::protobuf::Message& message, const std::string& name) {
-  const auto* const field = message.GetDescriptor()->FindFieldByName(name);
-  if (field == nullptr || !message.GetReflection()->HasField(message, field)) return nullptr;
-  return &message.GetReflection()->GetMessage(message, field);
-}
-
-std::string lower_case(std::string_view name) {
-  std::string lower(name);
-  for (char& character : lower) character = static_cast<char>(character - 'A' + 'a');
-  return lower;
-}
-
-std::optional<Serving> serving_of(const mox_wwan_event_serving_neighboring_cell_info& info) {
-  const auto cell = std::ranges::find_if(info.cells(), [](const auto& candidate) { return candidate.registered(); });
-  if (cell == info.cells().end()) return {};
-  const Technology* const technology = find_technology(cell->cell_type());
-  if (technology == nullptr) return {};
-  Serving serving{technology->cell_type, std::string(technology->name), 0};
-  const auto* const cell_info = member(*cell, lower_case(technology->name));
-  if (cell_info == nullptr) return serving;
-  if (const auto* identity = member(*cell_info, "cell_identity")) serving.identity += identity->SerializeAsString();
-  if (const auto* signal = member(*cell_info, "signal_strength")) {
-    const auto* const field = signal->GetDescriptor()->FindFieldByName(std::string(technology->strength));
-    serving.dbm = signal->GetReflection()->GetInt32(*signal, field);
-  }
-  return serving;
 }
 
 }  // namespace
@@ -155,16 +138,13 @@ Track track_of(const Run& run) {
   TrackBuilder builder;
   std::optional<double> first;
   double now = 0;
-  for (const Json& event : run.events) {
+  for (const RunEvent& event : run.events) {
     if (const auto time = time_of(event)) {
       if (!first) first = time;
       now = std::max(now, *time - *first);
     }
-    if (event["event"] == "serving_neighboring_cell_info") {
-      builder.cells(now, event["sub"].get<std::uint32_t>(), serving_of(event["cells"]));
-    } else if (event["event"] == "voice_calls") {
-      builder.calls(now, event["sub"].get<std::uint32_t>(), !event["calls"].empty());
-    }
+    if (const auto* const info = payload_of<Cells>(event)) builder.cells(now, *info);
+    if (const auto* const info = payload_of<VoiceCalls>(event)) builder.calls(now, *info);
   }
   return builder.finish(by_timestamp ? "timestamps" : "log time");
 }
@@ -173,10 +153,8 @@ Track track_of(const scenario& played) {
   TrackBuilder builder;
   for (const auto& step : played.steps()) {
     builder.reach(step.at());
-    if (step.has_cells()) builder.cells(step.at(), step.cells().sub(), serving_of(step.cells()));
-    if (step.has_voice_calls()) {
-      builder.calls(step.at(), step.voice_calls().sub(), step.voice_calls().calls_size() > 0);
-    }
+    if (step.has_cells()) builder.cells(step.at(), step.cells());
+    if (step.has_voice_calls()) builder.calls(step.at(), step.voice_calls());
   }
   if (played.has_repeat_after()) builder.reach(played.repeat_after());
   return builder.finish("scenario time");

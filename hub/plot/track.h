@@ -1,6 +1,7 @@
 // What a plot shows: a run or a scenario as curves over time.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ using Stretch = std::vector<Point>;
 
 /// All stretches of a technology on a subscription.
 struct Curve {
-  std::int64_t cell_type;
+  std::int32_t cell_type;
   std::uint32_t sub;
   std::vector<Stretch> stretches;
 };
@@ -30,7 +31,7 @@ struct CallTime {
   double end;
 };
 
-/// Times are seconds from the first report.
+/// Times are seconds from the first report of a run, or the beginning of a scenario.
 struct Track {
   /// What `time` is counted in, for the axis.
   std::string clock;

@@ -1,14 +1,18 @@
-#include <algorithm>
-#include <array>
-#include <cstdint>
-#include <utility>
+#include "hub/report/run_reader.h"
 
-#include "hub/report/cell_form.h"
+#include <algorithm>
+#include <cstdint>
+#include <stdexcept>
+
+#include "hub/messages/reflection.h"
 #include "hub/report/line_scanner.h"
-#include "hub/report/run.h"
+#include "hub/report/report_form.h"
 
 namespace kelvane_hub {
 namespace {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
 
 /// Lines of the main thread, which may come between any two lines of a report.
 struct Progress {
@@ -73,34 +77,49 @@ class Lines {
   std::size_t number_ = 1;
 };
 
-Json take_value(LineScanner& line, Kind kind) {
-  switch (kind) {
-    case Kind::int32:
-      return line.take_number<std::int32_t>();
-    case Kind::uint32:
-      return line.take_number<std::uint32_t>();
-    case Kind::int64:
-      return line.take_number<std::int64_t>();
-    case Kind::uint64:
-      return line.take_number<std::uint64_t>();
-    case Kind::flag:
-      break;
-  }
+// ---- values ----
+
+bool take_flag(LineScanner& line) {
   if (!line.starts_with("0") && !line.starts_with("1")) line.fail("0 or 1");
   return line.take_number<std::uint32_t>() == 1;
 }
 
-/// The rest of a line after an opener.
-Json take_fields(LineScanner& line, std::span<const Field> fields) {
-  Json values;
-  for (const Field& field : fields) {
-    std::string before = values.empty() ? "" : ",";
-    line.take(before.append(field.label) + ": ");
-    values[std::string(field.key)] = take_value(line, field.kind);
+/// Takes a value and its label; `before` stands ahead of both.
+void take_value(LineScanner& line, Message& message, const PrintedField& printed, std::string_view before = "") {
+  line.take(std::string(before).append(printed.label));
+  const FieldDescriptor& field = field_of(*message.GetDescriptor(), printed.name);
+  const auto& reflection = *message.GetReflection();
+  switch (field.cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+      return reflection.SetInt32(&message, &field, line.take_number<std::int32_t>());
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return reflection.SetUInt32(&message, &field, line.take_number<std::uint32_t>());
+    case FieldDescriptor::CPPTYPE_UINT64:
+      return reflection.SetUInt64(&message, &field, line.take_number<std::uint64_t>());
+    case FieldDescriptor::CPPTYPE_BOOL:
+      return reflection.SetBool(&message, &field, take_flag(line));
+    default:
+      throw std::logic_error(field.full_name() + " is of a type that is not printed");
+  }
+}
+
+/// Takes several values, up to the "}" after them; `before` stands ahead of the first, `between` ahead of the others.
+void take_values(LineScanner& line, Message& message, std::span<const PrintedField> fields, std::string_view before,
+                 std::string_view between) {
+  for (const PrintedField& field : fields) {
+    take_value(line, message, field, before);
+    before = between;
   }
   line.take("}");
-  line.take_end();
-  return values;
+}
+
+/// A line for each value that reports have of `message`.
+void take_lines(Lines& lines, Message& message) {
+  for (const PrintedField& field : printed_fields(*message.GetDescriptor())) {
+    LineScanner line = lines.next();
+    take_value(line, message, field);
+    line.take_end();
+  }
 }
 
 template <class Number>
@@ -111,128 +130,110 @@ Number take_last_number(LineScanner line, std::string_view before) {
   return number;
 }
 
+/// What stands before the first value of a Payload, and tells its reports from others.
+template <class Payload>
+std::string_view first_label() {
+  return printed_fields(*Payload::descriptor()).front().label;
+}
+
 void take_empty_line(Lines& lines) { lines.next().take_end(); }
+
+/// Makes `event` one whose payload is a Payload.
+template <class Payload>
+Payload& begin(RunEvent& event) {
+  auto message = std::make_unique<Payload>();
+  Payload& payload = *message;
+  event.kind = find_event_kind(*Payload::descriptor());
+  event.message = std::move(message);
+  return payload;
+}
 
 // ---- cells ----
 
-Json take_cell(Lines& lines, std::size_t number) {
+void take_cell(Lines& lines, std::size_t number, RunEvent& event, mox_wwan_cell_info& cell) {
   take_empty_line(lines);
   LineScanner header = lines.next();
   header.take("=== Cell " + std::to_string(number) + " === {");
-  Json cell = take_fields(header, cell_header());
-  const Technology* const technology = find_technology(cell["cell_type"].get<std::int64_t>());
-  if (technology == nullptr) return cell;
-  cell["technology"] = technology->name;
-  for (const Block& block : technology->blocks) {
+  header.take("Log Time: ");
+  event.log_times_of_cells.push_back(header.take_number<std::int64_t>());
+  take_values(header, cell, printed_fields(*cell.GetDescriptor()), ",", ",");
+  header.take_end();
+  const Technology* const technology = find_technology(cell.cell_type());
+  if (technology == nullptr) return;
+  for (const PrintedPart& part : technology->parts) {
     take_empty_line(lines);
     LineScanner line = lines.next();
-    line.take(block.opener);
-    cell[std::string(block.key)] = take_fields(line, block.fields);
+    line.take(std::string("== ").append(part.title) + " == {");
+    take_values(line, make_part(cell, *technology, part.name), part.fields, "", ",");
+    line.take_end();
   }
-  return cell;
 }
 
-constexpr std::string_view cells_of_sub = "Received serving neighboring cell info on Sub :";
-constexpr std::string_view location_status = "Received serving neighboring cell info with status :";
-constexpr std::string_view number_of_cells = "serving neighboring cell info. Number of cells: ";
-
-void take_cells(Lines& lines, Json& info) {
-  info["sub"] = take_last_number<std::uint32_t>(lines.next(), cells_of_sub);
+void take_cells(Lines& lines, RunEvent& event, mox_wwan_event_serving_neighboring_cell_info& info) {
+  take_lines(lines, info);
   const auto count = take_last_number<std::uint32_t>(lines.next(), number_of_cells);
-  info["cells"] = Json::array();
-  for (std::size_t number = 1; number <= count; ++number) info["cells"].push_back(take_cell(lines, number));
+  for (std::size_t number = 1; number <= count; ++number) take_cell(lines, number, event, *info.add_cells());
 }
 
-void take_locations(Lines& lines, Json& event) {
-  event["status"] = take_last_number<std::int32_t>(lines.next(), location_status);
+void take_locations(Lines& lines, RunEvent& event, mox_wwan_get_cell_location_info_response& response) {
+  take_lines(lines, response);
   const auto count = take_last_number<std::uint32_t>(lines.next(), number_of_cells);
-  event["subscriptions"] = Json::array();
-  for (std::uint32_t i = 0; i < count; ++i) take_cells(lines, event["subscriptions"].emplace_back());
+  for (std::uint32_t i = 0; i < count; ++i) take_cells(lines, event, *response.add_cells());
 }
 
-/// The bytes in hexadecimal.
 std::string take_payload(LineScanner line, std::uint64_t size) {
-  constexpr std::string_view digits = "0123456789abcdef";
   std::string payload;
   for (std::uint64_t i = 0; i < size; ++i) {
     const LineScanner before = line;
     const auto byte = line.take_number<std::uint32_t>();
     if (byte > 255) before.fail("a byte");
     line.take(" ");
-    payload += {digits[byte / 16], digits[byte % 16]};
+    payload += static_cast<char>(byte);
   }
   line.take_end();
   return payload;
 }
 
-// ---- the other events ----
-
-void take_highspeed_rail(Lines& lines, Json& event) {
-  event["sub"] = take_last_number<std::uint32_t>(lines.next(), "Received HST info on Sub :");
-  for (const auto& [key, before] : {std::pair("lte", "hst info-LTE "), std::pair("nr5g", "hst info-NR5G ")}) {
-    LineScanner line = lines.next();
-    line.take(before);
-    event[key] = take_value(line, Kind::flag);
-    line.take_end();
-  }
-}
-
-void take_config_status(Lines& lines, Json& event) {
-  event["error"] = take_last_number<std::int32_t>(lines.next(), "error info: ");
-}
-
 /// What begins with the size of a payload.
-void take_sized_event(Lines& lines, Json& event) {
-  const auto size = take_last_number<std::uint64_t>(lines.next(), "Payload size: ");
+void take_sized_event(Lines& lines, RunEvent& event) {
+  event.payload_size = take_last_number<std::uint64_t>(lines.next(), "Payload size: ");
   if (lines.peek().starts_with("Received HST")) {
-    event["event"] = "highspeed_rail_network_info";
-    event["payload_size"] = size;
-    return take_highspeed_rail(lines, event);
+    return take_lines(lines, begin<mox_wwan_event_highspeed_rail_network_info>(event));
   }
   if (lines.peek().starts_with("error info")) {
-    event["event"] = "signal_strength_config_status";
-    event["payload_size"] = size;
-    return take_config_status(lines, event);
+    return take_lines(lines, begin<mox_wwan_signal_strength_config_status>(event));
   }
-  const std::string payload = take_payload(lines.next(), size);
-  const bool is_location = lines.peek().starts_with(location_status);
-  event["event"] = is_location ? "get_cell_location_info_response" : "serving_neighboring_cell_info";
-  event["payload_size"] = size;
-  event["payload"] = payload;
-  is_location ? take_locations(lines, event) : take_cells(lines, event);
+  event.payload = take_payload(lines.next(), *event.payload_size);
+  if (lines.peek().starts_with(first_label<mox_wwan_get_cell_location_info_response>())) {
+    return take_locations(lines, event, begin<mox_wwan_get_cell_location_info_response>(event));
+  }
+  take_cells(lines, event, begin<mox_wwan_event_serving_neighboring_cell_info>(event));
 }
 
-void take_voice_calls(LineScanner line, Json& event) {
-  event["event"] = "voice_calls";
-  event["sub"] = line.take_number<std::uint32_t>();
+// ---- calls and RRC states ----
+
+void take_voice_calls(LineScanner line, mox_wwan_event_voice_calls& info) {
+  take_value(line, info, printed_fields(*info.GetDescriptor()).front());
   line.take(", voice call info-Number of calls: ");
   const auto count = line.take_number<std::uint32_t>();
   line.take(": [");
-  event["calls"] = Json::array();
   for (std::uint32_t number = 1; number <= count; ++number) {
-    line.take("{ Call: " + std::to_string(number) + ", CallID: ");
-    Json& call = event["calls"].emplace_back();
-    call["call_id"] = line.take_number<std::uint32_t>();
-    line.take(", CallState: ");
-    call["call_state"] = line.take_number<std::int32_t>();
-    line.take("}");
+    auto& call = *info.add_calls();
+    take_values(line, call, printed_fields(*call.GetDescriptor()), "{ Call: " + std::to_string(number), "");
   }
   line.take("]");
   line.take_end();
 }
 
-void take_rrc_states(LineScanner first, Lines& lines, Json& event) {
-  event["event"] = "rrc_states_info";
-  event["sub"] = first.take_number<std::uint32_t>();
+void take_rrc_states(LineScanner first, Lines& lines, mox_wwan_event_rrc_states_info& info) {
+  const auto fields = printed_fields(*info.GetDescriptor());
+  take_value(first, info, fields.front());
   first.take(", ");
   first.take_end();
-  for (const auto& [key, before] :
-       {std::pair("wcdma_rrc_state", "{ WCDMA RRC STATE: "), std::pair("lte_rrc_state", "{ LTE RRC STATE: "),
-        std::pair("nr5g_rrc_state", "{ NR5G RRC STATE: ")}) {
-    if (!lines.peek().starts_with(before)) continue;
+  for (const PrintedField& state : fields.subspan(1)) {
+    if (!lines.peek().starts_with(state.label)) continue;
     LineScanner line = lines.next();
-    line.take(before);
-    event[key] = line.take_number<std::int32_t>();
+    take_value(line, info, state);
     line.take(" }");
     line.take_end();
   }
@@ -240,20 +241,20 @@ void take_rrc_states(LineScanner first, Lines& lines, Json& event) {
 }
 
 /// What begins with the log time.
-void take_timed_event(Lines& lines, Json& event) {
+void take_timed_event(Lines& lines, RunEvent& event) {
   LineScanner line = lines.next();
   line.take("Log Time: ");
-  const auto time = line.take_number<std::int64_t>();
-  constexpr std::string_view voice = ", Received voice call info on Sub:";
-  const bool is_voice = line.starts_with(voice);
-  line.take(is_voice ? voice : ", Received rrc state info on Sub:");
-  event["log_time"] = time;
-  is_voice ? take_voice_calls(line, event) : take_rrc_states(line, lines, event);
+  event.log_time = line.take_number<std::int64_t>();
+  if (line.starts_with(first_label<mox_wwan_event_voice_calls>())) {
+    return take_voice_calls(line, begin<mox_wwan_event_voice_calls>(event));
+  }
+  take_rrc_states(line, lines, begin<mox_wwan_event_rrc_states_info>(event));
 }
 
-Json take_event(Lines& lines) {
+RunEvent take_event(Lines& lines) {
   const LineScanner first = lines.peek();
-  Json event{{"event", ""}, {"line", first.line()}};
+  RunEvent event;
+  event.line = first.line();
   if (first.starts_with("Payload size: ")) {
     take_sized_event(lines, event);
   } else if (first.starts_with("Log Time: ")) {

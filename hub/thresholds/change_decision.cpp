@@ -3,11 +3,11 @@
 #include <google/protobuf/util/message_differencer.h>
 
 #include <algorithm>
-#include <iterator>
 #include <optional>
 
 #include "hub/base/concat.h"
 #include "hub/messages/measurements.h"
+#include "hub/messages/technologies.h"
 
 namespace kelvane_hub {
 namespace {
@@ -18,34 +18,6 @@ using google::protobuf::util::MessageDifferencer;
 using Cell = mox_wwan_cell_info;
 using Config = mox_wwan_signal_strength_config;
 using Entry = mox_wwan_signal_threshold_info;
-
-template <auto Part>
-const Message* identity(const Cell& cell) {
-  const auto& part = (cell.*Part)();
-  return part.has_cell_identity() ? &part.cell_identity() : nullptr;
-}
-
-struct Technology {
-  Cell::CellInfoCase part;
-  RadioAccessNetwork ran;
-  const char* name;
-  const Message* (*identity)(const Cell& cell);  // null: absent
-};
-
-constexpr Technology technologies[] = {
-    {Cell::kGsm, GERAN, "GSM", identity<&Cell::gsm>},
-    {Cell::kCdma, CDMA2000, "CDMA", identity<&Cell::cdma>},
-    {Cell::kLte, EUTRAN, "LTE", identity<&Cell::lte>},
-    {Cell::kWcdma, UTRAN, "WCDMA", identity<&Cell::wcdma>},
-    {Cell::kTdscdma, UTRAN, "TDSCDMA", identity<&Cell::tdscdma>},
-    {Cell::kNr, NGRAN, "NR", identity<&Cell::nr>},
-};
-
-/// Null if the cell has no part of a technology known here. What cell_type says is passed through, not relied on.
-const Technology* technology_of(const Cell& cell) {
-  const auto* const found = std::ranges::find(technologies, cell.cell_info_case(), &Technology::part);
-  return found == std::end(technologies) ? nullptr : found;
-}
 
 /// "1 2 3"
 template <class Items>
@@ -142,7 +114,7 @@ struct Trait {
 
 std::string show_technology(const Cell& cell) {
   const Technology* const technology = technology_of(cell);
-  return technology != nullptr ? technology->name : "none";
+  return technology != nullptr ? std::string(technology->name) : "none";
 }
 
 std::string show_registered(const Cell& cell) {
@@ -166,8 +138,8 @@ bool same_identity(const Cell& was, const Cell& is) {
   const Technology* const technology = technology_of(is);
   // Identities of two technologies cannot be compared; that change is the technology's.
   if (technology == nullptr || technology != technology_of(was)) return true;
-  const Message* const identity_was = technology->identity(was);
-  const Message* const identity_is = technology->identity(is);
+  const Message* const identity_was = find_part(was, *technology, identity_part);
+  const Message* const identity_is = find_part(is, *technology, identity_part);
   if (identity_was == nullptr || identity_is == nullptr) return identity_was == identity_is;
   return MessageDifferencer::Equals(*identity_was, *identity_is);
 }

@@ -159,12 +159,14 @@ TEST_F(Import, NamesThePlaceOfWhatIsMalformed) {
                            "2019.01.01_00.00.60", "2019-01-01_00.00.00", "2019.01.01_00.00.00Z\xC3\xA9\x7F"}) {
     texts.push_back(header + time + ",LTE" + no_values);
   }
-  std::string errors;
+  std::string mistakes;
   for (const auto& text : texts) {
     const fs::path csv = write(text);
-    errors += error_of([&] { import_drive(csv, {}); }).substr(csv.parent_path().string().size() + 1) + "\n";
+    const std::string error = error_of([&] { import_drive(csv, {}); });
+    mistakes += cellscope::test::printable(text.substr(0, 300)) + (text.size() > 300 ? "..." : "");
+    mistakes += (text.ends_with('\n') ? "  " : "\n  ") + error.substr(csv.parent_path().string().size() + 1) + "\n";
   }
-  cellscope::test::expect_golden("ImportMistakes", errors);
+  cellscope::test::expect_golden("ImportMistakes", mistakes);
 }
 
 TEST_F(Import, SaysWhyAFileCannotBeReadOrWritten) {

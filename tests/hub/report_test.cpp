@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 
 #include "hub/base/input_error.h"
+#include "hub/messages/reflection.h"
+#include "hub/messages/technologies.h"
 #include "hub/plot/track.h"
-#include "hub/report/run.h"
+#include "hub/report/run_reader.h"
+#include "hub/report/run_writer.h"
+#include "hub/scenario/scenario_file.h"
 
 namespace kelvane_hub {
 namespace {
@@ -42,8 +46,10 @@ TEST(ReportTest, EachEventIsAnObject) {
       {"Log Time: 9, Received voice call info on Sub:0, voice call info-Number of calls: 1: "
        "[{ Call: 1, CallID: 4294967295, CallState: -5}]\n",
        R"({"event":"voice_calls","line":1,"log_time":9,"sub":0,"calls":[{"call_id":4294967295,"call_state":-5}]})"},
-      {"Log Time: 9, Received rrc state info on Sub:0, \n{ LTE RRC STATE: 1 }\n\n",
-       R"({"event":"rrc_states_info","line":1,"log_time":9,"sub":0,"lte_rrc_state":1})"},
+      {"Log Time: 9, Received rrc state info on Sub:0, \n{ WCDMA RRC STATE: 3 }\n{ LTE RRC STATE: 1 }\n"
+       "{ NR5G RRC STATE: -2 }\n\n",
+       R"({"event":"rrc_states_info","line":1,"log_time":9,"sub":0,"wcdma_rrc_state":3,"lte_rrc_state":1,)"
+       R"("nr5g_rrc_state":-2})"},
       {"Payload size: 4\nReceived HST info on Sub :1\nhst info-LTE 0\nhst info-NR5G 1\n",
        R"({"event":"highspeed_rail_network_info","line":1,"payload_size":4,"sub":1,"lte":false,"nr5g":true})"},
       {"Payload size: 2\nListening For streaming sensor\nerror info: -7\nGot the  signal for 2\n",
@@ -97,13 +103,27 @@ TEST(ReportTest, CsvHasARowForEachCellOrCall) {
                                 "Log Time: 9, Received voice call info on Sub:0, voice call info-Number of calls: 2: "
                                 "[{ Call: 1, CallID: 1, CallState: 3}{ Call: 2, CallID: 2, CallState: 5}]\n",
                             "run.txt");
-  const std::string csv = to_csv(run);
   EXPECT_EQ(
-      csv.substr(csv.find('\n') + 1),
+      to_csv(run),
+      "line,event,payload_size,sub,status,error,log_time,cell,cell_type,timestamp,timestamp_type,registered,"
+      "technology,mcc,mnc,lac,cid,arfcn,bsic,signal_strength,bit_error_rate,timing_advance,network_id,system_id,"
+      "base_station_id,longitude,latitude,dbm,ecio,evdo_dbm,evdo_ecio,evdo_snr,ci,pci,tac,earfcn,rsrp,rsrq,rssnr,"
+      "cqi,psc,uarfcn,rscp,ecno,cpid,call,call_id,call_state,wcdma_rrc_state,lte_rrc_state,nr5g_rrc_state,lte,nr5g\n"
       "1,serving_neighboring_cell_info,2,1,,,17,1,6,18446744073709551615,1,true,NR,1,2,,,,,,,,,,,,,,,,,,68719476741,"
       "3,4,5,-90,-11,6,7,,,,,,,,,,,,,\n"
       "11,voice_calls,,0,,,9,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,1,1,3,,,,,\n"
       "11,voice_calls,,0,,,9,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,2,2,5,,,,,\n");
+}
+
+TEST(ReportTest, EachTechnologyPrintsFieldsThatItHas) {
+  for (const Technology& technology : technologies()) {
+    const auto& signal = *part_field(technology, signal_part).message_type();
+    EXPECT_NO_THROW(field_of(signal, technology.strength)) << technology.name;
+    for (const PrintedPart& part : technology.parts) {
+      const auto& type = *part_field(technology, part.name).message_type();
+      for (const PrintedField& field : part.fields) EXPECT_NO_THROW(field_of(type, field.name)) << part.title;
+    }
+  }
 }
 
 TEST(PlotTest, WhatNoReceiverMeasuresIsAGap) {
@@ -112,6 +132,22 @@ TEST(PlotTest, WhatNoReceiverMeasuresIsAGap) {
     text += std::string(cell_report).replace(cell_report.find("-90"), 3, rsrp);
   }
   EXPECT_EQ(track_of(read_run(text, "run.txt")).curves.at(0).stretches.size(), 4U);
+}
+
+TEST(PlotTest, EachTechnologyHasItsStrength) {
+  const char* const cells[] = {"cell_type: 1 gsm { signal_strength { signal_strength: -71 } }",
+                               "cell_type: 2 cdma { signal_strength { dbm: -72 } }",
+                               "cell_type: 3 lte { signal_strength { signal_strength: -1 rsrp: -73 } }",
+                               "cell_type: 4 wcdma { signal_strength { signal_strength: -1 rscp: -74 } }",
+                               "cell_type: 5 tdscdma { signal_strength { signal_strength: -1 rscp: -75 } }",
+                               "cell_type: 6 nr { signal_strength { rsrp: -76 } }"};
+  std::string text;
+  for (const std::string cell : cells) text += "steps { at: 0 cells { cells { registered: true " + cell + " } } }\n";
+  std::vector<std::pair<int, double>> drawn;
+  for (const Curve& curve : track_of(parse_scenario(text, "x")).curves) {
+    drawn.emplace_back(curve.cell_type, curve.stretches.at(0).at(0).dbm);
+  }
+  EXPECT_EQ(drawn, (std::vector<std::pair<int, double>>{{1, -71}, {2, -72}, {3, -73}, {4, -74}, {5, -75}, {6, -76}}));
 }
 
 }  // namespace

@@ -52,11 +52,15 @@ TEST(ScenarioFile, DeepNestingIsRefused) {
 }
 
 TEST(ScenarioFile, DescribesWhatIsThere) {
-  const auto played = parse_scenario(
-      "description: 'two' steps { at: 1 cells { sub: 3 } } steps { at: 2.5 rrc_states { } } repeat_after: 9", "x");
-  EXPECT_EQ(describe(played),
-            "two\nsensors: wwan wwan_stream\nsubscriptions: 0 3\nsteps: 2, cells 1, rrc_states 1\n"
-            "last step at 2.5 s, begins anew after 9 s\n");
+  const std::pair<const char*, const char*> cases[] = {
+      {"description: 'two' steps { at: 1 cells { sub: 3 } } steps { at: 2.5 rrc_states { } } repeat_after: 9",
+       "two\nsensors: wwan wwan_stream\nsubscriptions: 0 3\nsteps: 2, cells 1, rrc_states 1\n"
+       "last step at 2.5 s, begins anew after 9 s\n"},
+      {"steps { at: 7 highspeed_rail { sub: 1 } }",
+       "sensors: wwan wwan_stream\nsubscriptions: 1\nsteps: 1, highspeed_rail 1\nlast step at 7 s\n"},
+      {"", "sensors: wwan wwan_stream\nsubscriptions: 0\nsteps: 0\nlast step at 0 s\n"},
+  };
+  for (const auto& [text, description] : cases) EXPECT_EQ(describe(parse_scenario(text, "x")), description);
 }
 
 TEST(ScenarioFile, TheBuiltInOneShowsEverything) {

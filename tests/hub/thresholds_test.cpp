@@ -67,6 +67,7 @@ TEST(CheckThresholds, SaysWhatIsWrongFirst) {
       "sub_id: 0" + entry("NGRAN", "SSSINR", "hysteresis_db: -7"),
       "sub_id: 0" + entry("GERAN", "RSSI") + entry("EUTRAN", "RSRP", "thresholds: [-90, -95, -20]", "false"),
       "sub_id: 0" + entry("EUTRAN", "RSRP", "thresholds: [-95, -90, -90]") + entry("EUTRAN", "RSCP"),
+      "sub_id: 0" + entry("EUTRAN", "RSRP", "thresholds: [-90, -95]"),
   };
   std::string said;
   for (const auto& config : configs) {
@@ -76,9 +77,26 @@ TEST(CheckThresholds, SaysWhatIsWrongFirst) {
   cellscope::test::expect_golden("ThresholdVerdicts", said);
   EXPECT_EQ(check(config_of("sub_id: 0"), {}).explanation, "sub_id is 0, the scenario has no subscription");
   EXPECT_EQ(check(config_of("sub_id: -1"), {4294967295}).verdict, unknown_sub);
-  auto unknown_ran = config_of("sub_id: 0 threshold_infos { measurement_type: RSSI }");
-  unknown_ran.mutable_threshold_infos(0)->mutable_unknown_fields()->AddVarint(1, 5);
-  EXPECT_EQ(check(unknown_ran).explanation, "entry 1: ran is 5, expected GERAN, UTRAN, EUTRAN, CDMA2000 or NGRAN");
+}
+
+TEST(CheckThresholds, ShowsAnUnknownEnumerator) {
+  const struct {
+    const char* known;
+    int number;
+    const char* explanation;
+  } cases[] = {
+      {"measurement_type: RSSI", 1, "ran is 5, expected GERAN, UTRAN, EUTRAN, CDMA2000 or NGRAN"},
+      {"ran: UTRAN", 2, "measurement_type is 5, expected RSSI or RSCP for UTRAN"},
+  };
+  for (const auto& [known, number, explanation] : cases) {
+    auto config = config_of(std::string("sub_id: 0 threshold_infos { ") + known + " }");
+    auto& unknown = *config.mutable_threshold_infos(0)->mutable_unknown_fields();
+    unknown.AddVarint(3 - number, 6);
+    unknown.AddVarint(9, 7);
+    unknown.AddFixed32(number, 8);
+    unknown.AddVarint(number, 5);
+    EXPECT_EQ(check(config).explanation, std::string("entry 1: ") + explanation);
+  }
 }
 
 TEST(Thresholds, EachPairingHasItsRangeAndItsField) {
@@ -133,7 +151,7 @@ class Decisions {
   std::string text_;
 };
 
-TEST(DecideReport, ComparesAMeasurementWithTheLastReport) {
+TEST(DecideChange, ComparesAMeasurementWithWhatWasTold) {
   const struct {
     const char *hysteresis, *was, *is;
     int since_ms;
@@ -157,7 +175,7 @@ TEST(DecideReport, ComparesAMeasurementWithTheLastReport) {
   cellscope::test::expect_golden("ThresholdCrossings", decisions.text());
 }
 
-TEST(DecideReport, TellsReasonsFromOtherChanges) {
+TEST(DecideChange, TellsReasonsFromOtherChanges) {
   const std::string rsrp = entry("EUTRAN", "RSRP", "thresholds: -95 hysteresis_db: 2 hysteresis_ms: 500");
   const std::string rsrq_off = entry("EUTRAN", "RSRQ", "thresholds: -10", "false");
   const std::string pair = " cells { lte { cell_identity { ci: $ } signal_strength { rsrp: -80 } } }";
@@ -184,7 +202,7 @@ TEST(DecideReport, TellsReasonsFromOtherChanges) {
   cellscope::test::expect_golden("ThresholdReasons", decisions.text());
 }
 
-TEST(DecideReport, ReportsWhatAnUnknownTechnologyChanges) {
+TEST(DecideChange, PassesWhatAnUnknownTechnologyChanges) {
   auto was = cells_of("cells { cell_type: 7 }");
   auto is = was;
   was.mutable_cells(0)->mutable_unknown_fields()->AddVarint(11, 1);
@@ -193,25 +211,25 @@ TEST(DecideReport, ReportsWhatAnUnknownTechnologyChanges) {
             "cell 1 of no known technology changed: reported");
 }
 
-TEST(DecideReport, ReportsASlowDriftWhenItIsDue) {
+TEST(DecideChange, PassesASlowDriftWhenItIsDue) {
   const auto config =
       config_of(entry("EUTRAN", "RSRP", "thresholds: [-100, -90] hysteresis_db: 2 hysteresis_ms: 3000"));
-  // Back below -100 only from 2 dB under it (10); a crossing within 3 s of a report waits (11, 12).
+  // Back below -100 only from 2 dB under it (10); a crossing within 3 s of another waits (11, 12).
   const std::pair<int, int> drift[] = {{1, -102}, {2, -101}, {3, -100},  {4, -99},  {5, -98},  {6, -99},  {7, -101},
                                        {8, -100}, {9, -101}, {10, -102}, {11, -98}, {12, -97}, {13, -97}, {14, -91},
                                        {17, -90}, {18, -89}, {19, -88},  {30, -91}, {31, -92}};
-  auto reported = cells_of(cell("lte", "rsrp: -103"));
-  milliseconds reported_at(0);
-  std::string reports;
+  auto told = cells_of(cell("lte", "rsrp: -103"));
+  milliseconds told_at(0);
+  std::string passed;
   for (const auto& [second, rsrp] : drift) {
     const auto current = cells_of(cell("lte", with("rsrp: $", rsrp)));
     const milliseconds now(second * 1000);
-    if (!decide_change(config, reported, current, now - reported_at).passes) continue;
-    reports += with("$ s ", second) + with("$ dBm; ", rsrp);
-    reported = current;
-    reported_at = now;
+    if (!decide_change(config, told, current, now - told_at).passes) continue;
+    passed += with("$ s ", second) + with("$ dBm; ", rsrp);
+    told = current;
+    told_at = now;
   }
-  EXPECT_EQ(reports, "5 s -98 dBm; 10 s -102 dBm; 13 s -97 dBm; 19 s -88 dBm; 31 s -92 dBm; ");
+  EXPECT_EQ(passed, "5 s -98 dBm; 10 s -102 dBm; 13 s -97 dBm; 19 s -88 dBm; 31 s -92 dBm; ");
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "hub/scenario/timeline.h"
 #include "hub/simulator/link.h"
+#include "hub/thresholds/change_decision.h"
 #include "scenario.pb.h"
 
 namespace kelvane_hub {
@@ -21,7 +22,7 @@ struct CellDecision {
 
   bool told = true;
   Ground ground = Ground::no_thresholds;
-  std::vector<std::string> reasons;  // one line each; none if nothing differs from what was told last
+  std::vector<Reason> reasons;  // none if nothing differs from what was told last
 };
 
 /// Is told of everything in the order in which it happens, on the thread that runs the simulator, before the simulator

@@ -46,6 +46,9 @@ class Watcher {
 
   /// A step happens now.
   virtual void on_step(const scenario_step& /*step*/, Time /*now*/) {}
+
+  /// The last step of a scenario that does not begin anew has happened; the modem's state stays as it is.
+  virtual void on_end(ScenarioTime /*time*/) {}
 };
 
 /// Tells several, in the order in which they were added.
@@ -59,6 +62,7 @@ class Watchers final : public Watcher {
   void on_decision(const Link& to, std::uint32_t sub, const CellDecision& decision, ScenarioTime time) override;
   void on_refusal(const Link& to, const std::string& explanation) override;
   void on_step(const scenario_step& step, Time now) override;
+  void on_end(ScenarioTime time) override;
 
  private:
   std::vector<Watcher*> all_;

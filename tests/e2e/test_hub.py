@@ -86,17 +86,17 @@ class HubTest(EndToEndTest):
     def test_hub_that_cannot_be_reached(self):
         pathlib.Path("bad.textproto").write_text("steps {\n  at: 0\n  bells {} }\n")
         prefix, closed = "libkelvanesession: no session with the ", "it closed the connection instead of saying hello\n"
-        no_speed = ("--speed: expected 0.01 to 10000, found '{}' (KELVANE_HUB_SPEED sets it, too)\n"
-                    f"Run with --help for more information.\n{prefix}private hub: {closed}")
+        no_speed = ("kelvane-hub serve: --speed: expected 0.01 to 10000, found '{}' (KELVANE_HUB_SPEED sets it, too)\n"
+                    f"{prefix}private hub: {closed}")
         self.fake_hub([(1, b"nonsense")])
         cases = (
             ({"KELVANE_HUB_SOCKET": "none.sock"}, prefix + "hub at none.sock: No such file or directory\n"),
             ({"KELVANE_HUB_SOCKET": "bad.textproto"}, prefix + "hub at bad.textproto: Connection refused\n"),
             ({"KELVANE_HUB_SOCKET": "hub.sock"}, f"{prefix}hub at hub.sock: {MISMATCH}\n"),
             ({"KELVANE_HUB_SCENARIO": "none.textproto"},
-             f"none.textproto: cannot read it: No such file or directory\n{prefix}private hub: {closed}"),
+             f"kelvane-hub: none.textproto: cannot read it: No such file or directory\n{prefix}private hub: {closed}"),
             ({"KELVANE_HUB_SCENARIO": "bad.textproto"},
-             "bad.textproto:3:9: Message type \"scenario_step\" has no field named \"bells\".\n"
+             "kelvane-hub: bad.textproto:3:9: Message type \"scenario_step\" has no field named \"bells\".\n"
              f"{prefix}private hub: {closed}"),
             ({"KELVANE_HUB_SPEED": "0"}, no_speed.format("0")),
             ({"KELVANE_HUB_SPEED": "nan"}, no_speed.format("nan")),
@@ -192,7 +192,7 @@ class HubTest(EndToEndTest):
         }
         for name, text in files.items():
             pathlib.Path(name).write_text(text)
-        hint = "\nRun with --help for more information.\n"
+        commands = "serve, check, import, report or plot"
         modes = "5G, LTE, UMTS, HSPA, HSPA+, HSDPA, HSUPA, GSM, GPRS or EDGE"
         cases = (
             ("check good.textproto", 0, "Two\nsensors: wwan wwan_stream\nsubscriptions: 0 1\n"
@@ -205,11 +205,22 @@ class HubTest(EndToEndTest):
             ("import none.csv -o out", 1, "", "none.csv: cannot read it: No such file or directory\n"),
             ("import mode.csv -o out --plmn 1-1", 1, "", "--plmn: expected a network such as 272-01, found '1-1'\n"),
             ("import mode.csv -o mode.csv", 1, "", "mode.csv: expected another file than the recording, found the same\n"),
-            ("import mode.csv", 106, "", "--output is required" + hint),
-            ("serve", 1, "", "kelvane-hub serve: expected --listen PATH, found none\n"),
+            ("import mode.csv", 2, "", "kelvane-hub import: expected --output FILE.textproto, found none\n"),
+            ("check a b", 2, "", "kelvane-hub check: expected nothing more, found 'b'\n"),
+            ("report x --fromat csv", 2, "", "kelvane-hub report: expected --help, --format or --output, found "
+             "'--fromat' (did you mean '--format'?)\n"),
+            ("report x --format xml", 2, "", "kelvane-hub report: --format: expected json or csv, found 'xml'\n"),
+            ("serve --listen", 2, "", "kelvane-hub serve: expected a value after --listen, found none\n"),
+            ("serve --speed 1 --speed 2", 2, "", "kelvane-hub serve: expected --speed once\n"),
+            ("serve --explain=maybe", 2, "", "kelvane-hub serve: --explain: expected true or false, found 'maybe' "
+             "(KELVANE_HUB_EXPLAIN sets it, too)\n"),
+            ("serve", 2, "", "kelvane-hub serve: expected --listen PATH, found none\n"),
             ("serve --listen hub.sock --scenario fast.textproto --speed 1000", 1, "",
-             "--speed: expected at most 100000 steps a second, found 1e+06 (1 steps in 0.001 s at speed 1000)\n"),
-            ("", 106, "", "A subcommand is required" + hint),
+             "kelvane-hub: --speed: expected at most 100000 steps a second, found 1e+06 (1 steps in 0.001 s at speed 1000)\n"),
+            ("", 2, "", f"kelvane-hub: expected {commands}, found none\n"),
+            ("chekc", 2, "", f"kelvane-hub: expected {commands}, found 'chekc' (did you mean 'check'?)\n"),
+            ("--versio", 2, "", "kelvane-hub: expected --help or --version, found '--versio' (did you mean "
+             "'--version'?)\n"),
         )
         for arguments, *expected in cases:
             with self.subTest(arguments):
@@ -226,7 +237,8 @@ class HubTest(EndToEndTest):
         pathlib.Path("file").touch()
         for path, found_there in (("hub.sock", "a free path, found a socket that a running hub listens on"),
                                   ("file", "a free path or a socket, found a file")):
-            self.assertEqual((1, "", f"{path}: expected {found_there}\n"), self.hub_command("serve", "--listen", path))
+            self.assertEqual((1, "", f"kelvane-hub: {path}: expected {found_there}\n"),
+                             self.hub_command("serve", "--listen", path))
         self.connect().close()
         hub.kill()
         self.assertTrue(os.path.exists("hub.sock"))

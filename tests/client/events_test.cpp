@@ -209,11 +209,14 @@ TEST_F(ClientTest, RangesArePairsOfFloats) {
   *ranges.add_values()->mutable_list() = floats({-140, -44, 7});
   *ranges.add_values()->mutable_list() = floats({1});
   *ranges.add_values()->mutable_list() = integers({1, 2});
+  *ranges.add_values()->mutable_list() = integers({1});
+  ranges.mutable_values(3)->mutable_list()->add_values()->set_real(2);
   ranges.add_values()->set_real(4);
   *ranges.add_values()->mutable_list() = floats({0.5F, 0.25F});
   EXPECT_TRUE(get_ranges().empty());
   attribute_cache[11] = ranges;
-  EXPECT_EQ(get_ranges(), (std::vector<std::pair<float, float>>{{-140, -44}, {0, 0}, {0, 0}, {0, 0}, {0.5F, 0.25F}}));
+  EXPECT_EQ(get_ranges(),
+            (std::vector<std::pair<float, float>>{{-140, -44}, {0, 0}, {0, 0}, {0, 0}, {0, 0}, {0.5F, 0.25F}}));
   record();
 }
 

@@ -4,7 +4,7 @@
 set -euo pipefail
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-build_packages=(g++ cmake ninja-build protobuf-compiler libprotobuf-dev libcli11-dev libfccp-dev
+build_packages=(g++ cmake ninja-build ccache protobuf-compiler libprotobuf-dev libcli11-dev libfccp-dev
   nlohmann-json3-dev libgtest-dev python3)
 test_packages=(gnuplot-nox valgrind zsh)
 clang_packages=(clang libclang-rt-dev clang-format clang-tidy)
@@ -30,13 +30,16 @@ install_missing() {
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
 }
 
-# build PRESET [TARGET]: builds what has changed; says nothing unless something goes wrong.
-build() {
-  local log=".build-$1.log"
+# build PRESET [TARGET]: builds what has changed; says nothing unless something goes wrong. One at a time: another that
+# comes meanwhile waits.
+build() (
+  log=".build-$1.log"
+  exec {lock}>".build-$1.lock"
+  flock "$lock"
   if ! { cmake --preset "$1" -DCELLSCOPE_WERROR="${CI:+ON}" && cmake --build --preset "$1" ${2:+--target "$2"}; } >"$log" 2>&1; then
     cat "$log" >&2
     rm -f "$log"
     exit 1
   fi
   rm -f "$log"
-}
+)

@@ -1,11 +1,11 @@
 // Event buffers and what they print.
 
-#include "bench/event_buffers.h"
 #include "common/log_time.h"
 #include "events/attributes.h"
 #include "events/cell_report.h"
 #include "events/event_cb.h"
 #include "tests/client/fixture.h"
+#include "tests/event_buffers.h"
 
 namespace cellscope::test {
 namespace {
@@ -19,7 +19,7 @@ mox_wwan_cell_info cell_of_type(std::int32_t type) {
 }
 
 TEST_F(ClientTest, EachTechnologyPrintsItsBlocks) {
-  deliver(bench::cell_event(6));
+  deliver(cell_event(6));
   record();
 }
 
@@ -131,7 +131,7 @@ TEST_F(ClientTest, MalformedBytesPrintWhatCouldBeRead) {
   mox_wwan_event_rrc_states_info info;
   info.set_lte_rrc_state(5);
   deliver(buffer_of({{1284, info.SerializeAsString() + "\xff"}}));
-  const std::string cells = bench::cell_event(6);
+  const std::string cells = cell_event(6);
   deliver(cells.substr(0, cells.size() / 2));
   sns_client_event_msg whole;
   whole.ParseFromString(cells);

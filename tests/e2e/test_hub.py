@@ -15,8 +15,8 @@ import threading
 import time
 import unittest
 
-from support import (CLIENT, LISTENING, MENU, ON_CHANGE, SENSORS, STOPPED, EndToEndTest, Program, field, no_cells, read,
-                     until)
+from support import (CLIENT, LISTENING, MENU, ON_CHANGE, SENSORS, STOPPED, EndToEndTest, Program, children, field, no_cells,
+                     read, until)
 
 MISMATCH = "expected a frame that starts with \"KELV\", found the bytes 6e 6f 6e 73"
 HUB_GONE = "libkelvanesession: the hub ended the connection"
@@ -122,6 +122,8 @@ class HubTest(EndToEndTest):
         console.play()
         os.kill(console.hub(), signal.SIGKILL)
         console.says(HUB_GONE)
+        console.play()
+        self.assertEqual(1, len(children(console.pid)))
         console.play()
 
     def test_hub_that_turns_to_nonsense(self):

@@ -18,15 +18,18 @@ TEST(Wire, AFrameHasItsBytes) {
 TEST(Wire, FramesArriveInAnyPieces) {
   const std::string stream = encode_hello() + encode_frame(FrameKind::request, sensor, std::string("\0x", 2)) +
                              encode_frame(FrameKind::event, sensor, "") +
-                             encode_frame(FrameKind::event, sensor, std::string(0x0102, 'x'));
+                             encode_frame(FrameKind::event, sensor, std::string(0x0180, 'x'));
   for (std::size_t piece = 1; piece <= stream.size(); ++piece) {
     FrameReader reader;
     std::string payloads;
     for (std::size_t i = 0; i < stream.size(); i += piece) {
       reader.append(std::string_view(stream).substr(i, piece));
-      while (const auto frame = reader.next()) payloads += frame->payload + "|";
+      while (const auto frame = reader.next()) {
+        payloads += frame->payload + "|";
+        EXPECT_EQ(frame->sensor.suid_high, frame->kind == FrameKind::hello ? 0 : sensor.suid_high);
+      }
     }
-    EXPECT_EQ(payloads, std::string(hello_text) + "|" + std::string("\0x||", 4) + std::string(0x0102, 'x') + "|")
+    EXPECT_EQ(payloads, std::string(hello_text) + "|" + std::string("\0x||", 4) + std::string(0x0180, 'x') + "|")
         << "pieces of " << piece;
     EXPECT_FALSE(reader.in_frame());
   }

@@ -32,7 +32,7 @@ ISession::event_callback newest_callback;
 void log_call(const std::string& call) {
   static std::mutex mutex;
   const std::lock_guard lock(mutex);
-  platform().calls.push_back(call);
+  platform().calls += call + "\n";
 }
 
 /// Waits until the main thread sleeps: it has sent its lookup and waits for the answer.
@@ -89,7 +89,7 @@ class ScriptedSession final : public ISession {
     EXPECT_EQ(envelope.suid().suid_low(), id.suid_low);
     EXPECT_EQ(envelope.suid().suid_high(), id.suid_high);
     log("send", std::to_string(envelope.msg_id()));
-    platform().requests.push_back(fields_of(request, envelope_fields));
+    platform().requests += fields_of(request, envelope_fields) + "\n";
     const int result = scripted(platform().send_result);
     if (envelope.msg_id() == lookup_id && result == 0) answer();
     return result;
@@ -240,12 +240,6 @@ std::string without_menu(std::string text) {
   return text;
 }
 
-std::string take_lines(std::vector<std::string>& lines) {
-  std::string text;
-  for (const auto& line : std::exchange(lines, {})) text += line + "\n";
-  return text;
-}
-
 }  // namespace
 
 void ClientTest::record(const std::string& name) {
@@ -261,9 +255,9 @@ void ClientTest::record(const std::string& name) {
   }
 }
 
-std::string ClientTest::calls() { return take_lines(platform().calls); }
+std::string ClientTest::calls() { return std::exchange(platform().calls, {}); }
 
-std::string ClientTest::requests() { return take_lines(platform().requests); }
+std::string ClientTest::requests() { return std::exchange(platform().requests, {}); }
 
 void ClientTest::connect() {
   session = std::make_unique<ScriptedSession>(1);

@@ -37,10 +37,10 @@ struct Platform {
   /// What gettimeofday() says next, in seconds.
   std::int64_t now = 1700000000;
 
-  /// Every call: "open 1", "send 2: MESSAGE ID", "sleep 3", …
-  std::vector<std::string> calls;
-  /// Every request, as fields_of() shows it.
-  std::vector<std::string> requests;
+  /// Every call, a line each: "open 1", "send 2: MESSAGE ID", "sleep 3", …
+  std::string calls;
+  /// Every request, a line each, as fields_of() shows it.
+  std::string requests;
 };
 
 Platform& platform();
@@ -87,7 +87,7 @@ class ClientTest : public testing::Test {
   std::string printed();
   std::string diagnosed();
 
-  /// The calls and requests since the last call, a line each.
+  /// The calls and requests since the last call.
   std::string calls();
   std::string requests();
 

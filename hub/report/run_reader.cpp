@@ -98,7 +98,7 @@ void take_cell(RunLines& lines, std::size_t number, RunEvent& event, mox_wwan_ce
   header.take("=== Cell " + std::to_string(number) + " === {");
   header.take("Log Time: ");
   event.log_times_of_cells.push_back(header.take_number<std::int64_t>());
-  take_values(header, cell, printed_fields(*cell.GetDescriptor()), ",", ",");
+  take_values(header, cell, printed_fields(*mox_wwan_cell_info::descriptor()), ",", ",");
   header.take_end();
   const Technology* const technology = find_technology(cell.cell_type());
   if (technology == nullptr) return;
@@ -156,20 +156,21 @@ void take_sized_event(RunLines& lines, RunEvent& event) {
 // ---- calls and RRC states ----
 
 void take_voice_calls(LineScanner line, mox_wwan_event_voice_calls& info) {
-  take_value(line, info, printed_fields(*info.GetDescriptor()).front());
+  take_value(line, info, printed_fields(*mox_wwan_event_voice_calls::descriptor()).front());
   line.take(", voice call info-Number of calls: ");
   const auto count = line.take_number<std::uint32_t>();
   line.take(": [");
   for (std::uint32_t number = 1; number <= count; ++number) {
     auto& call = *info.add_calls();
-    take_values(line, call, printed_fields(*call.GetDescriptor()), "{ Call: " + std::to_string(number), "");
+    take_values(line, call, printed_fields(*mox_wwan_event_voice_calls::voice_call::descriptor()),
+                "{ Call: " + std::to_string(number), "");
   }
   line.take("]");
   line.take_end();
 }
 
 void take_rrc_states(LineScanner first, RunLines& lines, mox_wwan_event_rrc_states_info& info) {
-  const auto fields = printed_fields(*info.GetDescriptor());
+  const auto fields = printed_fields(*mox_wwan_event_rrc_states_info::descriptor());
   take_value(first, info, fields.front());
   first.take(", ");
   first.take_end();

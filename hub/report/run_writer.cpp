@@ -12,7 +12,6 @@
 namespace kelvane_hub {
 namespace {
 
-using google::protobuf::Descriptor;
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 using Json = nlohmann::ordered_json;
@@ -96,7 +95,7 @@ std::string in_hexadecimal(std::string_view bytes) {
 /// States that are not printed are not there at all.
 void set_states(Json& object, const mox_wwan_event_rrc_states_info& states) {
   set_values(object, states);
-  for (const PrintedField& field : printed_fields(*states.GetDescriptor())) {
+  for (const PrintedField& field : printed_fields(*mox_wwan_event_rrc_states_info::descriptor())) {
     const std::string name(field.name);
     if (object[name].is_null()) object.erase(name);
   }

@@ -1,7 +1,13 @@
 #include "hub/base/files.h"
 
+#include <fcntl.h>
+#include <poll.h>
+#include <unistd.h>
+
 #include <array>
 #include <cerrno>
+#include <charconv>
+#include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -9,6 +15,7 @@
 #include <random>
 #include <system_error>
 #include <utility>
+#include <variant>
 
 #include "hub/base/input_error.h"
 
@@ -51,19 +58,65 @@ void replace_file(std::string_view text, const fs::path& target) {
   fs::rename(temporary.path, target);
 }
 
-/// Whether `link` stands for an open file of a process, as that behind /dev/stdout does.
-bool is_open_file(const fs::path& link) {
+/// Without it, a pipe that nobody reads any more ends the process.
+class BrokenPipesFail {
+ public:
+  BrokenPipesFail() : before_(std::signal(SIGPIPE, SIG_IGN)) {}
+  BrokenPipesFail(const BrokenPipesFail&) = delete;
+  BrokenPipesFail& operator=(const BrokenPipesFail&) = delete;
+  ~BrokenPipesFail() { (void)std::signal(SIGPIPE, before_); }
+
+ private:
+  void (*before_)(int);
+};
+
+void write_all(std::string_view text, int descriptor) {
+  const BrokenPipesFail broken_pipes_fail;
+  while (!text.empty()) {
+    const auto written = write(descriptor, text.data(), text.size());
+    if (written >= 0) {
+      text.remove_prefix(static_cast<std::size_t>(written));
+    } else if (errno == EAGAIN) {
+      pollfd ready{descriptor, POLLOUT, 0};
+      (void)poll(&ready, 1, -1);
+    } else if (errno != EINTR) {
+      throw_error(errno);
+    }
+  }
+}
+
+/// The descriptor of this process that `link` stands for, as those behind /dev/stdout and /dev/fd do.
+std::optional<int> descriptor_behind(const fs::path& link) {
+  const fs::path folder = fs::canonical(link.parent_path() / ".");
+  if (folder != "/proc/" + std::to_string(getpid()) + "/fd") return {};
+  const std::string name = link.filename();
+  int descriptor = -1;
+  (void)std::from_chars(name.data(), name.data() + name.size(), descriptor);
+  return descriptor;
+}
+
+/// Whether `link` stands for an open file of another process.
+bool is_open_elsewhere(const fs::path& link) {
   return fs::canonical(link.parent_path() / ".").string().starts_with("/proc/");
 }
 
-/// The file to replace; empty if the text has to go into what stands at `path`.
-std::optional<fs::path> replaceable(fs::path path) {
-  if (fs::exists(path) && !fs::is_regular_file(path)) return {};
+/// A file to replace.
+struct Replaced {
+  fs::path path;
+};
+/// What takes the text as it stands there: a pipe, a device.
+struct Opened {};
+using Target = std::variant<Replaced, Opened, int>;  // int: a descriptor of this process
+
+Target target_of(fs::path path) {
+  const bool is_special = fs::exists(path) && !fs::is_regular_file(path);  // throws if links go round in a circle
   while (fs::is_symlink(path)) {
-    if (is_open_file(path)) return {};
+    if (const auto descriptor = descriptor_behind(path)) return *descriptor;
+    if (is_open_elsewhere(path)) return Opened();
     path = path.parent_path() / fs::read_symlink(path);
   }
-  return path;
+  if (is_special) return Opened();
+  return Replaced{path};
 }
 
 }  // namespace
@@ -88,13 +141,18 @@ std::string read_file(const fs::path& path) {
 }
 
 void write_file(std::string_view text, const fs::path& path) try {
-  if (const auto target = replaceable(path)) {
-    replace_file(text, *target);
-  } else {
-    write_text(text, path, "ab");
-  }
+  const Target target = target_of(path);
+  if (const auto* const replaced = std::get_if<Replaced>(&target)) return replace_file(text, replaced->path);
+  if (const auto* const descriptor = std::get_if<int>(&target)) return write_all(text, *descriptor);
+  write_text(text, path, "ab");
 } catch (const std::system_error& error) {
   throw InputError(path.string() + ": " + error.code().message());
+}
+
+void write_to_descriptor(std::string_view text, int descriptor, const std::string& name) try {
+  write_all(text, descriptor);
+} catch (const std::system_error& error) {
+  throw InputError(name + ": " + error.code().message());
 }
 
 }  // namespace kelvane_hub

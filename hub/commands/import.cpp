@@ -1,8 +1,6 @@
-#include <filesystem>
-#include <system_error>
-
 #include "hub/base/input_error.h"
 #include "hub/commands/commands.h"
+#include "hub/commands/outputs.h"
 #include "hub/import/drive_import.h"
 #include "hub/scenario/scenario_file.h"
 
@@ -18,10 +16,7 @@ std::optional<Plmn> plmn_of(const ImportOptions& options) try {
 }  // namespace
 
 void import(const ImportOptions& options) {
-  std::error_code ignored;
-  if (std::filesystem::equivalent(options.csv, options.output, ignored)) {
-    throw InputError(options.output + ": expected another file than the recording, found the same");
-  }
+  refuse_same_file(options.csv, options.output, "the recording");
   write_scenario(import_drive(options.csv, plmn_of(options)), options.output);
 }
 

@@ -1,18 +1,15 @@
-#include <iostream>
-
-#include "hub/base/files.h"
-#include "hub/base/input_error.h"
 #include "hub/commands/commands.h"
 #include "hub/commands/load_run.h"
+#include "hub/commands/outputs.h"
 #include "hub/report/run_writer.h"
 
 namespace kelvane_hub {
 
 void report(const ReportOptions& options) {
-  const Run run = load_run(options.file);
-  const std::string text = options.format == "csv" ? to_csv(run) : to_json(run);
-  if (!options.output.empty()) return write_file(text, options.output);
-  if (!(std::cout << text << std::flush)) throw InputError("standard output: cannot write all of the report");
+  refuse_same_file(options.file, options.output, "the run");
+  const Run run = load_run(options.file, options.is_strict ? Reading::strict : Reading::tolerant);
+  const RunTimes times = times_of(run);
+  write_output(options.format == "csv" ? to_csv(run, times) : to_json(run, times), options.output);
 }
 
 }  // namespace kelvane_hub

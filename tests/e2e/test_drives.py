@@ -78,7 +78,7 @@ class DriveTest(EndToEndTest):
         self.assertEqual(len(changes), len(reported))
         for (second, expected), shown in zip(changes, reported):
             # What was not measured is shown as 0.
-            self.assertEqual([(second, technology, serving, dict.fromkeys(values, 0) | measured)
+            self.assertEqual([(second, technology, serving, dict.fromkeys(values) | measured)
                               for (technology, serving, measured), (*_, values) in zip(expected, shown)], shown)
 
     def test_made_up(self):

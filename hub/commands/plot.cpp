@@ -19,7 +19,7 @@ Track load_track(const std::string& file) {
 
 void plot(const PlotOptions& options) {
   const PictureFormat& format = format_for(options.output);
-  refuse_same_file(options.file, options.output, "file to draw");
+  refuse_same_file(options.file, options.output, "what is drawn");
   const Track track = part_of(load_track(options.file), {options.from, options.to, options.sub});
   const std::string source =
       options.file == "-" ? "standard input" : std::filesystem::path(options.file).filename().string();

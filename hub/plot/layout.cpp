@@ -10,8 +10,8 @@
 namespace kelvane_hub {
 namespace {
 
-constexpr int title_height = 30;
-constexpr int heading_height = 24;
+constexpr int title_height = 34;
+constexpr int heading_height = 28;
 constexpr int times_height = 26;
 constexpr int axis_name_height = 22;
 constexpr int message_height = 90;

@@ -10,8 +10,8 @@ namespace kelvane_hub {
 
 // In pixels of a screen, like all sizes here.
 inline constexpr int picture_width = 1000;
-inline constexpr int panel_left = 84;
-inline constexpr int panel_right = 810;  // the legends are beyond it
+inline constexpr int panel_left = 100;
+inline constexpr int panel_right = 808;  // the legends are beyond it
 
 /// A row of a strip panel.
 struct StripRow {

@@ -17,9 +17,9 @@ struct Colour {
 inline constexpr Colour paper{"#FDFDFD", "#16181D"};
 inline constexpr Colour ink{"#000000", "#D8DADF"};
 inline constexpr Colour grid_lines{"#D0D0D0", "#3A3D45"};
-inline constexpr Colour outage_shade{"#C4C4C4", "#4A4D55"};
-inline constexpr Colour perhaps_shade{"#EAEAEA", "#2A2D34"};
-inline constexpr Colour change_marks{"#6A6A6A", "#A4A8B2"};
+inline constexpr Colour outage_shade{"#D6D6D6", "#3D4049"};
+inline constexpr Colour perhaps_shade{"#ECECEC", "#282B32"};
+inline constexpr Colour change_marks{"#3C3C3C", "#C4C8D0"};
 inline constexpr Colour plain_state{"#7F7F7F", "#8E939E"};  // of a strip that has one state only
 
 /// That of an RRC state.

@@ -166,7 +166,7 @@ class ScriptBuilder {
     script_.say(concat("set border ", borders));
     script_.say("unset grid");
     if (!grid.empty()) {
-      script_.say(concat("set grid ", grid, " back linecolor rgb '", grid_lines.light, "' linewidth 0.6 dashtype 1"));
+      script_.say(concat("set grid ", grid, " back linetype 1 linewidth 0.6 linecolor rgb '", grid_lines.light, "'"));
     }
   }
 
@@ -190,9 +190,10 @@ class ScriptBuilder {
     for (const auto& [time, text] : axis_.ticks) {
       ticks += concat(ticks.empty() ? "" : ", ", in_quotes(panel.shows_times ? text : ""), " ", number(time));
     }
-    script_.say(concat("set xtics scale ", panel.content == PanelContent::message ? "0" : "0.6", " (", ticks, ")"));
-    if (&panel != &layout_.panels.back() || !panel.shows_times) return script_.say("unset xlabel");
-    script_.say(concat("set xlabel 'time (", track_.clock, ", ", axis_.unit, ")'"));
+    script_.say(concat("set xtics scale ", panel.shows_times ? "0.6" : "0", " offset 0, 0.4 (", ticks, ")"));
+    if (&panel != &layout_.panels.back() || !panel.shows_times) return;
+    script_.say(concat("set label 3 'time (", track_.clock, ", ", axis_.unit, ")' at screen ",
+                       across((panel_left + panel_right) / 2.0), ", screen ", up(layout_.height - 12), " center"));
   }
 
   // ---- curves ----
@@ -221,9 +222,10 @@ class ScriptBuilder {
         highest = std::max(highest, high->value);
       }
     }
-    const double step = highest - lowest > 50 ? 20 : highest - lowest > 12 ? 10 : 5;
-    script_.say(concat("set yrange [", number(std::floor((lowest - 1) / step) * step), ":",
-                       number(std::ceil((highest + 1) / step) * step), "]"));
+    const double step = highest - lowest > 50 ? 20 : highest - lowest > 10 ? 10 : 5;
+    const double bottom = std::floor((lowest - 1) / step) * step;
+    const double top = std::max(std::ceil((highest + 1) / step) * step, bottom + 2 * step);
+    script_.say(concat("set yrange [", number(bottom), ":", number(top), "]"));
     script_.say(concat("set ytics scale 0.6 ", number(step)));
     script_.say("set y2range [0:1]");
   }
@@ -293,7 +295,7 @@ class ScriptBuilder {
       const std::vector<double>& times;
       const char* mark;
       const char* name;
-    } kinds[] = {{track.cell_changes, "pointtype 2 pointsize 0.45", "cell change"},
+    } kinds[] = {{track.cell_changes, "pointtype 2 pointsize 0.5", "cell change"},
                  {track.technology_changes, "pointtype 13 pointsize 0.6", "technology change"}};
     for (const auto& [times, mark, name] : kinds) {
       std::string rows;

@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cstdio>
 #include <string_view>
+#include <vector>
 
 #include "hub/base/concat.h"
 #include "hub/plot/palette.h"
@@ -24,19 +25,26 @@ std::string escaped(std::string text) {
   return text;
 }
 
-int byte_of(std::string_view digits) {
-  int value = 0;
-  (void)std::from_chars(digits.data(), digits.data() + digits.size(), value, 16);
-  return value;
+/// The ways in which gnuplot writes the colour "#rrggbb".
+std::vector<std::string> forms_of(std::string_view colour) {
+  unsigned value = 0;
+  (void)std::from_chars(colour.data() + 1, colour.data() + colour.size(), value, 16);
+  std::vector<std::string> forms = {std::string(colour)};
+  for (const char* const format : {"#%02x%02x%02x", "rgb(%3u, %3u, %3u)", "rgb(%u,%u,%u)"}) {
+    std::array<char, 32> text{};
+    (void)std::snprintf(text.data(), text.size(), format, value >> 16U, value >> 8U & 255U, value & 255U);
+    forms.emplace_back(text.data());
+  }
+  if (colour == ink.light) forms.emplace_back("black");
+  return forms;
 }
 
-/// The ways in which gnuplot writes the colour "#rrggbb", in CSS selectors of attributes that have it.
+/// Of whatever has that colour as `attribute`.
 std::string selectors(std::string_view colour, std::string_view attribute) {
-  std::array<char, 32> numbers{};
-  (void)std::snprintf(numbers.data(), numbers.size(), "rgb(%3d, %3d, %3d)", byte_of(colour.substr(1, 2)),
-                      byte_of(colour.substr(3, 2)), byte_of(colour.substr(5, 2)));
-  std::string all = concat("[", attribute, "=\"", colour, "\" i], [", attribute, "=\"", numbers.data(), "\"]");
-  if (colour == ink.light) all += concat(", [", attribute, "=\"black\"]");
+  std::string all;
+  for (const std::string& form : forms_of(colour)) {
+    all += concat(all.empty() ? "" : ", ", "[", attribute, "=\"", form, "\"]");
+  }
   return all;
 }
 

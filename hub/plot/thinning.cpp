@@ -41,8 +41,7 @@ class Crowd {
     Stretch kept = std::exchange(points_, {});
     if (kept.size() <= most) return kept;
     const auto [lowest, highest] = std::ranges::minmax_element(kept, {}, &Point::value);
-    const auto [earlier, later] = std::minmax(lowest - kept.begin(), highest - kept.begin());
-    return {kept.front(), kept[static_cast<std::size_t>(earlier)], kept[static_cast<std::size_t>(later)], kept.back()};
+    return {kept.front(), *std::min(lowest, highest), *std::max(lowest, highest), kept.back()};
   }
 
  private:

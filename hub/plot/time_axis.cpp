@@ -69,7 +69,8 @@ TimeAxis time_axis(double begin, double end) {
   TimeAxis axis{units[static_cast<int>(form)], {}};
   const double first = std::ceil(begin / step - 1e-9);
   for (double i = first; i * step <= end * (1 + 1e-12) && i - first <= most_steps; ++i) {
-    axis.ticks.emplace_back(i * step, shown(i * step, form, step));
+    const double time = i * step + 0.0;  // not -0
+    axis.ticks.emplace_back(time, shown(time, form, step));
   }
   return axis;
 }

@@ -191,9 +191,10 @@ class ScriptBuilder {
       ticks += concat(ticks.empty() ? "" : ", ", in_quotes(panel.shows_times ? text : ""), " ", number(time));
     }
     script_.say(concat("set xtics scale ", panel.shows_times ? "0.6" : "0", " offset 0, 0.4 (", ticks, ")"));
-    if (&panel != &layout_.panels.back() || !panel.shows_times) return;
+    const auto last = std::ranges::find(layout_.panels.rbegin(), layout_.panels.rend(), true, &Panel::shows_times);
+    if (last == layout_.panels.rend() || &panel != &*last) return;
     script_.say(concat("set label 3 'time (", track_.clock, ", ", axis_.unit, ")' at screen ",
-                       across((panel_left + panel_right) / 2.0), ", screen ", up(layout_.height - 12), " center"));
+                       across((panel_left + panel_right) / 2.0), ", screen ", up(panel.bottom + 36), " center"));
   }
 
   // ---- curves ----

@@ -38,19 +38,19 @@ std::optional<Serving> serving_of(const Cells& info) {
 /// Builds the track of a subscription from what happens, in order of time.
 class SubscriptionBuilder {
  public:
-  SubscriptionBuilder(std::uint32_t sub, bool zero_is_known) : zero_is_known_(zero_is_known) {
+  explicit SubscriptionBuilder(std::uint32_t sub) {
     track_.sub = sub;
     for (const Quantity& quantity : quantities()) track_.curves.push_back({&quantity, {}});
     is_open_.resize(track_.curves.size());
   }
 
-  void cells(const RunTime& time, const Cells& info) {
+  void cells(const RunTime& time, const Cells& info, bool zero_is_known) {
     track_.has_cell_reports = true;
     const auto serving = serving_of(info);
     note_change(time.seconds, serving);
     set(Strip::technology, time.seconds, serving ? State(serving->cell_type) : State());
     note_outage(time, !serving);
-    for (std::size_t i = 0; i < track_.curves.size(); ++i) note_value(i, time.seconds, serving);
+    for (std::size_t i = 0; i < track_.curves.size(); ++i) note_value(i, time.seconds, serving, zero_is_known);
     last_type_ = serving ? State(serving->cell_type) : State();
     last_identity_ = serving ? serving->identity : "";
   }
@@ -92,10 +92,10 @@ class SubscriptionBuilder {
     set(Strip::outage, is_out ? time.latest : time.seconds, is_out ? State(1) : State());
   }
 
-  void note_value(std::size_t i, double time, const std::optional<Serving>& serving) {
+  void note_value(std::size_t i, double time, const std::optional<Serving>& serving, bool zero_is_known) {
     const Quantity& quantity = *track_.curves[i].quantity;
     std::optional<double> value;
-    if (serving && serving->cell_type == quantity.cell_type) value = quantity.read(*serving->cell, zero_is_known_);
+    if (serving && serving->cell_type == quantity.cell_type) value = quantity.read(*serving->cell, zero_is_known);
     if (!value) return close(i, time);
     auto& stretches = track_.curves[i].stretches;
     if (!is_open_[i]) stretches.emplace_back();
@@ -112,7 +112,6 @@ class SubscriptionBuilder {
   }
 
   SubscriptionTrack track_;
-  bool zero_is_known_;
   std::vector<bool> is_open_;     // whether the last stretch of a curve goes on
   std::map<Strip, Span> states_;  // that have begun
   State last_type_;               // of the serving cell
@@ -121,9 +120,10 @@ class SubscriptionBuilder {
 
 class TrackBuilder {
  public:
-  explicit TrackBuilder(bool zero_is_known) : zero_is_known_(zero_is_known) {}
-
-  void cells(const RunTime& time, const Cells& info) { of(info.sub()).cells(time, info); }
+  /// `zero_is_known`: see Quantity::read().
+  void cells(const RunTime& time, const Cells& info, bool zero_is_known) {
+    of(info.sub()).cells(time, info, zero_is_known);
+  }
 
   void calls(const RunTime& time, const VoiceCalls& info) {
     of(info.sub()).set(Strip::calls, time.seconds, info.calls().empty() ? State() : State(1));
@@ -149,9 +149,8 @@ class TrackBuilder {
   }
 
  private:
-  SubscriptionBuilder& of(std::uint32_t sub) { return builders_.try_emplace(sub, sub, zero_is_known_).first->second; }
+  SubscriptionBuilder& of(std::uint32_t sub) { return builders_.try_emplace(sub, sub).first->second; }
 
-  bool zero_is_known_;
   std::map<std::uint32_t, SubscriptionBuilder> builders_;
 };
 
@@ -177,8 +176,11 @@ RunTime bounded(const RunTime& time, double now, double next) {
   return {seconds, std::clamp(time.earliest, now, seconds), std::clamp(time.latest, seconds, std::max(next, seconds))};
 }
 
+/// Whether the event's message is what the sensor said. Without that, a 0 may be how its absence was printed.
+bool is_as_sent(const RunEvent& event) { return event.payload == event.message->SerializeAsString(); }
+
 void note(TrackBuilder& builder, const RunTime& time, const RunEvent& event) {
-  if (const auto* const info = payload_of<Cells>(event)) builder.cells(time, *info);
+  if (const auto* const info = payload_of<Cells>(event)) builder.cells(time, *info, is_as_sent(event));
   if (const auto* const info = payload_of<VoiceCalls>(event)) builder.calls(time, *info);
   if (const auto* const info = payload_of<RrcStates>(event)) builder.rrc_states(time, *info);
   if (const auto* const info = payload_of<Rail>(event)) builder.rail(time, *info);
@@ -186,7 +188,7 @@ void note(TrackBuilder& builder, const RunTime& time, const RunEvent& event) {
 
 void note(TrackBuilder& builder, const scenario_step& step) {
   const RunTime time{step.at(), step.at(), step.at()};
-  if (step.has_cells()) builder.cells(time, step.cells());
+  if (step.has_cells()) builder.cells(time, step.cells(), true);
   if (step.has_voice_calls()) builder.calls(time, step.voice_calls());
   if (step.has_rrc_states()) builder.rrc_states(time, step.rrc_states());
   if (step.has_highspeed_rail()) builder.rail(time, step.highspeed_rail());
@@ -199,7 +201,7 @@ Track track_of(const Run& run) {
   double last = 0;
   for (const RunTime& time : times.axis) last = std::max(last, time.seconds);
   const double end = end_of_last_state(last);
-  TrackBuilder builder(false);  // a run shows 0 for what a sensor has left out
+  TrackBuilder builder;
   double now = 0;
   for (std::size_t i = 0; i < run.events.size(); ++i) {
     const RunTime time = bounded(times.axis[i], now, i + 1 < times.axis.size() ? times.axis[i + 1].seconds : end);
@@ -210,7 +212,7 @@ Track track_of(const Run& run) {
 }
 
 Track track_of(const scenario& played) {
-  TrackBuilder builder(true);
+  TrackBuilder builder;
   for (const auto& step : played.steps()) note(builder, step);
   const double last = played.steps().empty() ? 0 : played.steps().rbegin()->at();
   return builder.finish("scenario time", played.has_repeat_after() ? played.repeat_after() : end_of_last_state(last));

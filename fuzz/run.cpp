@@ -2,13 +2,17 @@
 
 #include "hub/base/input_error.h"
 #include "hub/plot/track.h"
+#include "hub/report/payload_truth.h"
 #include "hub/report/run_reader.h"
+#include "hub/report/run_times.h"
 #include "hub/report/run_writer.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) try {
-  const auto run = kelvane_hub::read_run({reinterpret_cast<const char*>(data), size}, "input");
-  (void)kelvane_hub::to_json(run);
-  (void)kelvane_hub::to_csv(run);
+  auto run = kelvane_hub::read_run({reinterpret_cast<const char*>(data), size}, "input");
+  (void)kelvane_hub::believe_payloads(run);
+  const auto times = kelvane_hub::times_of(run);
+  (void)kelvane_hub::to_json(run, times);
+  (void)kelvane_hub::to_csv(run, times);
   (void)kelvane_hub::track_of(run);
   return 0;
 } catch (const kelvane_hub::InputError&) {

@@ -85,17 +85,21 @@ void add_import(CLI::App& app, ImportOptions& options) {
 }
 
 void add_report(CLI::App& app, ReportOptions& options) {
-  auto* command = app.add_subcommand("report", "Turn an output file of cellscope into JSON or CSV");
+  auto* command =
+      app.add_subcommand("report", "Turn an output file or a saved console session of cellscope into JSON or CSV");
   command->footer(
       "Examples:\n"
       "  kelvane-hub report /data/APT_Automation/drive.txt | jq 'select(.event == \"voice_calls\")'\n"
-      "  kelvane-hub report drive.txt --format csv -o drive.csv\n\n"
+      "  kelvane-hub report drive.txt --format csv -o drive.csv\n"
+      "  adb shell cat /data/APT_Automation/drive.txt | kelvane-hub report -\n\n"
       "JSON is an object an event, each on a line. CSV is a row a cell, a call, or an event without either.\n");
   command->add_option("file", options.file, "Output file of a run; -: standard input")->type_name("FILE")->required();
   command->add_option("--format", options.format, "Form of the report (default: json)")
       ->type_name("json|csv")
       ->check(check_format);
-  command->add_option("-o,--output", options.output, "File to write (default: standard output)")->type_name("FILE");
+  command->add_option("-o,--output", options.output, "File to write (-, the default: standard output)")
+      ->type_name("FILE");
+  command->add_flag("--strict", options.is_strict, "End at the first line that is no report, instead of skipping it");
   command->callback([&options] { report(options); });
 }
 

@@ -25,7 +25,8 @@ struct ImportOptions {
 struct ReportOptions {
   std::string file;  // "-": standard input
   std::string format = "json";
-  std::string output;  // empty: standard output
+  std::string output;      // empty or "-": standard output
+  bool is_strict = false;  // whatever is no report is an error
 };
 
 struct PlotOptions {

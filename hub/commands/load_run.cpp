@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "hub/base/files.h"
+#include "hub/report/payload_truth.h"
 #include "hub/report/run_reader.h"
 
 namespace kelvane_hub {
@@ -12,10 +13,24 @@ namespace {
 
 std::string read_standard_input() { return {std::istreambuf_iterator(std::cin), {}}; }
 
+/// Says of one or more of a kind what they are, and where the first is.
+void tell(const std::string& file, const Oddity& oddity, const char* one, const char* several) {
+  if (oddity.count == 0) return;
+  const bool is_one = oddity.count == 1;
+  (void)std::fprintf(stderr, "%s: %zu %s, %sat line %zu: %s\n", file.c_str(), oddity.count, is_one ? one : several,
+                     is_one ? "" : "the first ", oddity.line, oddity.first.c_str());
+}
+
 }  // namespace
 
-Run load_run(const std::string& file) {
-  Run run = read_run(file == "-" ? read_standard_input() : read_file(file), file);
+Run load_run(const std::string& file, Reading reading) {
+  Run run = read_run(file == "-" ? read_standard_input() : read_file(file), file, reading);
+  const Oddity others = believe_payloads(run);
+  tell(file, run.strays, "line that is no report was skipped", "lines that are no report were skipped");
+  tell(file, run.glued, "report begins behind other text", "reports begin behind other text");
+  tell(file, run.broken, "broken report was left out", "broken reports were left out");
+  tell(file, others, "report has a payload of other definitions, so that an absent value is a 0",
+       "reports have payloads of other definitions, so that absent values are 0");
   if (run.cut_off != 0) {
     (void)std::fprintf(stderr, "%s:%zu: the report that begins here is cut off, and left out\n", file.c_str(),
                        run.cut_off);

@@ -4,11 +4,14 @@
 #include <string>
 
 #include "hub/report/run.h"
+#include "hub/report/run_reader.h"
 
 namespace kelvane_hub {
 
-/// Reads the output file of a run; "-" is standard input. Warns on standard error of a report at the end that is not
-/// whole. Throws InputError.
-Run load_run(const std::string& file);
+/// Reads the output file of a run or a saved console session; "-" is standard input. Absent values of its messages are
+/// those of the payloads. Says on standard error, once of each kind, what is odd in it: lines that are no report,
+/// broken reports, one at the end that is not whole. Throws InputError, if `reading` is strict for these, too, but the
+/// last.
+Run load_run(const std::string& file, Reading reading = Reading::tolerant);
 
 }  // namespace kelvane_hub

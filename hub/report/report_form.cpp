@@ -48,4 +48,11 @@ std::span<const PrintedField> printed_fields(const Descriptor& type) {
   return found->fields;
 }
 
+const google::protobuf::Message& part_of(const mox_wwan_cell_info& cell, const Technology& technology,
+                                         std::string_view part) {
+  const auto* const found = find_part(cell, technology, part);
+  const auto* const type = part_field(technology, part).message_type();
+  return found != nullptr ? *found : *google::protobuf::MessageFactory::generated_factory()->GetPrototype(type);
+}
+
 }  // namespace kelvane_hub

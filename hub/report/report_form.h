@@ -14,6 +14,10 @@ namespace kelvane_hub {
 /// Throws std::logic_error for a message that is not reported.
 std::span<const PrintedField> printed_fields(const google::protobuf::Descriptor& type);
 
+/// A part of `cell` as it is printed: an empty one if it is absent.
+const google::protobuf::Message& part_of(const mox_wwan_cell_info& cell, const Technology& technology,
+                                         std::string_view part);
+
 /// What stands before the number of cells, and of subscriptions where several report theirs.
 inline constexpr std::string_view number_of_cells = "serving neighboring cell info. Number of cells: ";
 

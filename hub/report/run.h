@@ -32,11 +32,28 @@ const Payload* payload_of(const RunEvent& event) {
   return google::protobuf::DynamicCastToGenerated<const Payload>(event.message.get());
 }
 
+/// What is odd of one kind in a file.
+struct Oddity {
+  std::size_t count = 0;
+  std::size_t line = 0;  // of the first
+  std::string first;     // what it is, for a message
+
+  void add(std::size_t at, const std::string& what) {
+    if (count++ == 0) line = at, first = what;
+  }
+};
+
 struct Run {
   std::vector<RunEvent> events;
   /// The line at which a report begins that the file does not have to its end, as happens when a run is stopped or the
   /// file is pulled meanwhile; 0: there is none. It is not among the events.
   std::size_t cut_off = 0;
+  /// The lines that say that the main thread listens, which it does every three seconds.
+  std::vector<std::size_t> listening;
+
+  Oddity strays;  // lines that are no part of a report
+  Oddity broken;  // reports that are not as they are printed; they are not among the events
+  Oddity glued;   // reports that begin behind other text on their line
 };
 
 }  // namespace kelvane_hub

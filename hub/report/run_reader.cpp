@@ -4,9 +4,12 @@
 #include <cstdint>
 #include <stdexcept>
 
+#include "hub/base/concat.h"
+#include "hub/base/input_error.h"
 #include "hub/messages/reflection.h"
 #include "hub/report/line_scanner.h"
 #include "hub/report/report_form.h"
+#include "hub/report/run_lines.h"
 
 namespace kelvane_hub {
 namespace {
@@ -14,68 +17,7 @@ namespace {
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 
-/// Lines of the main thread, which may come between any two lines of a report.
-struct Progress {
-  std::string_view text;
-  bool has_number = false;  // after the text
-};
-constexpr Progress progress[] = {{"Listening For On Change Sensor indications"},
-                                 {"Listening For streaming sensor"},
-                                 {"Listening For Voice Call status indication"},
-                                 {"connecting to on-change sensor"},
-                                 {"Input given ", true},
-                                 {"Streaming sensor rate : ", true},
-                                 {"Got the  signal for 2"}};
-
-bool is_progress(std::string_view line) {
-  return std::ranges::any_of(progress, [line](const Progress& known) {
-    return known.has_number ? line.starts_with(known.text) : line == known.text;
-  });
-}
-
-/// The file ends in the middle of a report.
-struct CutOff {};
-
-/// The lines of a file but for those of progress.
-class Lines {
- public:
-  Lines(std::string_view text, const std::string& file) : rest_(text), file_(file) { skip_progress(); }
-
-  bool at_end() const { return rest_.empty(); }
-
-  /// Throws CutOff if there is none.
-  LineScanner peek() const {
-    const auto end = rest_.find('\n');
-    if (end == std::string_view::npos) throw CutOff();
-    return {file_, number_, rest_.substr(0, end)};
-  }
-
-  LineScanner next() {
-    const LineScanner line = peek();
-    drop();
-    skip_progress();
-    return line;
-  }
-
-  std::size_t number() const { return number_; }
-
- private:
-  void drop() {
-    rest_.remove_prefix(rest_.find('\n') + 1);
-    ++number_;
-  }
-
-  void skip_progress() {
-    for (auto end = rest_.find('\n'); end != std::string_view::npos && is_progress(rest_.substr(0, end));
-         end = rest_.find('\n')) {
-      drop();
-    }
-  }
-
-  std::string_view rest_;
-  const std::string& file_;
-  std::size_t number_ = 1;
-};
+constexpr const char* beginning = "the beginning of a report (Payload size: … or Log Time: …)";
 
 // ---- values ----
 
@@ -114,9 +56,9 @@ void take_values(LineScanner& line, Message& message, std::span<const PrintedFie
 }
 
 /// A line for each value that reports have of `message`.
-void take_lines(Lines& lines, Message& message) {
+void take_lines(RunLines& lines, Message& message) {
   for (const PrintedField& field : printed_fields(*message.GetDescriptor())) {
-    LineScanner line = lines.next();
+    LineScanner line = lines.next_text();
     take_value(line, message, field);
     line.take_end();
   }
@@ -136,7 +78,7 @@ std::string_view first_label() {
   return printed_fields(*Payload::descriptor()).front().label;
 }
 
-void take_empty_line(Lines& lines) { lines.next().take_end(); }
+void take_empty_line(RunLines& lines) { lines.next().take_end(); }
 
 /// Makes `event` one whose payload is a Payload.
 template <class Payload>
@@ -150,9 +92,9 @@ Payload& begin(RunEvent& event) {
 
 // ---- cells ----
 
-void take_cell(Lines& lines, std::size_t number, RunEvent& event, mox_wwan_cell_info& cell) {
+void take_cell(RunLines& lines, std::size_t number, RunEvent& event, mox_wwan_cell_info& cell) {
   take_empty_line(lines);
-  LineScanner header = lines.next();
+  LineScanner header = lines.next_text();
   header.take("=== Cell " + std::to_string(number) + " === {");
   header.take("Log Time: ");
   event.log_times_of_cells.push_back(header.take_number<std::int64_t>());
@@ -162,22 +104,22 @@ void take_cell(Lines& lines, std::size_t number, RunEvent& event, mox_wwan_cell_
   if (technology == nullptr) return;
   for (const PrintedPart& part : technology->parts) {
     take_empty_line(lines);
-    LineScanner line = lines.next();
+    LineScanner line = lines.next_text();
     line.take(std::string("== ").append(part.title) + " == {");
     take_values(line, make_part(cell, *technology, part.name), part.fields, "", ",");
     line.take_end();
   }
 }
 
-void take_cells(Lines& lines, RunEvent& event, mox_wwan_event_serving_neighboring_cell_info& info) {
+void take_cells(RunLines& lines, RunEvent& event, mox_wwan_event_serving_neighboring_cell_info& info) {
   take_lines(lines, info);
-  const auto count = take_last_number<std::uint32_t>(lines.next(), number_of_cells);
+  const auto count = take_last_number<std::uint32_t>(lines.next_text(), number_of_cells);
   for (std::size_t number = 1; number <= count; ++number) take_cell(lines, number, event, *info.add_cells());
 }
 
-void take_locations(Lines& lines, RunEvent& event, mox_wwan_get_cell_location_info_response& response) {
+void take_locations(RunLines& lines, RunEvent& event, mox_wwan_get_cell_location_info_response& response) {
   take_lines(lines, response);
-  const auto count = take_last_number<std::uint32_t>(lines.next(), number_of_cells);
+  const auto count = take_last_number<std::uint32_t>(lines.next_text(), number_of_cells);
   for (std::uint32_t i = 0; i < count; ++i) take_cells(lines, event, *response.add_cells());
 }
 
@@ -195,8 +137,9 @@ std::string take_payload(LineScanner line, std::uint64_t size) {
 }
 
 /// What begins with the size of a payload.
-void take_sized_event(Lines& lines, RunEvent& event) {
+void take_sized_event(RunLines& lines, RunEvent& event) {
   event.payload_size = take_last_number<std::uint64_t>(lines.next(), "Payload size: ");
+  if (*event.payload_size != 0) (void)lines.peek_text();
   if (lines.peek().starts_with("Received HST")) {
     return take_lines(lines, begin<mox_wwan_event_highspeed_rail_network_info>(event));
   }
@@ -204,7 +147,7 @@ void take_sized_event(Lines& lines, RunEvent& event) {
     return take_lines(lines, begin<mox_wwan_signal_strength_config_status>(event));
   }
   event.payload = take_payload(lines.next(), *event.payload_size);
-  if (lines.peek().starts_with(first_label<mox_wwan_get_cell_location_info_response>())) {
+  if (lines.peek_text().starts_with(first_label<mox_wwan_get_cell_location_info_response>())) {
     return take_locations(lines, event, begin<mox_wwan_get_cell_location_info_response>(event));
   }
   take_cells(lines, event, begin<mox_wwan_event_serving_neighboring_cell_info>(event));
@@ -225,7 +168,7 @@ void take_voice_calls(LineScanner line, mox_wwan_event_voice_calls& info) {
   line.take_end();
 }
 
-void take_rrc_states(LineScanner first, Lines& lines, mox_wwan_event_rrc_states_info& info) {
+void take_rrc_states(LineScanner first, RunLines& lines, mox_wwan_event_rrc_states_info& info) {
   const auto fields = printed_fields(*info.GetDescriptor());
   take_value(first, info, fields.front());
   first.take(", ");
@@ -241,7 +184,7 @@ void take_rrc_states(LineScanner first, Lines& lines, mox_wwan_event_rrc_states_
 }
 
 /// What begins with the log time.
-void take_timed_event(Lines& lines, RunEvent& event) {
+void take_timed_event(RunLines& lines, RunEvent& event) {
   LineScanner line = lines.next();
   line.take("Log Time: ");
   event.log_time = line.take_number<std::int64_t>();
@@ -251,7 +194,7 @@ void take_timed_event(Lines& lines, RunEvent& event) {
   take_rrc_states(line, lines, begin<mox_wwan_event_rrc_states_info>(event));
 }
 
-RunEvent take_event(Lines& lines) {
+RunEvent take_event(RunLines& lines) {
   const LineScanner first = lines.peek();
   RunEvent event;
   event.line = first.line();
@@ -260,24 +203,72 @@ RunEvent take_event(Lines& lines) {
   } else if (first.starts_with("Log Time: ")) {
     take_timed_event(lines, event);
   } else {
-    first.fail("the beginning of a report (Payload size: … or Log Time: …)");
+    first.fail(beginning);
   }
   return event;
 }
 
-}  // namespace
+// ---- the whole ----
 
-Run read_run(std::string_view text, const std::string& name) {
-  Run run;
-  Lines lines(text, name);
+void check_for_text(std::string_view text, const std::string& name) {
+  const auto found = text.find('\0');
+  if (found == std::string_view::npos) return;
+  const auto line = 1 + std::ranges::count(text.substr(0, found), '\n');
+  throw InputError(name + ":" + std::to_string(line) + ": expected text, found a NUL");
+}
+
+void read_strictly(RunLines& lines, Run& run) {
   while (!lines.at_end()) {
     const std::size_t begin = lines.number();
     try {
       run.events.push_back(take_event(lines));
     } catch (const CutOff&) {
       run.cut_off = begin;
-      break;
+      return;
     }
+  }
+}
+
+/// The next event, or what stands in place of one.
+void read_next(RunLines& lines, Run& run) {
+  const std::size_t begin = lines.number();
+  bool has_begun = false;
+  try {
+    has_begun = begins_report(lines.peek().rest());
+    if (!has_begun) return lines.pass_stray();
+    run.events.push_back(take_event(lines));
+  } catch (const CutOff&) {
+    if (lines.end() || has_begun) run.cut_off = begin;
+  } catch (const InputError& error) {
+    run.broken.add(begin, error.what());
+    lines.resume(begin);
+  }
+}
+
+void read_tolerantly(RunLines& lines, Run& run) {
+  while (!lines.at_end()) read_next(lines, run);
+}
+
+/// Another file than a run is no run without events.
+void check_for_reports(const Run& run, const std::string& name) {
+  if (!run.events.empty()) return;
+  if (run.broken.count != 0) throw InputError(run.broken.first);
+  if (run.strays.count == 0) return;
+  throw InputError(name + ":" + std::to_string(run.strays.line) + ": expected " + beginning + ", found " +
+                   run.strays.first);
+}
+
+}  // namespace
+
+Run read_run(std::string_view text, const std::string& name, Reading reading) {
+  check_for_text(text, name);
+  Run run;
+  RunLines lines(text, name, reading, run);
+  if (reading == Reading::strict) {
+    read_strictly(lines, run);
+  } else {
+    read_tolerantly(lines, run);
+    check_for_reports(run, name);
   }
   return run;
 }

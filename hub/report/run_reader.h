@@ -1,6 +1,7 @@
 // Output files of cellscope, read.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -8,8 +9,14 @@
 
 namespace kelvane_hub {
 
-/// Reads the output file whose content is `text`; lines of progress are skipped wherever they stand. `name` takes the
-/// file's place in messages. Throws InputError, "name:line: expected …, found …", at a line that is no report.
-Run read_run(std::string_view text, const std::string& name);
+enum class Reading : std::uint8_t {
+  tolerant,  // whatever is no report is passed over, and noted in the run
+  strict,    // is an error
+};
+
+/// Reads `text`: the content of an output file or a saved console session; `name` takes its place in messages. What the
+/// main thread of a run prints is skipped wherever it stands. Throws InputError, "name:line: expected …, found …", at
+/// the first line that is no report if `reading` is strict, at a NUL, and where there is no report but other text.
+Run read_run(std::string_view text, const std::string& name, Reading reading = Reading::tolerant);
 
 }  // namespace kelvane_hub

@@ -1,6 +1,7 @@
 #include "hub/report/run_writer.h"
 
 #include <algorithm>
+#include <cmath>
 #include <nlohmann/json.hpp>
 #include <span>
 #include <stdexcept>
@@ -34,11 +35,11 @@ Json value_of(const Message& message, const FieldDescriptor& field) {
   }
 }
 
-/// Those of the fields that are set.
+/// All of the fields; one that is not set is null.
 void set_values(Json& object, const Message& message, std::span<const PrintedField> fields) {
   for (const PrintedField& printed : fields) {
     const FieldDescriptor& field = field_of(*message.GetDescriptor(), printed.name);
-    if (message.GetReflection()->HasField(message, &field)) object[field.name()] = value_of(message, field);
+    object[field.name()] = message.GetReflection()->HasField(message, &field) ? value_of(message, field) : Json();
   }
 }
 
@@ -53,9 +54,7 @@ Json object_of(const mox_wwan_cell_info& cell, std::int64_t log_time) {
   if (technology == nullptr) return object;
   object["technology"] = technology->name;
   for (const PrintedPart& part : technology->parts) {
-    if (const Message* const found = find_part(cell, *technology, part.name)) {
-      set_values(object[std::string(part.name)], *found, part.fields);
-    }
+    set_values(object[std::string(part.name)], part_of(cell, *technology, part.name), part.fields);
   }
   return object;
 }
@@ -94,11 +93,36 @@ std::string in_hexadecimal(std::string_view bytes) {
   return text;
 }
 
-Json object_of(const RunEvent& event) {
-  Json object{{"event", event.kind->name}, {"line", event.line}};
-  if (event.payload_size) object["payload_size"] = *event.payload_size;
-  if (event.payload) object["payload"] = in_hexadecimal(*event.payload);
-  if (event.log_time) object["log_time"] = *event.log_time;
+/// States that are not printed are not there at all.
+void set_states(Json& object, const mox_wwan_event_rrc_states_info& states) {
+  set_values(object, states);
+  for (const PrintedField& field : printed_fields(*states.GetDescriptor())) {
+    const std::string name(field.name);
+    if (object[name].is_null()) object.erase(name);
+  }
+}
+
+/// A time since `epoch`, the last decimal that it is given with being about as exact as it is. `round` is std::round or
+/// what goes the way of a bound.
+Json time_of(std::int64_t epoch, double seconds, double decimals, double (*round)(double)) {
+  if (!std::isfinite(seconds)) return {};
+  const double unit = std::pow(10, decimals);
+  return static_cast<double>(epoch) + round(seconds * unit) / unit;
+}
+
+void set_time(Json& object, const std::optional<std::int64_t>& epoch, const RunTime& time) {
+  for (const char* key : {"time", "earliest", "latest"}) object[key] = nullptr;
+  if (!epoch) return;
+  const double width = time.latest - time.earliest;
+  // A double has microseconds of a date.
+  const double decimals = std::isfinite(width) ? std::clamp(std::ceil(-std::log10(width / 2)), 0., 6.) : 0;
+  object["time"] = time_of(*epoch, time.seconds, decimals, [](double number) { return std::round(number); });
+  object["earliest"] = time_of(*epoch, time.earliest, decimals, [](double number) { return std::floor(number); });
+  object["latest"] = time_of(*epoch, time.latest, decimals, [](double number) { return std::ceil(number); });
+}
+
+/// What the report says.
+void set_message(Json& object, const RunEvent& event) {
   std::span<const std::int64_t> log_times(event.log_times_of_cells);
   if (const auto* cells = payload_of<mox_wwan_event_serving_neighboring_cell_info>(event)) {
     set_cells(object, *cells, log_times);
@@ -106,10 +130,27 @@ Json object_of(const RunEvent& event) {
     set_calls(object, *calls);
   } else if (const auto* locations = payload_of<mox_wwan_get_cell_location_info_response>(event)) {
     set_locations(object, *locations, log_times);
+  } else if (const auto* states = payload_of<mox_wwan_event_rrc_states_info>(event)) {
+    set_states(object, *states);
   } else {
     set_values(object, *event.message);
   }
+}
+
+Json object_of(const RunEvent& event, const std::optional<std::int64_t>& epoch, const RunTime& time) {
+  Json object{{"event", event.kind->name}, {"line", event.line}};
+  set_time(object, epoch, time);
+  if (event.payload_size) object["payload_size"] = *event.payload_size;
+  if (event.payload) object["payload"] = in_hexadecimal(*event.payload);
+  if (event.log_time) object["log_time"] = *event.log_time;
+  set_message(object, event);
   return object;
+}
+
+/// Calls `take` with each event as an object.
+template <class Function>
+void for_each_object(const Run& run, const RunTimes& times, Function take) {
+  for (std::size_t i = 0; i < run.events.size(); ++i) take(object_of(run.events[i], times.epoch, times.log[i]));
 }
 
 // ---- an event as rows ----
@@ -137,7 +178,7 @@ class Columns {
 
 std::vector<std::string> all_columns() {
   Columns columns;
-  for (const char* column : {"line", "event", "payload_size"}) columns.add(column);
+  for (const char* column : {"line", "event", "time", "earliest", "latest", "payload_size"}) columns.add(column);
   columns.add_values_of<mox_wwan_event_serving_neighboring_cell_info>();
   columns.add_values_of<mox_wwan_get_cell_location_info_response>();
   columns.add_values_of<mox_wwan_signal_strength_config_status>();
@@ -198,19 +239,19 @@ std::vector<Json> rows_of(const Json& event) {
 
 std::string cell_of_table(const Json& row, const std::string& column) {
   const auto found = row.find(column);
-  if (found == row.end()) return "";
+  if (found == row.end() || found->is_null()) return "";
   return found->is_string() ? found->get<std::string>() : found->dump();
 }
 
 }  // namespace
 
-std::string to_json(const Run& run) {
+std::string to_json(const Run& run, const RunTimes& times) {
   std::string text;
-  for (const RunEvent& event : run.events) text += object_of(event).dump() + '\n';
+  for_each_object(run, times, [&text](const Json& object) { text += object.dump() + '\n'; });
   return text;
 }
 
-std::string to_csv(const Run& run) {
+std::string to_csv(const Run& run, const RunTimes& times) {
   const auto columns = all_columns();
   std::string text;
   const auto add_line = [&](const auto& value_of) {
@@ -221,11 +262,11 @@ std::string to_csv(const Run& run) {
     text += "\n";
   };
   add_line([](const std::string& column) { return column; });
-  for (const RunEvent& event : run.events) {
-    for (const Json& row : rows_of(object_of(event))) {
+  for_each_object(run, times, [&add_line](const Json& object) {
+    for (const Json& row : rows_of(object)) {
       add_line([&row](const std::string& column) { return cell_of_table(row, column); });
     }
-  }
+  });
   return text;
 }
 

@@ -1,0 +1,59 @@
+// The lines of a run that belong to reports.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "hub/report/line_scanner.h"
+#include "hub/report/run.h"
+#include "hub/report/run_reader.h"
+
+namespace kelvane_hub {
+
+/// The file ends in the middle of a report.
+struct CutOff {};
+
+/// Goes through a file, past the lines of the main thread and, if it is tolerant, past all that is like no line of a
+/// report; the run hears of both. Refers to what it is given.
+class RunLines {
+ public:
+  RunLines(std::string_view text, const std::string& file, Reading reading, Run& run)
+      : rest_(text), file_(file), tolerant_(reading == Reading::tolerant), run_(run) {}
+
+  bool at_end();
+  std::size_t number();  // of the line that comes next, from 1
+
+  // These throw CutOff if there is no whole line any more.
+  LineScanner peek();
+  LineScanner next();
+  /// The next line, or if blank ones are tolerated the next that is not.
+  LineScanner peek_text();
+  LineScanner next_text();
+
+  /// After an error in a report that began in line `begin`: goes to where the next begins.
+  void resume(std::size_t begin);
+  /// Passes over the next line, which is no beginning of a report, and notes it.
+  void pass_stray();
+  /// Ends the reading where no whole line follows. Returns whether a report begins there.
+  bool end();
+
+ private:
+  std::string_view line() const;
+  bool settle();
+  bool pass(std::string_view line);
+  void drop();
+
+  std::string_view rest_;
+  const std::string& file_;
+  const bool tolerant_;
+  Run& run_;
+  std::size_t number_ = 1;
+  // Before the line that was taken last.
+  std::string_view rest_before_;
+  std::size_t number_before_ = 1;
+};
+
+/// Whether a report may begin with this line.
+bool begins_report(std::string_view line);
+
+}  // namespace kelvane_hub

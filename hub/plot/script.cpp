@@ -176,7 +176,7 @@ class ScriptBuilder {
       Strip strip;
       Colour colour;
       std::string_view name;
-    } shades[] = {{Strip::perhaps_outage, perhaps_shade, "perhaps no serving cell"},
+    } shades[] = {{Strip::perhaps_outage, perhaps_shade, "perhaps no cell"},
                   {Strip::outage, outage_shade, "no serving cell"}};
     for (const auto& [strip, colour, name] : shades) {
       const auto spans = panel.track->strips.find(strip);
@@ -296,7 +296,7 @@ class ScriptBuilder {
       const std::vector<double>& times;
       const char* mark;
       const char* name;
-    } kinds[] = {{track.cell_changes, "pointtype 2 pointsize 0.5", "cell change"},
+    } kinds[] = {{track.cell_changes, "pointtype 2 pointsize 0.55 linewidth 1.5", "cell change"},
                  {track.technology_changes, "pointtype 13 pointsize 0.6", "technology change"}};
     for (const auto& [times, mark, name] : kinds) {
       std::string rows;

@@ -23,7 +23,7 @@ using State = std::optional<std::int32_t>;
 struct Serving {
   const mox_wwan_cell_info* cell;
   std::int32_t cell_type;
-  std::string identity;  // what tells it from others of its technology
+  std::string identity;  // what tells it from others of its technology; empty if that is not known
 };
 
 std::optional<Serving> serving_of(const Cells& info) {
@@ -51,8 +51,10 @@ class SubscriptionBuilder {
     set(Strip::technology, time.seconds, serving ? State(serving->cell_type) : State());
     note_outage(time, !serving);
     for (std::size_t i = 0; i < track_.curves.size(); ++i) note_value(i, time.seconds, serving, zero_is_known);
+    if (!serving || serving->cell_type != last_type_ || !serving->identity.empty()) {
+      last_identity_ = serving ? serving->identity : "";
+    }
     last_type_ = serving ? State(serving->cell_type) : State();
-    last_identity_ = serving ? serving->identity : "";
   }
 
   /// From `time` on, nothing being no state.
@@ -60,7 +62,9 @@ class SubscriptionBuilder {
     const auto begun = states_.find(strip);
     if (begun != states_.end() && begun->second.state == state) return;
     if (begun != states_.end()) {
-      track_.strips[strip].push_back({begun->second.begin, time, begun->second.state});
+      const Span span{begun->second.begin, time, begun->second.state};
+      // An outage that surely began only when it ended is one perhaps.
+      if (strip != Strip::outage || span.begin < span.end) track_.strips[strip].push_back(span);
       states_.erase(begun);
     }
     if (state) states_[strip] = {time, time, *state};
@@ -78,7 +82,7 @@ class SubscriptionBuilder {
     if (!serving || !last_type_) return;
     if (serving->cell_type != *last_type_) {
       track_.technology_changes.push_back(time);
-    } else if (serving->identity != last_identity_) {
+    } else if (serving->identity != last_identity_ && !serving->identity.empty() && !last_identity_.empty()) {
       track_.cell_changes.push_back(time);
     }
   }
@@ -115,7 +119,7 @@ class SubscriptionBuilder {
   std::vector<bool> is_open_;     // whether the last stretch of a curve goes on
   std::map<Strip, Span> states_;  // that have begun
   State last_type_;               // of the serving cell
-  std::string last_identity_;
+  std::string last_identity_;     // as far as it is known
 };
 
 class TrackBuilder {

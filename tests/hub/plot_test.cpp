@@ -147,6 +147,27 @@ TEST(PlotTest, WhatNoReceiverMeasuresIsAGap) {
             "NR RSRP: 0=-156 1=-156 | 2=-1 3=-1 | 4=-90 5=-90 | 6=-91 6.18=-91");
 }
 
+TEST(PlotTest, CallsAndOutagesOfARunHaveTheirOwnTime) {
+  const auto calls = [](int seconds, const char* which) {
+    return concat("Log Time: ", 1700000000 + seconds,
+                  ", Received voice call info on Sub:0, voice call info-Number of calls: ", which, "\n");
+  };
+  const std::string no_cells =
+      "Payload size: 2\n16 0 \nReceived serving neighboring cell info on Sub :0\n"
+      "serving neighboring cell info. Number of cells: 0\n";
+  const std::string text = cell_report(0, -90) + cell_report(10, -95) +
+                           calls(13, "1: [{ Call: 1, CallID: 1, CallState: 5}]") + no_cells + calls(16, "0: []") +
+                           cell_report(20, -99) + calls(40, "0: []");
+  EXPECT_EQ(shown(track_of(read_run(text, "run.txt"))),
+            "timestamps, 0 to 41.2\n"
+            "sub 0\n"
+            "NR RSRP: 0=-90 10=-95 14.5=-95 | 20=-99 41.2=-99\n"
+            "out: 16..20=1\n"
+            "perhaps out: 13..16=1\n"
+            "technology: 0..14.5=6 20..41.2=6\n"
+            "calls: 13..16=1\n");
+}
+
 TEST(PlotTest, AWindowShowsWhatHoldsWhenItOpens) {
   const std::string text = lte(0, -90) + step(2, "voice_calls { calls { call_id: 1 } }") + lte(4, -95) +
                            step(6, "cells { sub: 3 }") + lte(8, -97) + "repeat_after: 10";

@@ -11,8 +11,8 @@ namespace {
 
 constexpr PictureFormat all[] = {
     {".svg", "svg", 1, "dynamic font 'sans-serif,13'", "<?xml", "</svg>"},
-    {".png", "pngcairo", 2, "font 'sans-serif,13' fontscale 1.5 linewidth 2 pointscale 2", "\x89PNG", ""},
-    {".pdf", "pdfcairo", 0.01, "font 'sans-serif,13' fontscale 0.72 linewidth 1.4", "%PDF", ""},
+    {".png", "pngcairo", 2, "font 'sans-serif,13' fontscale 1.5 linewidth 2 pointscale 3", "\x89PNG", ""},
+    {".pdf", "pdfcairo", 0.01, "font 'sans-serif,13' fontscale 0.56 linewidth 1.4 pointscale 1.6", "%PDF", ""},
 };
 
 }  // namespace

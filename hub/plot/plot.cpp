@@ -25,8 +25,7 @@ void check(const std::string& picture, const PictureFormat& format) {
 }  // namespace
 
 std::string draw(const Track& track, const std::string& source, const PictureFormat& format) {
-  // Two times for each pixel: it may be printed, too.
-  const Track shown = thinned(track, 2 * (panel_right - panel_left));
+  const Track shown = thinned(track, panel_right - panel_left);
   const std::string title = title_of(source);
   std::string picture = run_gnuplot(script_of(shown, title, format), patience);
   check(picture, format);

@@ -113,7 +113,15 @@ Seeds runs() {
       "Log Time: 9, Received voice call info on Sub:0, voice call info-Number of calls: 1: "
       "[{ Call: 1, CallID: 3, CallState: -5}]\nPayload size: 2\nerror info: -7\n",
       "Log Time: 9, Received rrc state info on Sub:0, \n{ LTE RRC STATE: 1 }\n\n"
-      "Payload size: 4\nReceived HST info on Sub :1\nhst info-LTE 0\nhst info-NR5G 1\n"};
+      "Payload size: 4\nReceived HST info on Sub :1\nhst info-LTE 0\nhst info-NR5G 1\n",
+      // A console session: bytes that say what is printed, strays, a broken report, a glued one, times to join.
+      "Enter 1\r\nPayload size: 4\r\n10 2 8 5 \r\nReceived serving neighboring cell info on Sub :0\r\n"
+      "serving neighboring cell info. Number of cells: 1\r\n\r\n=== Cell 1 === {Log Time: 17,Cell Type: 0,"
+      "Timestamp: 5,Timestamp Type: 0,Registered: 0}\r\nListening For streaming sensor\nSUID=1Payload size: 0\n\n"
+      "Received serving neighboring cell info with status :0\nserving neighboring cell info. Number of cells: 0\n"
+      "Payload size: 1\n== x\nListening For streaming sensor\nPayload size: 2\n10 0 \n"
+      "Received serving neighboring cell info on Sub :0\nserving neighboring cell info. Number of cells: 1\n\n"
+      "=== Cell 1 === {Log Time: 21,Cell Type: 0,Timestamp: 4000000005,Timestamp Type: 0,Registered: 0}\nPayl"};
 }
 
 void write(const std::filesystem::path& folder, const Seeds& seeds) {

@@ -29,8 +29,8 @@ Run load_run(const std::string& file, Reading reading) {
   tell(file, run.strays, "line that is no report was skipped", "lines that are no report were skipped");
   tell(file, run.glued, "report begins behind other text", "reports begin behind other text");
   tell(file, run.broken, "broken report was left out", "broken reports were left out");
-  tell(file, others, "report has a payload of other definitions, so that an absent value is a 0",
-       "reports have payloads of other definitions, so that absent values are 0");
+  tell(file, others, "report has payload bytes that do not say what is printed, which is taken as it is",
+       "reports have payload bytes that do not say what is printed, which is taken as it is");
   if (run.cut_off != 0) {
     (void)std::fprintf(stderr, "%s:%zu: the report that begins here is cut off, and left out\n", file.c_str(),
                        run.cut_off);

@@ -121,13 +121,13 @@ void RunLines::pass_stray() {
   drop();
 }
 
-bool RunLines::end() {
+bool RunLines::end(bool has_begun) {
   const std::string_view last = rest_;
   rest_ = {};
   const bool is_report = std::ranges::any_of(beginnings, [last](std::string_view text) {
     return text.starts_with(last) || last.find(text) != std::string_view::npos;
   });
-  if (is_report || !tolerant_) return true;
+  if (has_begun || is_report || !tolerant_) return true;
   if (!begins_one_of(listening, last) && !begins_one_of(others, last)) run_.strays.add(number_, quoted(last));
   return false;
 }

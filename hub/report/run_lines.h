@@ -34,8 +34,8 @@ class RunLines {
   void resume(std::size_t begin);
   /// Passes over the next line, which is no beginning of a report, and notes it.
   void pass_stray();
-  /// Ends the reading where no whole line follows. Returns whether a report begins there.
-  bool end();
+  /// Ends the reading where no whole line follows; a report has begun before, or not. Returns whether one is cut off.
+  bool end(bool has_begun);
 
  private:
   std::string_view line() const;

@@ -238,7 +238,7 @@ void read_next(RunLines& lines, Run& run) {
     if (!has_begun) return lines.pass_stray();
     run.events.push_back(take_event(lines));
   } catch (const CutOff&) {
-    if (lines.end() || has_begun) run.cut_off = begin;
+    if (lines.end(has_begun)) run.cut_off = begin;
   } catch (const InputError& error) {
     run.broken.add(begin, error.what());
     lines.resume(begin);

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <map>
+#include <utility>
 
 #include "hub/report/clock_join.h"
 #include "mox_wwan_test.pb.h"
@@ -36,18 +38,16 @@ double seconds_between(std::int64_t from, std::int64_t to) {
   return static_cast<double>(static_cast<long double>(to) - static_cast<long double>(from));
 }
 
-/// The newest timestamp of its cells, in nanoseconds; 0: none.
-std::uint64_t timestamp_of(const RunEvent& event) {
+/// In nanoseconds.
+std::uint64_t newest_timestamp(const mox_wwan_event_serving_neighboring_cell_info& info) {
   std::uint64_t newest = 0;
-  const auto* const info = payload_of<mox_wwan_event_serving_neighboring_cell_info>(event);
-  if (info == nullptr) return newest;
-  for (const auto& cell : info->cells()) newest = std::max<std::uint64_t>(newest, cell.timestamp());
+  for (const auto& cell : info.cells()) newest = std::max<std::uint64_t>(newest, cell.timestamp());
   return newest;
 }
 
 // ---- the sensor's clock ----
 
-/// Reports whose timestamps grow. Where they fall, the sensor's clock has begun anew.
+/// Reports whose timestamps grow. Where those of a subscription fall, the sensor's clock has begun anew.
 struct Stretch {
   std::vector<std::size_t> events;
   std::vector<ClockReading> readings;  // of each of these
@@ -63,27 +63,44 @@ struct Stretch {
   }
 };
 
-/// Timestamps in seconds from the first of the run on; reports with a timestamp that has been there tell nothing new.
+/// Tells reports whose timestamp is new from those of the same cells once more.
+class Timestamps {
+ public:
+  enum class Verdict : std::uint8_t { grown, stale, fallen };
+
+  Verdict judge(std::uint32_t sub, std::uint64_t timestamp) {
+    const auto [last, is_first] = last_.try_emplace(sub, timestamp);
+    const auto before = std::exchange(last->second, timestamp);
+    const bool has_fallen = newest_ && timestamp < before;
+    if (!has_fallen && ((!is_first && timestamp == before) || timestamp < newest_.value_or(0))) return Verdict::stale;
+    const bool is_anew = has_fallen || !newest_;
+    newest_ = timestamp;
+    return is_anew ? Verdict::fallen : Verdict::grown;
+  }
+
+ private:
+  std::map<std::uint32_t, std::uint64_t> last_;  // of each subscription: a streaming sensor tells of them in turn
+  std::optional<std::uint64_t> newest_;
+};
+
+/// Timestamps are counted from the first of the run.
 std::vector<Stretch> stretches_of(const Run& run, std::int64_t epoch) {
   std::vector<Stretch> stretches;
-  std::uint64_t first = 0;
-  std::uint64_t last = 0;
+  Timestamps timestamps;
+  std::optional<std::uint64_t> first;
   for (std::size_t i = 0; i < run.events.size(); ++i) {
-    const RunEvent& event = run.events[i];
-    const auto* const info = payload_of<mox_wwan_event_serving_neighboring_cell_info>(event);
+    const auto* const info = payload_of<mox_wwan_event_serving_neighboring_cell_info>(run.events[i]);
     if (info == nullptr || info->cells().empty()) continue;
-    const auto timestamp = timestamp_of(event);
-    if (stretches.empty()) first = timestamp;
-    if (stretches.empty() || timestamp < last) {
-      stretches.emplace_back();
-    } else if (timestamp == last) {
-      continue;
-    }
-    last = timestamp;
+    const auto timestamp = newest_timestamp(*info);
+    const auto verdict = timestamps.judge(info->sub(), timestamp);
+    if (verdict == Timestamps::Verdict::stale) continue;
+    if (verdict == Timestamps::Verdict::fallen) stretches.emplace_back();
+    if (!first) first = timestamp;
     constexpr long double nanoseconds = 1e9L;
-    const auto since = (static_cast<long double>(timestamp) - static_cast<long double>(first)) / nanoseconds;
+    const auto since = (static_cast<long double>(timestamp) - static_cast<long double>(*first)) / nanoseconds;
     stretches.back().events.push_back(i);
-    stretches.back().readings.push_back({static_cast<double>(since), seconds_between(epoch, *log_time_of(event))});
+    stretches.back().readings.push_back(
+        {static_cast<double>(since), seconds_between(epoch, *log_time_of(run.events[i]))});
   }
   for (Stretch& stretch : stretches) stretch.join = join_clocks(stretch.readings);
   return stretches;
@@ -182,13 +199,14 @@ double middle_of(const Bounds& bounds) {
 
 // ---- the two axes ----
 
-/// Estimates within their bounds, none before the one in front of it if that can be.
+/// Estimates within their bounds; none is before the one in front of it, if that can be.
 std::vector<RunTime> estimate(const std::vector<Bounds>& bounds, const std::vector<double>& guesses) {
   std::vector<RunTime> times;
   double last = -forever;
   for (std::size_t i = 0; i < bounds.size(); ++i) {
     const auto& [earliest, latest] = bounds[i];
-    last = std::clamp(std::max(guesses[i], last), earliest, latest);
+    const double least = last <= latest ? std::max(earliest, last) : earliest;
+    last = std::clamp(guesses[i], least, latest);
     times.push_back({last, earliest, latest});
   }
   return times;
@@ -197,6 +215,10 @@ std::vector<RunTime> estimate(const std::vector<Bounds>& bounds, const std::vect
 std::vector<double> middles_of(const std::vector<Bounds>& bounds) {
   std::vector<double> middles;
   std::ranges::transform(bounds, std::back_inserter(middles), middle_of);
+  // What nothing stands before is as late as what follows.
+  for (std::size_t i = bounds.size(); i-- > 1;) {
+    if (bounds[i - 1].earliest == -forever) middles[i - 1] = std::min(middles[i - 1], middles[i]);
+  }
   return middles;
 }
 

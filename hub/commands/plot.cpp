@@ -18,8 +18,8 @@ Track load_track(const std::string& file) {
 }  // namespace
 
 void plot(const PlotOptions& options) {
-  const PictureFormat& format = format_for(options.output);
   refuse_same_file(options.file, options.output, "what is drawn");
+  const PictureFormat& format = format_for(options.output);
   const Track track = part_of(load_track(options.file), {options.from, options.to, options.sub});
   const std::string source =
       options.file == "-" ? "standard input" : std::filesystem::path(options.file).filename().string();

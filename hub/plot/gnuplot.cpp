@@ -83,7 +83,7 @@ class ChildSignal {
 [[noreturn]] void become_gnuplot(pid_t parent, const std::array<int, 3>& streams, int failure) {
   (void)setpgid(0, 0);  // so that all that it starts can be ended, too
   bool ready = prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == parent;
-  for (int stream = 0; stream < 3; ++stream) ready = ready && dup2(streams[stream], stream) != -1;
+  for (int as = 0; const int stream : streams) ready = ready && dup2(stream, as++) != -1;
   // Without the user's start-up files.
   if (ready) (void)execlp("gnuplot", "gnuplot", "-d", static_cast<char*>(nullptr));
   const int error = errno;
@@ -131,6 +131,14 @@ std::string without_blank_ends(const std::string& text) {
   return begin == std::string::npos ? "" : text.substr(begin, text.find_last_not_of(" \n") - begin + 1);
 }
 
+/// What is said of a gnuplot that has `said` what it could not do.
+std::string failure(const std::string& said) {
+  if (said.find("unknown or ambiguous terminal") == std::string::npos) return "plot: gnuplot failed: " + said;
+  return "plot: expected a gnuplot with the terminals svg, pngcairo and pdfcairo, found one without this one; the "
+         "package "
+         "gnuplot-nox has one with all";
+}
+
 }  // namespace
 
 std::string run_gnuplot(const std::string& script, std::chrono::milliseconds patience) {
@@ -145,7 +153,7 @@ std::string run_gnuplot(const std::string& script, std::chrono::milliseconds pat
     const auto seconds = std::chrono::duration<double>(patience).count();
     throw InputError(concat("plot: gnuplot has not drawn anything after ", seconds, " seconds, and was stopped"));
   }
-  if (*status != 0) throw InputError("plot: gnuplot failed: " + without_blank_ends(read_all(errors)));
+  if (*status != 0) throw InputError(failure(without_blank_ends(read_all(errors))));
   return read_all(out);
 }
 

@@ -122,7 +122,7 @@ void thin(std::vector<double>& times, const Buckets& buckets) {
   const auto same_bucket = [&buckets](double one, double other) {
     return buckets.number_of(one) == buckets.number_of(other);
   };
-  times.erase(std::ranges::unique(times, same_bucket).begin(), times.end());
+  times.erase(std::unique(times.begin(), times.end(), same_bucket), times.end());
 }
 
 }  // namespace

@@ -286,6 +286,10 @@ TEST_F(GnuplotTest, WhatItDoesWrongIsAnError) {
       {"exit 0", "plot: expected a picture from gnuplot, found nothing"},
       {"echo '<?xml'", "plot: expected a picture from gnuplot, found none"},
       {"echo >&2; echo no such terminal >&2; exit 1", "plot: gnuplot failed: no such terminal"},
+      {"echo 'line 1: unknown or ambiguous terminal type' >&2; exit 1",
+       "plot: expected a gnuplot with the terminals svg, pngcairo and pdfcairo, found one without this one; the "
+       "package "
+       "gnuplot-nox has one with all"},
       {"kill $$", "plot: gnuplot failed: "},
   };
   for (const auto& [commands, message] : cases) {

@@ -5,6 +5,7 @@ import io
 import json
 import os
 import pathlib
+import re
 import subprocess
 import unittest.mock
 import xml.etree.ElementTree
@@ -41,6 +42,10 @@ class ReportTest(EndToEndTest):
         self.assertLessEqual({"\ufffd'\ufffd]]>&<'.textproto", "subscription 0: RSRP of the serving cell (dBm)",
                               "subscription 1: RSSI, RSRP of the serving cell (dBm)", "LTE RSRP", "NR RSSNR", "GSM RSSI",
                               "no serving cell", "technology", "changes", "calls", "RRC state 1"}, self.texts("two.svg"))
+        # In the dark, each colour is another one.
+        _, style, body = re.split("</?style>", pathlib.Path("two.svg").read_text())
+        colours = set(re.findall(r"""\b(?:fill|stroke) ?= ?["']([^"']+)""", body.partition("</defs>")[2]))
+        self.assertEqual(set(), colours - set(re.findall('"([^"]+)"', style)) - {"none", "currentColor"})
         status, picture, said = self.hub_command("plot", odd_name, "-o", "-", "--sub", "1", "--from", "1", "--to", "2.5")
         self.assertEqual((0, "", pathlib.Path("two.svg").read_text()[:40]), (status, said, picture[:40]))
         for name, begin in (("a.png", b"\x89PNG\r\n"), ("a.pdf", b"%PDF-")):

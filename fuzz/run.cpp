@@ -1,6 +1,8 @@
-// Output files of cellscope: read, written as JSON and CSV, and made curves of.
+// Output files of cellscope: read, written as JSON and CSV, and made pictures of.
 
 #include "hub/base/input_error.h"
+#include "hub/plot/script.h"
+#include "hub/plot/thinning.h"
 #include "hub/plot/track.h"
 #include "hub/report/payload_truth.h"
 #include "hub/report/run_reader.h"
@@ -13,7 +15,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto times = kelvane_hub::times_of(run);
   (void)kelvane_hub::to_json(run, times);
   (void)kelvane_hub::to_csv(run, times);
-  (void)kelvane_hub::track_of(run);
+  const auto track = kelvane_hub::thinned(kelvane_hub::track_of(run), 100);
+  (void)kelvane_hub::script_of(track, "input", kelvane_hub::format_for("-"));
   return 0;
 } catch (const kelvane_hub::InputError&) {
   return 0;

@@ -6,6 +6,8 @@
 
 #include <CLI/CLI.hpp>
 #include <charconv>
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <exception>
 #include <string>
@@ -107,19 +109,49 @@ void add_report(CLI::App& app, ReportOptions& options) {
   command->callback([&options] { report(options); });
 }
 
+/// What is wrong with seconds from the start; empty: nothing.
+std::string check_seconds(const std::string& given) {
+  double seconds = 0;
+  const char* const end = given.data() + given.size();
+  const auto [stop, error] = std::from_chars(given.data(), end, seconds);
+  if (error == std::errc() && stop == end && seconds >= 0 && std::isfinite(seconds)) return "";
+  return "expected seconds from the start, 0 or more, found " + kelvane_hub::quoted(given);
+}
+
+/// What is wrong with the number of a subscription; empty: nothing.
+std::string check_sub(const std::string& given) {
+  std::uint32_t sub = 0;
+  const char* const end = given.data() + given.size();
+  const auto [stop, error] = std::from_chars(given.data(), end, sub);
+  if (error == std::errc() && stop == end) return "";
+  return "expected a subscription, 0 or more, found " + kelvane_hub::quoted(given);
+}
+
 void add_plot(CLI::App& app, PlotOptions& options) {
   auto* command = app.add_subcommand("plot", "Draw an output file of cellscope, or a scenario");
   command->footer(
       "Examples:\n"
       "  kelvane-hub plot /data/APT_Automation/drive.txt -o drive.svg\n"
-      "  kelvane-hub plot drive.textproto -o drive.svg\n\n"
-      "The serving cell's signal over time, by technology, with cell changes and voice calls. A file whose name ends\n"
-      "with .textproto is a scenario.\n");
+      "  kelvane-hub plot drive.textproto -o minute.png --from 60 --to 120\n\n"
+      "The serving cell's signal and its quality over time, by technology, with changes of the cell, outages, calls, "
+      "RRC\n"
+      "states and high-speed rail. A file whose name ends with .textproto is a scenario.\n");
   command->add_option("file", options.file, "Output file of a run (-: standard input) or scenario")
       ->type_name("FILE")
       ->required();
-  command->add_option("-o,--output", options.output, "Picture to write")->type_name("FILE.svg")->required();
-  command->callback([&options] { plot(options); });
+  command->add_option("-o,--output", options.output, "Picture to write: .svg, .png or .pdf; -: SVG to standard output")
+      ->type_name("FILE")
+      ->required();
+  command->add_option("--from", options.from, "Begin at so many seconds")->type_name("S")->check(check_seconds);
+  command->add_option("--to", options.to, "End at so many seconds")->type_name("S")->check(check_seconds);
+  command->add_option("--sub", options.sub, "Only that subscription")->type_name("N")->check(check_sub);
+  command->callback([&options] {
+    if (options.to && *options.to <= options.from.value_or(0)) {
+      throw CLI::ValidationError("--to", concat("expected more than ", options.from.value_or(0),
+                                                ", where the picture begins, found ", *options.to));
+    }
+    plot(options);
+  });
 }
 
 // Of the exit statuses: the command line was wrong. 1 is for everything else that fails.

@@ -2,6 +2,7 @@
 // what its user gave it.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -34,8 +35,11 @@ struct ReportOptions {
 };
 
 struct PlotOptions {
-  std::string file;  // of a run ("-": standard input), or a scenario if it ends with .textproto
-  std::string output;
+  std::string file;    // of a run ("-": standard input), or a scenario if it ends with .textproto
+  std::string output;  // "-": standard output
+  std::optional<double> from;
+  std::optional<double> to;
+  std::optional<std::uint32_t> sub;
 };
 
 /// Serves until a signal ends it, or until the process that hands over connections has gone.

@@ -5,15 +5,25 @@
 #include "hub/commands/commands.h"
 #include "hub/commands/load_run.h"
 #include "hub/commands/outputs.h"
+#include "hub/plot/window.h"
 #include "hub/scenario/scenario_file.h"
 
 namespace kelvane_hub {
+namespace {
+
+Track load_track(const std::string& file) {
+  return file.ends_with(".textproto") ? track_of(load_scenario(file)) : track_of(load_run(file));
+}
+
+}  // namespace
 
 void plot(const PlotOptions& options) {
   refuse_same_file(options.file, options.output, "what is drawn");
-  const bool is_scenario = options.file.ends_with(".textproto");
-  const Track track = is_scenario ? track_of(load_scenario(options.file)) : track_of(load_run(options.file));
-  write_output(draw(track, std::filesystem::path(options.file).filename()), options.output);
+  const PictureFormat& format = format_for(options.output);
+  const Track track = part_of(load_track(options.file), {options.from, options.to, options.sub});
+  const std::string source =
+      options.file == "-" ? "standard input" : std::filesystem::path(options.file).filename().string();
+  write_output(draw(track, source, format), options.output);
 }
 
 }  // namespace kelvane_hub

@@ -63,14 +63,14 @@ constexpr PrintedPart tdscdma[] = {{identity_part, "TDSCDMA Cell Identity", tdsc
 constexpr PrintedPart nr[] = {{identity_part, "NR Cell Identity", nr_identity},
                               {signal_part, "NR Signal Strength", nr_signal}};
 
-// Colours that the colour-blind tell apart, LTE and NR in greyscale, too; and dashes.
+// Colours that the colour-blind tell apart, and of which each stands out from its background.
 constexpr Technology all[] = {
-    {1, "GSM", Cell::kGsm, GERAN, "signal_strength", "#8C6BB1", "(3,2)", gsm},
-    {2, "CDMA", Cell::kCdma, CDMA2000, "dbm", "#C8452D", "(1,2)", cdma},
-    {3, "LTE", Cell::kLte, EUTRAN, "rsrp", "#E08A00", "1", lte},
-    {4, "WCDMA", Cell::kWcdma, UTRAN, "rscp", "#009E73", "(7,2)", wcdma},
-    {5, "TDSCDMA", Cell::kTdscdma, UTRAN, "rscp", "#CC79A7", "(6,2,1,2)", tdscdma},
-    {6, "NR", Cell::kNr, NGRAN, "rsrp", "#0B6AB0", "(14,3)", nr},
+    {1, "GSM", Cell::kGsm, GERAN, "signal_strength", "#5A5A5A", "#B4B4B4", gsm},
+    {2, "CDMA", Cell::kCdma, CDMA2000, "dbm", "#B2458C", "#E58CC4", cdma},
+    {3, "LTE", Cell::kLte, EUTRAN, "rsrp", "#CC6F00", "#F2A03D", lte},
+    {4, "WCDMA", Cell::kWcdma, UTRAN, "rscp", "#00875F", "#3CC79B", wcdma},
+    {5, "TDSCDMA", Cell::kTdscdma, UTRAN, "rscp", "#2E93C8", "#8CD3F7", tdscdma},
+    {6, "NR", Cell::kNr, NGRAN, "rsrp", "#0A4FA3", "#5C9DF0", nr},
 };
 
 template <class Key>

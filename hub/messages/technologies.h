@@ -32,8 +32,8 @@ struct Technology {
   mox_wwan_cell_info::CellInfoCase info;  // the member that holds the parts
   RadioAccessNetwork ran;                 // what thresholds call it
   std::string_view strength;              // the field of its signal_part that says how strong a cell is, in dBm
-  const char* colour;                     // of its curve in a picture
-  const char* dash;                       // of its curve, as gnuplot's "dashtype"
+  const char* colour;                     // of its curve in a picture, "#rrggbb"
+  const char* dark_colour;                // the same on a dark background
   std::span<const PrintedPart> parts;     // in the order in which cellscope prints them
 };
 

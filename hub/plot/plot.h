@@ -3,13 +3,14 @@
 
 #include <string>
 
+#include "hub/plot/picture_format.h"
 #include "hub/plot/track.h"
 
 namespace kelvane_hub {
 
-/// Draws `track` as SVG: the serving signal over time, a colour and a dash for each technology, a mark at each cell
-/// change, a bar for each time with voice calls. For light and dark backgrounds. `title` is shown as it is. Throws
-/// InputError if gnuplot is missing or fails.
-std::string draw(const Track& track, const std::string& title);
+/// Draws `track` in that format: the signal of the serving cell, its quality and its states over time, by subscription
+/// and technology; SVG is for light and dark backgrounds. `source` is what it came from, of any bytes, as a title.
+/// Throws InputError if gnuplot is missing, fails or hangs.
+std::string draw(const Track& track, const std::string& source, const PictureFormat& format);
 
 }  // namespace kelvane_hub

@@ -77,7 +77,7 @@ class DriveTest(EndToEndTest):
                    if cells != before]
         self.assertEqual(len(changes), len(reported))
         for (second, expected), shown in zip(changes, reported):
-            # What was not measured is shown as 0.
+            # What was not measured is null.
             self.assertEqual([(second, technology, serving, dict.fromkeys(values) | measured)
                               for (technology, serving, measured), (*_, values) in zip(expected, shown)], shown)
 

@@ -9,12 +9,10 @@
 #include "hub/base/input_error.h"
 #include "hub/messages/reflection.h"
 #include "hub/messages/technologies.h"
-#include "hub/plot/track.h"
 #include "hub/report/payload_truth.h"
 #include "hub/report/run_reader.h"
 #include "hub/report/run_times.h"
 #include "hub/report/run_writer.h"
-#include "hub/scenario/scenario_file.h"
 
 namespace kelvane_hub {
 namespace {
@@ -323,30 +321,6 @@ TEST(ReportTest, EachTechnologyPrintsFieldsThatItHas) {
       for (const PrintedField& field : part.fields) EXPECT_NO_THROW(field_of(type, field.name)) << part.title;
     }
   }
-}
-
-TEST(PlotTest, WhatNoReceiverMeasuresIsAGap) {
-  std::string text;
-  for (const char* rsrp : {"-156", "-200", "-1", "0", "-90", "2147483647", "-90"}) {
-    text += std::string(cell_report).replace(cell_report.find("-90"), 3, rsrp);
-  }
-  EXPECT_EQ(track_of(read_run(text, "run.txt")).curves.at(0).stretches.size(), 4U);
-}
-
-TEST(PlotTest, EachTechnologyHasItsStrength) {
-  const char* const cells[] = {"cell_type: 1 gsm { signal_strength { signal_strength: -71 } }",
-                               "cell_type: 2 cdma { signal_strength { dbm: -72 } }",
-                               "cell_type: 3 lte { signal_strength { signal_strength: -1 rsrp: -73 } }",
-                               "cell_type: 4 wcdma { signal_strength { signal_strength: -1 rscp: -74 } }",
-                               "cell_type: 5 tdscdma { signal_strength { signal_strength: -1 rscp: -75 } }",
-                               "cell_type: 6 nr { signal_strength { rsrp: -76 } }"};
-  std::string text;
-  for (const std::string cell : cells) text += "steps { at: 0 cells { cells { registered: true " + cell + " } } }\n";
-  std::vector<std::pair<int, double>> drawn;
-  for (const Curve& curve : track_of(parse_scenario(text, "x")).curves) {
-    drawn.emplace_back(curve.cell_type, curve.stretches.at(0).at(0).dbm);
-  }
-  EXPECT_EQ(drawn, (std::vector<std::pair<int, double>>{{1, -71}, {2, -72}, {3, -73}, {4, -74}, {5, -75}, {6, -76}}));
 }
 
 }  // namespace

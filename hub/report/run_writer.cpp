@@ -177,7 +177,7 @@ class Columns {
 
 std::vector<std::string> all_columns() {
   Columns columns;
-  for (const char* column : {"line", "event", "time", "earliest", "latest", "payload_size"}) columns.add(column);
+  for (const char* column : {"line", "event", "payload_size"}) columns.add(column);
   columns.add_values_of<mox_wwan_event_serving_neighboring_cell_info>();
   columns.add_values_of<mox_wwan_get_cell_location_info_response>();
   columns.add_values_of<mox_wwan_signal_strength_config_status>();
@@ -193,6 +193,8 @@ std::vector<std::string> all_columns() {
   columns.add_values_of<mox_wwan_event_voice_calls::voice_call>();
   columns.add_values_of<mox_wwan_event_rrc_states_info>();
   columns.add_values_of<mox_wwan_event_highspeed_rail_network_info>();
+  // Last, since scripts cut by the number of a column.
+  for (const char* column : {"time", "earliest", "latest"}) columns.add(column);
   return columns.names();
 }
 

@@ -221,7 +221,7 @@ class HubTest(EndToEndTest):
             ("import bad.csv -o bad.csv", 1, "", "bad.csv: expected another file than the recording, found the same\n"),
             ("import bad.csv", 2, "", "kelvane-hub import: expected --output FILE.textproto, found none\n"),
             ("check a b", 2, "", "kelvane-hub check: expected nothing more, found 'b'\n"),
-            ("report x --fromat csv", 2, "", "kelvane-hub report: expected --help, --format or --output, found "
+            ("report x --fromat csv", 2, "", "kelvane-hub report: expected --help, --format, --output or --strict, found "
              "'--fromat' (did you mean '--format'?)\n"),
             ("report x --format xml", 2, "", "kelvane-hub report: --format: expected json or csv, found 'xml'\n"),
             ("serve --listen", 2, "", "kelvane-hub serve: expected a value after --listen, found none\n"),

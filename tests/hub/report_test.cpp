@@ -300,16 +300,17 @@ TEST(ReportTest, CsvHasARowForEachCellOrCall) {
                             "run.txt");
   EXPECT_EQ(
       to_csv(run, times_of(run)),
-      "line,event,time,earliest,latest,payload_size,sub,status,error,log_time,cell,cell_type,timestamp,timestamp_type,"
+      "line,event,payload_size,sub,status,error,log_time,cell,cell_type,timestamp,timestamp_type,"
       "registered,"
       "technology,mcc,mnc,lac,cid,arfcn,bsic,signal_strength,bit_error_rate,timing_advance,network_id,system_id,"
       "base_station_id,longitude,latitude,dbm,ecio,evdo_dbm,evdo_ecio,evdo_snr,ci,pci,tac,earfcn,rsrp,rsrq,rssnr,"
-      "cqi,psc,uarfcn,rscp,ecno,cpid,call,call_id,call_state,wcdma_rrc_state,lte_rrc_state,nr5g_rrc_state,lte,nr5g\n"
-      "1,serving_neighboring_cell_info,17.5,17.0,18.0,2,1,,,17,1,6,18446744073709551615,1,true,NR,1,2,,,,,,,,,,,,,,,,,,"
+      "cqi,psc,uarfcn,rscp,ecno,cpid,call,call_id,call_state,wcdma_rrc_state,lte_rrc_state,nr5g_rrc_state,lte,nr5g,"
+      "time,earliest,latest\n"
+      "1,serving_neighboring_cell_info,2,1,,,17,1,6,18446744073709551615,1,true,NR,1,2,,,,,,,,,,,,,,,,,,"
       "68719476741,"
-      "3,4,5,-90,-11,6,7,,,,,,,,,,,,,\n"
-      "11,voice_calls,9.5,9.0,10.0,,0,,,9,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,1,1,3,,,,,\n"
-      "11,voice_calls,9.5,9.0,10.0,,0,,,9,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,2,2,5,,,,,\n");
+      "3,4,5,-90,-11,6,7,,,,,,,,,,,,,,17.5,17.0,18.0\n"
+      "11,voice_calls,,0,,,9,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,1,1,3,,,,,,9.5,9.0,10.0\n"
+      "11,voice_calls,,0,,,9,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,,2,2,5,,,,,,9.5,9.0,10.0\n");
 }
 
 TEST(ReportTest, EachTechnologyPrintsFieldsThatItHas) {

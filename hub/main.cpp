@@ -88,12 +88,10 @@ void add_import(CLI::App& app, ImportOptions& options) {
       ->type_name("PROFILE");
   command->add_option("--column", options.columns, "Name of a column: ours=theirs; may be repeated")
       ->type_name("NAME=COLUMN")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+      ->allow_extra_args(false);
   command->add_option("--mode", options.modes, "Name of a network mode: theirs=ours; may be repeated")
       ->type_name("THEIRS=OURS")
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+      ->allow_extra_args(false);
   command->add_option("--plmn", options.plmn, "Network of the serving cells (default: left out)")->type_name("MCC-MNC");
   command->callback([&options] { import(options); });
 }

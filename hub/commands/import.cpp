@@ -1,7 +1,7 @@
 #include <array>
 #include <cstdio>
 #include <filesystem>
-#include <functional>
+#include <iostream>
 #include <string>
 #include <system_error>
 
@@ -50,20 +50,26 @@ import_profile profile_of(const ImportOptions& options) {
   return profile;
 }
 
+void write(const scenario& imported, const std::string& output) {
+  if (output != "-") return write_scenario(imported, output);
+  const bool is_written = static_cast<bool>(std::cout << text_of(imported) << std::flush);
+  if (!is_written) throw InputError("standard output: cannot write all of the scenario");
+}
+
 }  // namespace
 
 void import(const ImportOptions& options) {
   const bool is_piped = options.csv == "-";
   const std::string csv = is_piped ? "/dev/stdin" : options.csv;
-  const std::string output = options.output == "-" ? "/dev/stdout" : options.output;
   std::error_code ignored;
-  if (fs::is_regular_file(csv, ignored) && fs::equivalent(csv, output, ignored)) {
+  if (fs::is_regular_file(csv, ignored) &&
+      fs::equivalent(csv, options.output == "-" ? "/dev/stdout" : options.output, ignored)) {
     throw InputError(options.output + ": expected another file than the recording, found the same");
   }
   const auto plmn = plmn_of(options);
   const import_profile profile = profile_of(options);
   const Drive drive = read_drive(is_piped ? "standard input" : csv, read_file(csv), profile);
-  write_scenario(to_scenario(drive, plmn), output);
+  write(to_scenario(drive, plmn), options.output);
   (void)std::fputs(drive.summary.text().c_str(), stderr);
 }
 

@@ -18,12 +18,15 @@ std::string_view trimmed(std::string_view text) {
   return text.substr(0, text.find_last_not_of(padding) + 1);
 }
 
-std::size_t count_outside_quotes(std::string_view text, char counted) {
+/// Of the first row: quotes may hold its characters and ends of lines.
+std::size_t count_in_row(std::string_view text, char counted) {
   std::size_t count = 0;
   bool in_quotes = false;
   for (const char character : text) {
     if (character == '"') in_quotes = !in_quotes;
-    if (character == counted && !in_quotes) ++count;
+    if (in_quotes) continue;
+    if (character == '\n') break;
+    if (character == counted) ++count;
   }
   return count;
 }
@@ -50,9 +53,8 @@ void CsvReader::reject_nul() {
 void CsvReader::find_separator() {
   std::string_view first = std::string_view(text_).substr(at_);
   first.remove_prefix(std::min(first.find_first_not_of(" \t\r\n"), first.size()));
-  first = first.substr(0, first.find('\n'));
   constexpr std::array separators{',', ';', '\t'};
-  separator_ = *std::ranges::max_element(separators, {}, [&](char each) { return count_outside_quotes(first, each); });
+  separator_ = *std::ranges::max_element(separators, {}, [&](char each) { return count_in_row(first, each); });
 }
 
 bool CsvReader::next() {

@@ -125,11 +125,12 @@ void DriveReader::read_header() {
 void DriveReader::read_row() {
   const nanoseconds at = time();
   const Mode& network = mode();
-  drive_.summary.add_row(network.name, at);
+  const bool has_cells = network.technology != Cell::CELL_INFO_NOT_SET;
+  drive_.summary.add_row(has_cells ? network.name : "without service", at);
   DriveRow& row = drive_.rows.emplace_back();
   row.time = at;
   row.technology = network.technology;
-  if (row.technology == Cell::CELL_INFO_NOT_SET) return leave_out_all();
+  if (!has_cells) return leave_out_all();
   row.serving = serving(row.technology);
   row.neighbour = neighbour(row.technology);
 }

@@ -12,8 +12,8 @@ namespace {
 
 // In the order of Reason.
 constexpr std::array<std::string_view, static_cast<std::size_t>(Reason::count)> reasons{
-    "not measured", "200 and more in size, a code for \"not measured\"", "of a cell type without such a value",
-    "of a neighbour without power", "of a row without service"};
+    "not measured", "with a code for \"not measured\"", "that the cell type has no field for",
+    "of a neighbour without power", "in a row without service"};
 
 }  // namespace
 
@@ -56,21 +56,27 @@ std::string Summary::modes() const {
   return text;
 }
 
+std::string Summary::missing_columns() const {
+  std::string names;
+  for (const FoundColumn& column : columns_.found) {
+    if (!column.position) names += (names.empty() ? ": no column " : ", ") + column.name;
+  }
+  return names.empty() ? "" : recording_ + names + '\n';
+}
+
 std::string Summary::left_out_of(Column column) const {
-  const FoundColumn& found = columns_.found[column];
-  if (!found.position) return concat(recording_, ": no column ", found.name, '\n');
   std::string text;
   for (std::size_t i = 0; i < reasons.size(); ++i) {
     const LeftOut& left_out = left_out_[column][i];
     if (left_out.count == 0) continue;
-    text += concat(text.empty() ? ": " : "; ", left_out.count, " ", reasons[i], " (first in line ", left_out.first_line,
+    text += concat(text.empty() ? ": " : ", ", left_out.count, " ", reasons[i], " (first in line ", left_out.first_line,
                    ")");
   }
-  return text.empty() ? "" : concat(recording_, ": left out of ", found.name, text, '\n');
+  return text.empty() ? "" : concat(recording_, ": left out of ", columns_.found[column].name, text, '\n');
 }
 
 std::string Summary::text() const {
-  std::string text = concat(recording_, extent(), modes(), '\n');
+  std::string text = concat(recording_, extent(), modes(), '\n', missing_columns());
   for (std::size_t i = 0; i < column_count; ++i) text += left_out_of(Column(i));
   for (const SetBack& rows : set_back_) {
     const bool is_one = rows.first_line == rows.last_line;

@@ -51,6 +51,7 @@ class Summary {
 
   std::string extent() const;
   std::string modes() const;
+  std::string missing_columns() const;
   std::string left_out_of(Column column) const;
 
   std::string recording_;

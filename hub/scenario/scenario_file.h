@@ -26,7 +26,10 @@ std::set<std::uint32_t> subscriptions_of(const scenario& checked);
 /// What is in the scenario, as text of several lines for `kelvane-hub check`.
 std::string describe(const scenario& checked);
 
-/// Writes the scenario to `path` so that load_scenario() reads the same: a step a line. Throws InputError; no file is
+/// The scenario as text that parse_scenario() reads as the same: a step a line.
+std::string text_of(const scenario& written);
+
+/// Writes that text to `path`. Throws InputError; no file is
 /// left half written.
 void write_scenario(const scenario& written, const std::filesystem::path& path);
 

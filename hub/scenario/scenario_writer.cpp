@@ -9,9 +9,8 @@
 #include "hub/scenario/scenario_file.h"
 
 namespace kelvane_hub {
-namespace {
 
-/// Each value of each field on a line of its own: a step a line.
+// Each value of each field on a line of its own.
 std::string text_of(const scenario& written) {
   google::protobuf::TextFormat::Printer printer;
   printer.SetSingleLineMode(true);
@@ -28,8 +27,6 @@ std::string text_of(const scenario& written) {
   }
   return text;
 }
-
-}  // namespace
 
 void write_scenario(const scenario& written, const std::filesystem::path& path) { write_file(text_of(written), path); }
 

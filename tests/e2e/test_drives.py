@@ -55,19 +55,24 @@ class Cell(typing.NamedTuple):
     signal: dict
 
 
+def is_present(column, text):
+    """Whether it is a value, not a code for "not measured"."""
+    return text not in ("", "-") and (column in ("LACHEX", "RAWCELLID", "MCC", "MNC") or abs(float(text)) < 200)
+
+
 def values(row, columns, prefix=""):
     """The values that the row has in these columns, by label."""
     texts = {label: (column, row.get(prefix + column, "-")) for label, column in columns.items()}
     return {label: int(text, 16) if column == "LACHEX" else
             int(decimal.Decimal(text).to_integral_value(decimal.ROUND_HALF_UP))
-            for label, (column, text) in texts.items() if text not in ("", "-")}
+            for label, (column, text) in texts.items() if is_present(column, text)}
 
 
 def cells_of(row):
     cell_type = CELL_TYPES[row["NetworkMode"]]
     technology = TECHNOLOGIES[cell_type]
     cells = [Cell(cell_type, True, values(row, technology.identity), values(row, technology.signal))]
-    if row["NRxRSRP"] not in ("", "-"):
+    if is_present("RSRP", row["NRxRSRP"]):
         cells.append(Cell(cell_type, False, {}, values(row, technology.signal, "NRx")))
     return cells
 
@@ -168,7 +173,7 @@ class DriveTest(EndToEndTest):
         if not trace.exists():
             self.skipTest(f"there is no recorded drive {trace}: set CELLSCOPE_TRACES to a folder that has it")
         options = ["--plmn", "-".join(plmn.values())] if plmn else []
-        self.assertEqual((0, "", ""), self.hub_command("import", str(trace), "-o", "drive.textproto", *options))
+        self.assertEqual((0, ""), self.hub_command("import", str(trace), "-o", "drive.textproto", *options)[:2])
         with open(trace, newline="", encoding="utf-8") as file:
             rows = [{**row, **plmn} for row in csv.DictReader(file)]
         times = [datetime.datetime.strptime(row["Timestamp"], "%Y.%m.%d_%H.%M.%S") for row in rows]

@@ -193,7 +193,7 @@ class HubTest(EndToEndTest):
         for name, text in files.items():
             pathlib.Path(name).write_text(text)
         hint = "\nRun with --help for more information.\n"
-        modes = "5G, LTE, UMTS, HSPA, HSPA+, HSDPA, HSUPA, GSM, GPRS or EDGE"
+        modes = "5G, LTE, UMTS, HSPA, HSPA+, HSDPA, HSUPA, GSM, GPRS, EDGE, UNKNOWN or -"
         cases = (
             ("check good.textproto", 0, "Two\nsensors: wwan wwan_stream\nsubscriptions: 0 1\n"
              "steps: 2, cells 1, rrc_states 1\nlast step at 2 s\n", ""),

@@ -21,15 +21,18 @@
 #include <string>
 #include <vector>
 
-#include "bench/event_buffers.h"
 #include "common/line_file.h"
 #include "events/event_cb.h"
 #include "events/parse.h"
 #include "kelvane_api.pb.h"
 #include "mox_wwan_test.pb.h"
+#include "tests/event_buffers.h"
 
 namespace cellscope::bench {
 namespace {
+
+using test::attribute_event;
+using test::cell_event;
 
 /// Takes everything and keeps nothing.
 class DiscardingBuffer final : public std::streambuf {

@@ -6,12 +6,12 @@
 #include <fstream>
 #include <iostream>
 
-#include "bench/event_buffers.h"
 #include "fuzz/everything.h"
 #include "hub/messages/catalogue.h"
 #include "hub/scenario/built_in_scenario.h"
 #include "hub/scenario/scenario_file.h"
 #include "hub/wire/frame.h"
+#include "tests/event_buffers.h"
 
 namespace kelvane_hub::fuzz {
 namespace {
@@ -22,7 +22,7 @@ using Seeds = std::vector<std::string>;
 Seeds events() {
   constexpr int seconds = 60;
   struct Collector final : Delivery {
-    Seeds seeds{cellscope::bench::attribute_event(20)};
+    Seeds seeds{cellscope::test::attribute_event(20)};
     void deliver(const Link&, const std::string& message) override { seeds.push_back(message); }
   } collector;
   play_everything(built_in_scenario(), seconds, collector);
@@ -45,7 +45,7 @@ Seeds lookups() {
   event.set_msg_id(lookup_event);
   event.set_payload("\n\4wwan\x12\4\x08\x07\x10\x09");
   const auto answer = message.SerializeAsString();
-  const auto attributes = cellscope::bench::attribute_event(20);
+  const auto attributes = cellscope::test::attribute_event(20);
   return {answer, together({answer, attributes}), together({answer, answer}), together({attributes, answer})};
 }
 

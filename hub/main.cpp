@@ -26,7 +26,7 @@ std::string check_speed(const std::string& given) {
   const auto [stop, error] = std::from_chars(given.data(), end, speed);
   // Not a number fails this comparison, too.
   if (error == std::errc() && stop == end && speed >= 0.01 && speed <= 10000) return "";
-  return "expected 0.01 to 10000, found " + kelvane_hub::quoted(given) + " (KELVANE_HUB_SPEED sets it, too)";
+  return "expected 0.01 to 10000, found " + kelvane_hub::quoted(given);
 }
 
 /// The format of a report that is none; empty: nothing is wrong.
@@ -51,7 +51,10 @@ void add_serve(CLI::App& app, ServeOptions& options) {
       ->envname("KELVANE_HUB_SCENARIO");
   command->add_option("--speed", options.speed, "Play it N times as fast, 0.01 to 10000 (default: 1)")
       ->type_name("N")
-      ->check(check_speed)
+      ->check([](const std::string& given) {
+        const std::string wrong = check_speed(given);
+        return wrong.empty() ? wrong : wrong + " (KELVANE_HUB_SPEED sets it, too)";
+      })
       ->envname("KELVANE_HUB_SPEED");
   command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported")
       ->envname("KELVANE_HUB_EXPLAIN");
@@ -63,11 +66,14 @@ void add_serve(CLI::App& app, ServeOptions& options) {
   });
 }
 
-void add_check(CLI::App& app, std::string& file) {
+void add_check(CLI::App& app, CheckOptions& options) {
   auto* command = app.add_subcommand("check", "Validate a scenario and say what is in it");
   command->footer("Example:\n  kelvane-hub check drive.textproto\n");
-  command->add_option("file", file, "Scenario to check")->type_name("FILE")->required();
-  command->callback([&file] { check(file); });
+  command->add_option("file", options.file, "Scenario to check")->type_name("FILE")->required();
+  command->add_option("--speed", options.speed, "Say how long it takes N times as fast, 0.01 to 10000")
+      ->type_name("N")
+      ->check(check_speed);
+  command->callback([&options] { check(options); });
 }
 
 void add_import(CLI::App& app, ImportOptions& options) {
@@ -137,9 +143,9 @@ int run(int argc, char** argv) {
   ImportOptions import_options;
   ReportOptions report_options;
   PlotOptions plot_options;
-  std::string checked_file;
+  CheckOptions check_options;
   add_serve(app, serve_options);
-  add_check(app, checked_file);
+  add_check(app, check_options);
   add_import(app, import_options);
   add_report(app, report_options);
   add_plot(app, plot_options);

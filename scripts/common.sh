@@ -2,9 +2,10 @@
 # What it says goes to standard error; standard output belongs to the program.
 
 set -euo pipefail
+caller=$PWD # relative paths are meant from here
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-build_packages=(g++ cmake ninja-build protobuf-compiler libprotobuf-dev libcli11-dev
+build_packages=(g++ cmake ninja-build ccache protobuf-compiler libprotobuf-dev libcli11-dev
   nlohmann-json3-dev libgtest-dev python3)
 test_packages=(gnuplot-nox valgrind zsh)
 clang_packages=(clang libclang-rt-dev clang-format clang-tidy)
@@ -30,13 +31,33 @@ install_missing() {
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
 }
 
-# build PRESET [TARGET]: builds what has changed; says nothing unless something goes wrong.
-build() {
-  local log=".build-$1.log"
-  if ! { cmake --preset "$1" -DCELLSCOPE_WERROR="${CI:+ON}" && cmake --build --preset "$1" ${2:+--target "$2"}; } >"$log" 2>&1; then
+# Shows how far ninja is: on a terminal in one line, else a line now and then.
+show_progress() {
+  local line last=-1
+  while IFS= read -r line; do
+    [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]] || continue
+    local done=${BASH_REMATCH[1]} all=${BASH_REMATCH[2]}
+    if [ -t 2 ]; then
+      printf '\rBuilding: %d of %d' "$done" "$all" >&2
+    elif [ $((10 * done / all)) != "$last" ]; then
+      last=$((10 * done / all))
+      printf 'Building: %d of %d\n' "$done" "$all" >&2
+    fi
+    [ "$done" != "$all" ] || [ ! -t 2 ] || echo >&2
+  done
+}
+
+# build PRESET [TARGET]: builds what has changed, and shows how far it is; says no more unless something goes wrong. One at
+# a time: another that comes meanwhile waits.
+build() (
+  log=".build-$1.log"
+  exec {lock}>".build-$1.lock"
+  flock "$lock"
+  if ! { cmake --preset "$1" -DCELLSCOPE_WERROR="${CI:+ON}" && cmake --build --preset "$1" ${2:+--target "$2"}; } 2>&1 |
+    tee "$log" | show_progress; then
     cat "$log" >&2
     rm -f "$log"
     exit 1
   fi
   rm -f "$log"
-}
+)

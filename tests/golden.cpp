@@ -4,28 +4,24 @@
 
 #include <cstdlib>
 #include <fstream>
-#include <sstream>
+#include <iterator>
 
 namespace cellscope::test {
 
+namespace {
+
+std::string path_of(const std::string& name) { return GOLDEN_FOLDER "/" + name + ".txt"; }
+
+}  // namespace
+
+std::string golden(const std::string& name) {
+  std::ifstream file(path_of(name));
+  return {std::istreambuf_iterator(file), {}};
+}
+
 void expect_golden(const std::string& name, const std::string& text) {
-  const std::string path = GOLDEN_FOLDER "/" + name + ".txt";
-  if (std::getenv("CELLSCOPE_WRITE_GOLDEN") != nullptr) std::ofstream(path) << text;
-  std::ifstream file(path);
-  EXPECT_TRUE(file) << "no " << path;
-  std::istringstream actual(text);
-  std::string wanted_line;
-  std::string line;
-  for (int number = 1;; ++number) {
-    const bool more_wanted = static_cast<bool>(std::getline(file, wanted_line));
-    const bool more = static_cast<bool>(std::getline(actual, line));
-    if (!more_wanted && !more) return;
-    if (more_wanted != more || wanted_line != line) {
-      ADD_FAILURE() << path << ":" << number << ": expected\n  " << (more_wanted ? wanted_line : "the end")
-                    << "\nfound\n  " << (more ? line : "the end");
-      return;
-    }
-  }
+  if (std::getenv("CELLSCOPE_WRITE_GOLDEN") != nullptr) std::ofstream(path_of(name)) << text;
+  EXPECT_EQ(golden(name), text) << path_of(name);
 }
 
 std::string printable(const std::string& text) {

@@ -5,7 +5,10 @@
 
 namespace cellscope::test {
 
-/// Expects the golden file `name` of this program's tests to be `text`; shows the first line that differs. With
+/// The golden file `name` of this program's tests; empty if there is none.
+std::string golden(const std::string& name);
+
+/// Expects the golden file `name` of this program's tests to be `text`. With
 /// CELLSCOPE_WRITE_GOLDEN in the environment it is written anew instead: read the difference before you keep it.
 void expect_golden(const std::string& name, const std::string& text);
 

@@ -16,6 +16,11 @@ struct ServeOptions {
   bool explain = false;
 };
 
+struct CheckOptions {
+  std::string file;
+  double speed = 1;  // 0.01 to 10000
+};
+
 struct ImportOptions {
   std::string csv;                     // "-": standard input
   std::string output;                  // "-": standard output
@@ -40,8 +45,8 @@ struct PlotOptions {
 /// Serves until a signal ends it, or until the process that hands over connections has gone.
 void serve(const ServeOptions& options);
 
-/// Says on standard output what is in the scenario `file`.
-void check(const std::string& file);
+/// Says on standard output what is in a scenario, and on standard error what in it can hardly be meant.
+void check(const CheckOptions& options);
 
 void import(const ImportOptions& options);
 void report(const ReportOptions& options);

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <ranges>
 
 #include "hub/import/columns.h"
 
@@ -34,9 +33,10 @@ const Mode* find_mode(std::string_view name) {
 }
 
 const Mode* find_mode(std::string_view name, const import_profile& profile) {
-  for (const auto& mode : profile.modes() | std::views::reverse) {
-    if (same_name(mode.theirs(), name)) return find_mode(mode.ours());
-  }
+  const auto& named = profile.modes();
+  const auto last = std::find_if(named.rbegin(), named.rend(),
+                                 [name](const import_mode& mode) { return same_name(mode.theirs(), name); });
+  if (last != named.rend()) return find_mode(last->ours());
   return find_mode(name);
 }
 

@@ -14,7 +14,7 @@ std::string shown_seconds(double value) {
   return text.str();
 }
 
-std::string describe(const scenario& checked) {
+std::string describe(const scenario& checked, double speed) {
   std::ostringstream text;
   if (checked.has_description()) text << checked.description() << '\n';
   text << "sensors:";
@@ -32,6 +32,7 @@ std::string describe(const scenario& checked) {
   text << "\nlast step at " << shown_seconds(end) << " s";
   if (checked.has_repeat_after()) text << ", begins anew after " << shown_seconds(checked.repeat_after()) << " s";
   text << '\n';
+  if (speed != 1) text << "at speed " << speed << ": " << shown_seconds(end / speed) << " s\n";
   return text.str();
 }
 

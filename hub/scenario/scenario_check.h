@@ -18,7 +18,15 @@ class Mistakes final : public google::protobuf::io::ErrorCollector {
   /// Lines and columns come counted from 0.
   void AddError(int line, google::protobuf::io::ColumnNumber column, const std::string& message) override;
 
-  /// Throws InputError, a line for each mistake: "file:line:column: …".
+  /// What is unknown to the parser; it goes on after that and may find more.
+  void AddWarning(int line, google::protobuf::io::ColumnNumber column, const std::string& message) override {
+    AddError(line, column, message);
+  }
+
+  /// A line for each mistake, "file:line:column: …", with newlines between them; empty: none.
+  const std::string& text() const { return text_; }
+
+  /// Throws InputError whose text that is.
   void throw_if_any() const;
 
  private:

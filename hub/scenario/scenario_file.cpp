@@ -2,9 +2,12 @@
 
 #include <google/protobuf/text_format.h>
 
+#include <utility>
+
 #include "hub/base/files.h"
 #include "hub/base/input_error.h"
 #include "hub/scenario/built_in_scenario.h"
+#include "hub/scenario/plausibility.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/step.h"
 
@@ -14,13 +17,13 @@ namespace {
 // As deep as clients parse messages unless they say otherwise.
 constexpr int deepest_nesting = 100;
 
-}  // namespace
-
-scenario parse_scenario(const std::string& text, const std::string& name) {
+/// With `doubts` it is told what can hardly be meant, too.
+scenario parse(const std::string& text, const std::string& name, Mistakes* doubts) {
   Mistakes mistakes(name);
   google::protobuf::TextFormat::ParseInfoTree places;
   google::protobuf::TextFormat::Parser parser;
   parser.SetRecursionLimit(deepest_nesting);
+  parser.AllowUnknownField(true);  // so that it goes on; each is a mistake all the same
   parser.RecordErrorsTo(&mistakes);
   parser.WriteLocationsTo(&places);
   scenario parsed;
@@ -28,10 +31,21 @@ scenario parse_scenario(const std::string& text, const std::string& name) {
   if (well_formed) check_scenario(parsed, places, mistakes);
   mistakes.throw_if_any();
   if (!well_formed) throw InputError(name + ": expected a scenario in protobuf text format, found something else");
+  if (doubts != nullptr) check_plausibility(parsed, places, *doubts);
   if (parsed.sensors_size() == 0 && name != built_in_scenario_name) {
     *parsed.mutable_sensors() = built_in_scenario().sensors();
   }
   return parsed;
+}
+
+}  // namespace
+
+scenario parse_scenario(const std::string& text, const std::string& name) { return parse(text, name, nullptr); }
+
+DoubtedScenario doubt_scenario(const std::filesystem::path& path) {
+  Mistakes doubts(path.string());
+  scenario content = parse(read_file(path), path.string(), &doubts);
+  return {std::move(content), doubts.text()};
 }
 
 scenario load_scenario(const std::filesystem::path& path) { return parse_scenario(read_file(path), path.string()); }

@@ -14,6 +14,16 @@ namespace kelvane_hub {
 /// mistake: "file:line:column: …".
 scenario load_scenario(const std::filesystem::path& path);
 
+/// A scenario, and what in it can hardly be meant: a line each with newlines between them, "file:line:column: warning:
+/// …"; empty: nothing.
+struct DoubtedScenario {
+  scenario content;
+  std::string warnings;
+};
+
+/// The same, and says what is doubtful.
+DoubtedScenario doubt_scenario(const std::filesystem::path& path);
+
 /// The same for a scenario that stands in `text`; `name` takes the file's place in messages.
 scenario parse_scenario(const std::string& text, const std::string& name);
 
@@ -23,14 +33,14 @@ scenario built_in_scenario();
 /// The subscriptions that the scenario speaks of; 0 if it speaks of none.
 std::set<std::uint32_t> subscriptions_of(const scenario& checked);
 
-/// What is in the scenario, as text of several lines for `kelvane-hub check`.
-std::string describe(const scenario& checked);
+/// What is in the scenario, as text of several lines for `kelvane-hub check`; and how long it takes at another `speed`
+/// than 1.
+std::string describe(const scenario& checked, double speed = 1);
 
 /// The scenario as text that parse_scenario() reads as the same: a step a line.
 std::string text_of(const scenario& written);
 
-/// Writes that text to `path`. Throws InputError; no file is
-/// left half written.
+/// Writes that text to `path`. Throws InputError; no file is left half written.
 void write_scenario(const scenario& written, const std::filesystem::path& path);
 
 }  // namespace kelvane_hub

@@ -3,7 +3,7 @@
 namespace kelvane_hub {
 
 std::optional<Time> Timeline::next_due() const {
-  if (!started() || next_ == scenario_.steps_size()) return std::nullopt;
+  if (!started() || ended()) return std::nullopt;
   return *start_ + std::chrono::round<Time>(ScenarioTime(seconds_to_next() / speed_));
 }
 

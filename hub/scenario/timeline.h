@@ -28,6 +28,9 @@ class Timeline {
   /// The next step, which the caller has seen to be due.
   const scenario_step& take_next();
 
+  /// Whether all steps were taken and none follows.
+  bool ended() const { return started() && next_ == scenario_.steps_size(); }
+
   /// Scenario time at `now`; it goes on over repetitions.
   ScenarioTime at(Time now) const;
 

@@ -8,6 +8,11 @@
 #include "hub/base/diagnostic.h"
 
 namespace kelvane_hub {
+namespace {
+
+void say(const std::string& line) { diagnose(hub_speaker, line); }
+
+}  // namespace
 
 UniqueFd take_over_signals() {
   // Nobody may be left to read what the hub says on standard error.
@@ -22,13 +27,14 @@ UniqueFd take_over_signals() {
 Server::Server(ServerSettings settings, UniqueFd signals, std::unique_ptr<ConnectionSource> source)
     : signals_(std::move(signals)),
       clients_(loop_, std::move(source), *this),
-      simulator_(std::move(settings.played), settings.speed, clients_) {
+      simulator_(std::move(settings.played), settings.speed, clients_),
+      explainer_(say),
+      announcer_(say) {
   loop_.add(signals_.get(), [this](bool, bool, Time) { loop_.stop(Outcome::signalled); });
   loop_.add(simulator_);
   loop_.add(clients_);
-  if (!settings.explain) return;
-  explainer_.emplace([](const std::string& line) { diagnose(hub_speaker, line); });
-  simulator_.watch(*explainer_);
+  if (settings.explain) simulator_.watch(explainer_);
+  if (settings.announce) simulator_.watch(announcer_);
 }
 
 void Server::on_request(const Link& from, const std::string& envelope, Time now) {

@@ -2,11 +2,11 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 
 #include "hub/server/clients.h"
 #include "hub/server/loop.h"
 #include "hub/simulator/simulator.h"
+#include "hub/testbench/announcer.h"
 #include "hub/testbench/explainer.h"
 
 namespace kelvane_hub {
@@ -15,7 +15,9 @@ namespace kelvane_hub {
 struct ServerSettings {
   scenario played;  // checked
   double speed = 1;
-  bool explain = false;  // on standard error
+  // On standard error:
+  bool explain = false;   // why changes were or were not reported
+  bool announce = false;  // that the scenario is over
 };
 
 /// From now on the signals that end a hub come through this descriptor: SIGINT, SIGTERM, SIGHUP. SIGPIPE is ignored.
@@ -40,7 +42,8 @@ class Server final : SessionHandler {
   Loop loop_;
   Clients clients_;
   Simulator simulator_;
-  std::optional<Explainer> explainer_;
+  Explainer explainer_;
+  Announcer announcer_;
 };
 
 }  // namespace kelvane_hub

@@ -56,7 +56,7 @@ void Playback::end_session(SessionId session) {
 void Playback::start(Time now) {
   if (timeline_.started()) return;
   timeline_.start(now);
-  while (timeline_.next_due() && *timeline_.next_due() <= now) play(timeline_.take_next(), now);
+  while (timeline_.next_due() && *timeline_.next_due() <= now) play_next(now);
   // A modem always knows its cells, if only that there are none.
   for (auto& [sub, state] : modem_) {
     if (state.cells) continue;
@@ -86,11 +86,16 @@ void Playback::advance(Time now) {
     if (timeline_.next_due() == due) {
       // At its own time, not at the time it is noticed: hysteresis is to come out the same on a busy machine. And
       // before a periodic report of the same moment, which shows what the step has changed.
-      play(timeline_.take_next(), *due);
+      play_next(*due);
     } else {
       tick(now);
     }
   }
+}
+
+void Playback::play_next(Time now) {
+  play(timeline_.take_next(), now);
+  if (timeline_.ended()) outbox_.watchers().on_end(timeline_.at(now));
 }
 
 void Playback::play(const scenario_step& step, Time now) {

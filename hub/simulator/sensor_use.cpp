@@ -2,8 +2,6 @@
 
 #include <algorithm>
 
-#include "hub/thresholds/change_decision.h"
-
 namespace kelvane_hub {
 
 CellDecision ChangeFilter::decide(const Cells& cells, ScenarioTime now) const {

@@ -7,6 +7,7 @@
 
 #include "hub/scenario/timeline.h"
 #include "hub/simulator/link.h"
+#include "hub/thresholds/change_decision.h"
 #include "scenario.pb.h"
 
 namespace kelvane_hub {
@@ -21,7 +22,7 @@ struct CellDecision {
 
   bool told = true;
   Ground ground = Ground::no_thresholds;
-  std::vector<std::string> reasons;  // one line each; none if nothing differs from what was told last
+  std::vector<Reason> reasons;  // none if nothing differs from what was told last
 };
 
 /// Is told of everything in the order in which it happens, on the thread that runs the simulator, before the simulator
@@ -45,6 +46,9 @@ class Watcher {
 
   /// A step happens now.
   virtual void on_step(const scenario_step& /*step*/, Time /*now*/) {}
+
+  /// The last step of a scenario that does not begin anew has happened; the modem's state stays as it is.
+  virtual void on_end(ScenarioTime /*time*/) {}
 };
 
 /// Tells several, in the order in which they were added.
@@ -58,6 +62,7 @@ class Watchers final : public Watcher {
   void on_decision(const Link& to, std::uint32_t sub, const CellDecision& decision, ScenarioTime time) override;
   void on_refusal(const Link& to, const std::string& explanation) override;
   void on_step(const scenario_step& step, Time now) override;
+  void on_end(ScenarioTime time) override;
 
  private:
   std::vector<Watcher*> all_;

@@ -13,26 +13,36 @@ std::string in_seconds(ScenarioTime time) {
   return text;
 }
 
-std::string why(const CellDecision& decision) {
+/// Those reasons that speak for passing, or those against it.
+std::string joined(const std::vector<Reason>& reasons, bool passes) {
+  std::string text;
+  for (const Reason& reason : reasons) {
+    if (reason.passes == passes) text += (text.empty() ? "" : "; ") + reason.why;
+  }
+  return text;
+}
+
+/// The verdict, and why it is so.
+std::string verdict(const CellDecision& decision) {
   switch (decision.ground) {
     case CellDecision::Ground::no_thresholds:
-      return "no thresholds: every change is reported";
+      return "reported: there are no thresholds";
     case CellDecision::Ground::first_cells:
-      return "the first report: reported";
+      return "reported: nothing was reported before";
     case CellDecision::Ground::thresholds:
       break;
   }
-  if (decision.reasons.empty()) return "as reported last: not reported";
-  std::string joined;
-  for (const auto& reason : decision.reasons) joined += (joined.empty() ? "" : "; ") + reason;
-  return joined;
+  if (decision.reasons.empty()) return "not reported: as reported last";
+  const std::string against = joined(decision.reasons, false);
+  if (!decision.told) return "not reported: " + against;
+  return concat("reported: ", joined(decision.reasons, true),
+                against.empty() ? "" : "; no reason by itself: ", against);
 }
 
 }  // namespace
 
 void Explainer::on_decision(const Link& to, std::uint32_t sub, const CellDecision& decision, ScenarioTime time) {
-  say_(concat("session ", to.session, ", sub ", sub, ", ", in_seconds(time), ": ",
-              decision.told ? "reported: " : "not reported: ", why(decision)));
+  say_(concat("session ", to.session, ", sub ", sub, ", ", in_seconds(time), ": ", verdict(decision)));
 }
 
 void Explainer::on_refusal(const Link& to, const std::string& explanation) {

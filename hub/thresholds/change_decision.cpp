@@ -27,12 +27,6 @@ std::string listed(const Items& items) {
   return list;
 }
 
-/// `why` is the line but for what every line of that cell begins and ends with.
-struct Reason {
-  bool passes;
-  std::string why;
-};
-
 struct Crossing {
   std::int32_t threshold;
   std::int64_t margin_db;  // how far beyond the threshold
@@ -174,7 +168,7 @@ std::vector<Reason> judge_cell(const Config& config, const Cell& was, const Cell
 
 void add(ChangeDecision& decision, const std::string& subject, const Reason& reason) {
   decision.passes = decision.passes || reason.passes;
-  decision.reasons.push_back(concat(subject, reason.why, reason.passes ? ": reported" : ": not reported"));
+  decision.reasons.push_back({reason.passes, concat(subject, reason.why)});
 }
 
 }  // namespace

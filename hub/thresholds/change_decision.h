@@ -9,11 +9,16 @@
 
 namespace kelvane_hub {
 
-/// Whether a change passes, and why: one line without newline for each reason for or against. Nothing changed: no
-/// reason. One reason for passing is enough.
+/// A reason for or against telling of a change, on one line without newline.
+struct Reason {
+  bool passes;
+  std::string why;
+};
+
+/// Whether a change passes, and why. Nothing changed: no reason. One reason for passing is enough.
 struct ChangeDecision {
   bool passes = false;
-  std::vector<std::string> reasons;
+  std::vector<Reason> reasons;
 };
 
 /// Decides whether the change from `told` (the cells that this client was told last) to `current` passes the thresholds

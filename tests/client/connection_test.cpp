@@ -81,14 +81,6 @@ TEST_F(ClientTest, WithoutSensorsNothingIsConnected) {
   record();
 }
 
-TEST_F(ClientTest, ANewConnectionReplacesTheSessionWithoutClosingIt) {
-  connect();
-  getSuid("wwan");
-  const std::string all = calls();
-  EXPECT_NE(all.find("delete 1\nopen 2"), std::string::npos) << all;
-  EXPECT_EQ(all.find("close 2"), std::string::npos) << all;
-}
-
 TEST_F(ClientTest, ReconnectsToTheSensorOfTheDataType) {
   const std::pair<const char*, bool> reconnects[] = {
       {"wwan", false}, {"wwan_stream", false}, {"wwan_stream", true}, {"WWAN", false}};
@@ -102,14 +94,6 @@ TEST_F(ClientTest, ReconnectsToTheSensorOfTheDataType) {
     EXPECT_EQ(query_mode, queries);
     record(std::string(type) + (queries ? ", query mode" : "") + ": rate " + std::to_string(sample_rate));
   }
-}
-
-TEST_F(ClientTest, ClosingKeepsTheSensor) {
-  connect();
-  close_session();
-  close_session();
-  EXPECT_EQ(calls(), "close 1\ndelete 1\n");
-  EXPECT_EQ(sensor_suid.suid_low, 7U);
 }
 
 }  // namespace

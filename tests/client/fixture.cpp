@@ -1,5 +1,6 @@
 #include "tests/client/fixture.h"
 
+#include <google/protobuf/io/coded_stream.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -19,6 +20,7 @@ namespace cellscope::test {
 namespace {
 
 using com::tarn::kelvane::session::V1_0::ISession;
+using google::protobuf::io::CodedInputStream;
 
 constexpr std::uint32_t lookup_id = 512;
 const pid_t main_thread = gettid();
@@ -49,25 +51,8 @@ void give(const ISession::event_callback& callback, const std::string& buffer) {
   callback(reinterpret_cast<const std::uint8_t*>(buffer.data()), buffer.size(), 0);
 }
 
-std::string in_hex(const std::string& bytes) {
-  std::ostringstream text;
-  for (const char byte : bytes) text << std::hex << (byte >> 4 & 15) << (byte & 15);
-  return text.str();
-}
-
-std::string describe(const sns_client_request_msg& envelope) {
-  const auto flag = [](bool present, auto value) { return present ? std::to_string(value) : std::string("-"); };
-  const auto& susp = envelope.susp_config();
-  std::string text = std::to_string(envelope.msg_id());
-  text += " suid " + flag(envelope.suid().has_suid_low(), envelope.suid().suid_low()) + " " +
-          flag(envelope.suid().has_suid_high(), envelope.suid().suid_high());
-  text += " susp " + flag(susp.has_processor_type(), susp.processor_type()) + " " +
-          flag(susp.has_delivery_type(), susp.delivery_type());
-  text += " client " + flag(envelope.has_client_type(), envelope.client_type());
-  text += envelope.has_request() ? " body" : " no body";
-  if (envelope.request().has_payload()) text += " payload " + in_hex(envelope.request().payload());
-  return text;
-}
+// The fields of the envelope of requests, by number.
+constexpr const char* envelope_fields[] = {"", "suid", "susp_config", "request", "msg_id", "client_type"};
 
 class ScriptedSession final : public ISession {
  public:
@@ -104,7 +89,7 @@ class ScriptedSession final : public ISession {
     EXPECT_EQ(envelope.suid().suid_low(), id.suid_low);
     EXPECT_EQ(envelope.suid().suid_high(), id.suid_high);
     log("send", std::to_string(envelope.msg_id()));
-    platform().requests.push_back(describe(envelope));
+    platform().requests.push_back(fields_of(request, envelope_fields));
     const int result = scripted(platform().send_result);
     if (envelope.msg_id() == lookup_id && result == 0) answer();
     return result;
@@ -139,6 +124,24 @@ class ScriptedSession final : public ISession {
 Platform& platform() {
   static Platform instance;
   return instance;
+}
+
+std::string fields_of(const std::string& message, std::span<const char* const> names) {
+  CodedInputStream input(reinterpret_cast<const std::uint8_t*>(message.data()), static_cast<int>(message.size()));
+  std::string text;
+  while (const std::uint32_t tag = input.ReadTag()) {
+    constexpr std::uint32_t varint = 0;
+    constexpr std::uint32_t bytes = 2;
+    const std::uint32_t number = tag / 8;
+    std::uint64_t value = 0;
+    std::string part;
+    if ((tag % 8 != varint && tag % 8 != bytes) || !input.ReadVarint64(&value)) return message + " ";
+    if (tag % 8 == bytes && !input.ReadString(&part, static_cast<int>(value))) return message + " ";
+    text += number < names.size() ? names[number] : std::to_string(number);
+    text += tag % 8 == bytes ? " { " + fields_of(part) + "} "
+                             : ": " + std::to_string(static_cast<std::int64_t>(value)) + " ";
+  }
+  return input.ConsumedEntireMessage() ? text : message + " ";
 }
 
 std::string buffer_of(const std::vector<Event>& events) {
@@ -227,6 +230,16 @@ std::string ClientTest::diagnosed() {
 
 namespace {
 
+/// `text` with the menu, which is shown in full once, as a word.
+std::string without_menu(std::string text) {
+  const std::string menu = golden("Menu");
+  for (auto at = menu.empty() ? std::string::npos : text.find(menu); at != std::string::npos;
+       at = text.find(menu, at + 1)) {
+    text.replace(at, menu.size(), "[the menu]\n");
+  }
+  return text;
+}
+
 std::string take_lines(std::vector<std::string>& lines) {
   std::string text;
   for (const auto& line : std::exchange(lines, {})) text += line + "\n";
@@ -236,8 +249,10 @@ std::string take_lines(std::vector<std::string>& lines) {
 }  // namespace
 
 void ClientTest::record(const std::string& name) {
-  const std::pair<const char*, std::string> parts[] = {
-      {"standard output", printed()}, {"standard error", diagnosed()}, {"calls", calls()}, {"requests", requests()}};
+  const std::pair<const char*, std::string> parts[] = {{"standard output", without_menu(printed())},
+                                                       {"standard error", diagnosed()},
+                                                       {"calls", calls()},
+                                                       {"requests", requests()}};
   if (!name.empty()) note("==== " + name);
   for (const auto& [heading, text] : parts) {
     if (text.empty()) continue;

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <functional>
+#include <span>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -38,11 +39,15 @@ struct Platform {
 
   /// Every call: "open 1", "send 2: MESSAGE ID", "sleep 3", …
   std::vector<std::string> calls;
-  /// The last request of each message id, as text.
+  /// Every request, as fields_of() shows it.
   std::vector<std::string> requests;
 };
 
 Platform& platform();
+
+/// The fields of `message`, "NAME: NUMBER" or "NAME { FIELDS OR TEXT }"; those that `names` does not reach by number. A
+/// text that is no message of numbers, texts and messages is shown as it is.
+std::string fields_of(const std::string& message, std::span<const char* const> names = {});
 
 /// An event buffer of one or more events, each a message id and a payload.
 struct Event {

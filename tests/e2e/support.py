@@ -16,6 +16,10 @@ import unittest
 CLIENT = os.path.abspath(os.environ["CELLSCOPE_CLIENT"])
 HUB = os.path.abspath(os.environ["KELVANE_HUB"])
 
+HERE = pathlib.Path(__file__).resolve().parent
+ROOT = HERE.parents[1]
+MENU = (ROOT / "tests/client/golden/Menu.txt").read_text()
+
 EMULATOR_ABORT = "qemu: uncaught target signal 6 (Aborted) - core dumped\n"
 
 DEADLINE = 60  # seconds: enough for a sanitizer on a busy machine
@@ -32,53 +36,8 @@ SUIDS = {"wwan": "suid_low=1 suid_high=2", "wwan_stream": "suid_low=3 suid_high=
 LOG_TIME = "Log Time: ##########"
 ATTRIBUTES = "event_cb:666, attribute ID :16\n"
 ON_CHANGE = ATTRIBUTES + "send_onchange_config_req:814, sending on change config request\n"
-SENT_EMPTY = ("send_empty_sig_info:1017, sending empty config request\n"
-              "send_empty_sig_info:1022, sending empty config request \x08\n")
-SENT_VOICE = "register_voice_call_status:1490, sending set_report_voice_calls request\n"
-SENT_QUERY = "query_cell_location_info:1608, sending query_cell_info request\n"
-NOT_OPENED = "get Suidfailed to open ISession for suid discovery"
-
 LISTENING = "Listening For On Change Sensor indications\n"
 STOPPED = "Got the  signal for 2\n"
-
-MENU = """\
-connect to WWAN sensor \n\
-Enter 1 for On-change sensor \n\
-Enter 2 for Streaming Sensor \n\
-Enter 3 to Disconnect \n\
-Enter 4 to send signal info \n\
-Enter 5 to send empty signal_config \n\
-Enter 6 to send GSM signal_config \n\
-Enter 7 to register for voice_call_status \n\
-Enter 8 to Connect to Streaming sensor(Query Mode) \n\
-Enter 9 to Query cell-location-info \n\
-Enter 10 to register for rrc state info \n\
-Enter 11 to reconnect to sensor \n\
-Enter -1 to Exit
-"""
-NOTE = "Please note this request will only work once option 1 or 2 \n is selected prior to this. \n"
-ASK_SUB = "Enter sub id for this request (0 or 1)\n"
-ASK_SIG_INFO = NOTE + "Enter the sig_info \n" + ASK_SUB
-EMPTY_CONFIG = NOTE + "send empty sig_info\n" + ASK_SUB
-VOICE_CALLS = NOTE + "register for voice_call_status indications \n"
-QUERY = "Query Cell-location info\n"
-RECONNECTING = "reconnect to sensor \nsensor name is "
-
-ENABLE = "Enable Measurement type (1 to Enable/0 to Disable) \n"
-DETAILS = "enter hysteresis millisec \nenter hysteresis dB \nenter thresholds size \n"
-ARRAY = "enter thresholds array \n"
-# Each technology and measurement that is asked for, and how its dialog begins.
-DIALOGS = (
-    ("GERAN", "Mesaument type is set as RSSI for GERAN\n"),
-    ("UTRAN", "Mesaument type is set as RSCP for UTRAN\n"),
-    ("EUTRAN(type=RSRP)", "Selected Mesaument type is RSRP for EUTRAN\n"),
-    ("EUTRAN(type=RSRQ)", "Selected Mesaument type is RSRQ for EUTRAN\n"),
-    ("EUTRAN(type=RSSNR)", "Selected Mesaument type is RSSNR for EUTRAN\n"),
-    ("NGRAN(type=SSRSRP)", "Selected Mesaument type is SSRSRP for NGRAN\n"),
-    ("NGRAN(type=SSRSRQ)", "Selected Mesaument type is SSRSRQ for NGRAN\n"),
-    ("NGRAN(type=SSSINR)", "Selected Mesaument type is SSSINR for NGRAN\n"),
-    ("CDMA2000", " Mesaument type is RSSI for CDMA2000\n"),
-)
 
 
 def found(data_type):
@@ -90,20 +49,6 @@ def found(data_type):
 def no_cells(sub=0):
     return (f"Payload size: 2\n16 {sub} \nReceived serving neighboring cell info on Sub :{sub}\n"
             "serving neighboring cell info. Number of cells: 0\n")
-
-
-def not_sent(function, line):
-    return f"{function}:{line}, Error in sending request\n"
-
-
-def verdict(error):
-    return f"Payload size: 2\nerror info: {error}\n"
-
-
-def asked(dialogs):
-    """The questions of choice 4; of each dialog that is entered, by name, what follows its announcement."""
-    return "".join(f"{name} Config: 1 to Enter : 0 to skip \n"
-                   + (announcement + dialogs[name] if name in dialogs else "") for name, announcement in DIALOGS)
 
 
 def varint(number):
@@ -225,9 +170,13 @@ class Program:
 
 
 class Console(Program):
-    """The client's console on a pseudo-terminal that neither echoes nor translates."""
+    """The client's console on a pseudo-terminal that neither echoes nor translates, and a session to play there.
 
-    def __init__(self, test, environment):
+    Of sessions/NAME.txt a line "$ …" is typed; then the main thread shows what follows, and reports ("| …") stand
+    anywhere in between. "! …" is said on standard error. Dashes are a pause.
+    """
+
+    def __init__(self, test, session, environment):
         self.terminal, slave = pty.openpty()
         test.addCleanup(os.close, self.terminal)
         settings = termios.tcgetattr(slave)
@@ -238,32 +187,33 @@ class Console(Program):
                          preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
         os.close(slave)
         self.seen = b""
+        self.parts = session.replace("[the menu]\n", MENU).split("----\n")
+        self.said = "".join(re.findall("^! (.*\n)", session, re.M))
+        self._shows(MENU, "")
 
     def type(self, text):
         os.write(self.terminal, text.encode())
 
-    def shows(self, text, reports=""):
-        """Asserts that exactly this comes next. Reports, of the callback thread, may stand anywhere in between."""
-        size = len(text) + len(reports)
-        self._read(lambda: len(self.seen) >= size)
-        shown, self.seen = self.seen[:size], self.seen[size:]
-        self.test.assertIsNone(difference(without_times(shown), pieces(text), pieces(reports)))
-
-    def ask(self, typed, shown, *reports):
-        """Types something and asserts that this comes, then the menu, and the reports anywhere in between."""
-        self.type(typed)
-        self.shows(shown + MENU, "".join(reports))
-
-    def leave(self, diagnostics):
-        """Leaves the menu; asserts that this, in all, was said on standard error."""
-        self.type("-1\n")
-        self.ends()
-        self.test.assertEqual(diagnostics, self.err)
+    def play(self):
+        """Plays the session up to the next pause, or to its end, which is the client's."""
+        for step in re.split(r"^\$ ", self.parts.pop(0), flags=re.M)[1:]:
+            typed, _, lines = step.partition("\n")
+            self.type(typed + "\n")
+            self._shows(re.sub(r"^[|!] .*\n", "", lines, flags=re.M), "".join(re.findall(r"^\| (.*\n)", lines, re.M)))
+        if not self.parts:
+            self.ends()
+            self.test.assertEqual(self.said, re.sub(r"[^\n -~]", lambda match: f"\\x{ord(match[0]):02x}", self.err))
 
     def ends(self, status=0):
         """Asserts that the client ends with this status and has nothing more to say."""
         self._read(lambda: False)
         self.test.assertEqual((status, b""), (self.wait(), self.seen))
+
+    def _shows(self, text, reports):
+        size = len(text) + len(reports)
+        self._read(lambda: len(self.seen) >= size)
+        shown, self.seen = self.seen[:size], self.seen[size:]
+        self.test.assertIsNone(difference(without_times(shown), pieces(text), pieces(reports)))
 
     def _read(self, enough):
         end = time.monotonic() + DEADLINE
@@ -289,10 +239,11 @@ class EndToEndTest(unittest.TestCase):
     def automation(self, *arguments, scenario=None, **environment):
         return Program(self, [CLIENT, *arguments], {**self.playing(scenario), **environment})
 
-    def console(self, scenario=None, **environment):
-        console = Console(self, {**self.playing(scenario), **environment})
-        console.shows(MENU)
-        return console
+    def console(self, session, **environment):
+        """A console that is to play sessions/`session`.txt, which begins with what happens to its sensors, SENSORS."""
+        text = (HERE / "sessions" / f"{session}.txt").read_text()
+        scenario = text.partition("\n\n")[0] + "\n"
+        return Console(self, text, {**self.playing(scenario if "sensors {" in scenario else SENSORS + scenario), **environment})
 
     def playing(self, scenario):
         """The environment in which a private hub plays this text; without one, the built-in scenario."""
@@ -310,6 +261,13 @@ class EndToEndTest(unittest.TestCase):
     def stop(self, run):
         run.interrupt()
         self.assertEqual(0, run.wait())
+
+    def expect_golden(self, name, text):
+        """golden/NAME.txt; with CELLSCOPE_WRITE_GOLDEN it is written anew: read the difference before you keep it."""
+        golden = HERE / "golden" / f"{name}.txt"
+        if "CELLSCOPE_WRITE_GOLDEN" in os.environ:
+            golden.write_bytes(text.encode("latin-1"))
+        self.assertEqual(golden.read_bytes().decode("latin-1"), text)
 
     def hub_command(self, *arguments):
         """Runs kelvane-hub to its end: exit status, standard output, standard error."""

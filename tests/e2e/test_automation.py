@@ -5,8 +5,8 @@ import pathlib
 import signal
 import time
 
-from support import (ATTRIBUTES, LISTENING, LOG_TIME, ON_CHANGE, SENSORS, STOPPED, EndToEndTest, difference, found,
-                     no_cells, pieces, read, until)
+from support import (ATTRIBUTES, LISTENING, SENSORS, STOPPED, EndToEndTest, difference, found, no_cells, pieces, read,
+                     until)
 
 LISTENING_STREAM = "Listening For streaming sensor\n"
 
@@ -18,38 +18,16 @@ steps { at: 0.3 cells { sub: 0 } }
 """
 
 
-def announced(*arguments):
-    """What the terminal shows before the pid file is written."""
-    values = dict(argument.split("=", 1) for argument in arguments)
-    keys = "".join("Key: {}, Value: {}\n".format(*argument.split("=", 1)) for argument in arguments)
-    return keys + f"""\
-Connect to WWAN sensor pass 2 mandatory parameters and 1 option parameter
-adb shell /vendor/bin/cellscope operation=<operation> request_id=<request_id> file_name=<file_name.txt>
-<request_id> : Any long or integer or any string just for reference
-<operation> :
-        1. Connect to Voice Call Indications \n\
-        2. Connect to Streaming sensor \n\
-<file_name> : Name the file to dump the output <filename.txt>
-pid will be saved in /data/local/tmp/wwan_test_output_pid.txt
-To Exit adb shell kill -2 (pidof cellscope)
-argstring {arguments[0]}
-""" + (f"Request Id{values.get('request_id', -1)}\n" if values.get("request_id") != "abc" else "")
-
-
 class AutomationTest(EndToEndTest):
 
     def test_on_change_whole_run(self):
-        arguments = ("operation=1", "request_id=7", "filename=drive.txt", "file_name=unused.txt")
-        run = self.automation(*arguments, scenario=EVENTS)
+        run = self.automation("operation=1", "request_id=7", "filename=drive.txt", "file_name=unused.txt",
+                              scenario=EVENTS)
         self.wait_for_output(LISTENING, "drive.txt")
         self.stop(run)
-        self.assertEqual(announced(*arguments) + found("wwan"), run.out)
-        self.assertEqual(ON_CHANGE + "event_cb:645, Received error event 4\n"
-                         "event_cb:756, Received unknown message ID 1286\n", run.err)
-        self.assertEqual("Input given 1\nconnecting to on-change sensor\n" + no_cells(1) + no_cells(0) + LISTENING + STOPPED,
-                         read("output/drive.txt"))
-        self.assertEqual(f"Request_7 : {run.pid}\n", read("output/wwan_test_output_pid_7.txt"))
-        self.assertEqual(["drive.txt", "wwan_test_output_pid_7.txt"], sorted(os.listdir("output")))
+        files = "".join(f"---- {path}\n" + read(path).replace(str(run.pid), "PID")
+                        for path in sorted(pathlib.Path("output").iterdir()))
+        self.expect_golden("automation", f"---- standard output\n{run.out}---- standard error\n{run.err}{files}")
 
     def test_streaming(self):
         run = self.automation("operation=2", "request_id=1", "rate=5", scenario=SENSORS)
@@ -63,44 +41,23 @@ class AutomationTest(EndToEndTest):
             read("output/wwan_test_output.txt"),
             pieces("Input given 2\nStreaming sensor rate : 5\n" + LISTENING_STREAM * max(1, count(LISTENING_STREAM))
                    + STOPPED), pieces(no_cells() * count("Payload size"))))
-        self.assertEqual(announced("operation=2", "request_id=1", "rate=5") + found("wwan_stream"), run.out)
         self.assertEqual(ATTRIBUTES + "send_config_req:845, sending on normal config request and sample rate 5\n",
                          run.err)
 
     def test_voice_calls(self):
+        # Between the two there is nothing to hear for longer than the session library waits for a hub's hello.
         run = self.automation("operation=3", "request_id=9", scenario=SENSORS + """
             steps { at: 1 voice_calls { sub: 0 calls { call_id: 1 call_state: 5 } } }
-            steps { at: 11.5 voice_calls { sub: 0 calls { call_id: 1 call_state: 2 } calls { call_id: 2 } } }""")
-        self.wait_for_output("Listening For Voice Call status indication\n")
+            steps { at: 23 voice_calls { sub: 0 calls { call_id: 1 call_state: 2 } calls { call_id: 2 } } }""")
+        self.wait_for_output("CallID: 2")
         self.stop(run)
-        calls = f"{LOG_TIME}, Received voice call info on Sub:0, voice call info-Number of calls: "
-        self.assertEqual("Input given 3\nconnecting to on-change sensor\n" + no_cells()
-                         + calls + "1: [{ Call: 1, CallID: 1, CallState: 5}]\n"
-                         + calls + "2: [{ Call: 1, CallID: 1, CallState: 2}{ Call: 2, CallID: 2, CallState: 0}]\n"
-                         + "Listening For Voice Call status indication\n" + STOPPED,
-                         read("output/wwan_test_output.txt"))
-        self.assertEqual(ON_CHANGE + "register_voice_call_status:1490, sending set_report_voice_calls request\n",
-                         run.err)
+        output = read("output/wwan_test_output.txt").replace("Listening For Voice Call status indication\n", "")
+        self.expect_golden("automation_voice_calls", f"{output}---- standard error\n{run.err}")
 
-    def test_runs_that_end_at_once(self):
-        no_number = "terminate called after throwing an instance of 'std::invalid_argument'\n  what():  {}\n"
-        # Arguments, exit status, standard error, output file (none: there is none), whether there is a pid file.
-        cases = (
-            (("operation=7", "request_id=5"), 0, "", "Input given 7\n", True),
-            (("operation=7z", "request_id=5", "filename=-1"), 0, "", "Input given 7\n", True),
-            (("operation=1", "request_id=abc"), -signal.SIGABRT, no_number.format("stol"), None, False),
-            (("operation=x", "request_id=5"), -signal.SIGABRT, no_number.format("stoi"), "", True),
-        )
-        output, pid_file = pathlib.Path("output/wwan_test_output.txt"), "output/wwan_test_output_pid_5.txt"
-        for arguments, status, diagnostics, written, identified in cases:
-            with self.subTest(arguments):
-                run = self.automation(*arguments)
-                self.assertEqual((status, diagnostics), (run.wait(), run.err))
-                self.assertEqual(announced(*arguments), run.out)
-                self.assertEqual(written, output.read_text() if output.exists() else None)
-                self.assertEqual(f"Request_5 : {run.pid}\n" if identified else "", read(pid_file))
-                output.unlink(missing_ok=True)
-                pathlib.Path(pid_file).unlink(missing_ok=True)
+    def test_a_number_that_is_none_aborts(self):
+        run = self.automation("operation=1", "request_id=abc")
+        self.assertEqual((-signal.SIGABRT, "terminate called after throwing an instance of 'std::invalid_argument'\n"
+                          "  what():  stol\n"), (run.wait(), run.err))
 
     def test_old_output_file_is_replaced(self):
         old = pathlib.Path("output/old.txt")
@@ -116,5 +73,5 @@ class AutomationTest(EndToEndTest):
         run.says("event_cb:756, Received unknown message ID 1286")
         self.stop(run)
         # Stopped while it settles: it says once more that it listens, on the terminal that it has got back.
-        self.assertEqual(announced("operation=1") + found("wwan") + LISTENING, run.out)
+        self.assertTrue(run.out.endswith(found("wwan") + LISTENING), run.out)
         self.assertFalse(os.path.exists("output"))

@@ -1,15 +1,13 @@
 """What bash and zsh complete, held against what the programs take."""
 
-import pathlib
 import re
 import shutil
 import subprocess
 import unittest
 
-from support import HUB, EndToEndTest
+from support import HUB, ROOT, EndToEndTest
 
-TREE = pathlib.Path(__file__).parents[2]
-COMPLETION = TREE / "completion"
+COMPLETION = ROOT / "completion"
 
 BASH = """
 source "$0"; compopt() { :; }
@@ -55,11 +53,9 @@ class CompletionTest(EndToEndTest):
         return re.findall(r"^  (?:-\w,)?(--[a-z-]+)", self.help(*command), re.M)
 
     def test_keys(self):
-        keys = set(re.findall(r'argument_or_default\(arguments, "(\w+)"\)', (TREE / "cli/automation.cpp").read_text()))
+        keys = set(re.findall(r'argument_or_default\(arguments, "(\w+)"\)', (ROOT / "cli/automation.cpp").read_text()))
         self.assertEqual({key + "=" for key in keys}, set(bash("cellscope", "cellscope", "")))
-        self.assertEqual({key + "=" for key in keys - {"rate"}}, set(bash("cellscope", "cellscope", "rate=1", "")))
         self.assertEqual(keys, set(re.findall(r"^  '(\w+)\[", (COMPLETION / "_cellscope").read_text(), re.M)))
-        self.assertEqual(["2"], bash("cellscope", "cellscope", "operation=2"))
 
     def test_bash(self):
         self.assertIn("serve", self.commands())
@@ -67,24 +63,6 @@ class CompletionTest(EndToEndTest):
         for command in ([], *([name] for name in self.commands())):
             with self.subTest(command):
                 self.assertEqual(self.options(*command), bash("kelvane-hub", HUB, *command, "--"))
-        for name in ("a.textproto", "b.csv", "share/cellscope/scenarios/ab.textproto"):
-            pathlib.Path(name).parent.mkdir(parents=True, exist_ok=True)
-            pathlib.Path(name).touch()
-        cases = (
-            ("serve --scenario a", ["a.textproto"]),
-            ("serve --speed 2 --scenario = a", ["a.textproto"]),
-            ("serve --speed ", []),
-            ("serve --listen b", ["b.csv"]),
-            ("import ", ["b.csv", "output", "share"]),
-            ("import b.csv -o a", ["a.textproto"]),
-            ("check s", ["share"]),
-        )
-        for words, expected in cases:
-            with self.subTest(words):
-                self.assertEqual(expected, sorted(bash("kelvane-hub", HUB, *words.split(" "))))
-        installed = offered("env", "XDG_DATA_DIRS=/nowhere:share", "bash", "-c", BASH,
-                            COMPLETION / "kelvane-hub.bash", HUB, "check", "a")
-        self.assertEqual(["a.textproto", "share/cellscope/scenarios/ab.textproto"], installed)
 
     @unittest.skipUnless(shutil.which("zsh"), "there is no zsh")
     def test_zsh(self):
@@ -92,10 +70,4 @@ class CompletionTest(EndToEndTest):
         for command in ([], *([name] for name in self.commands())):
             with self.subTest(command):
                 self.assertEqual(self.options(*command),
-                                 re.findall(r"^\(.*\)(--[a-z-]+)=?\[", "\n".join(zsh(*command, "")), re.M))
-        self.assertEqual({
-            "(--scenario)--scenario=[Scenario to play (default\\: the built-in one)]:FILE:_kelvane-hub_scenarios",
-            "(--listen)--listen=[Socket to listen on; only the user who runs the hub can connect]:PATH:_files",
-            "(--speed)--speed=[Play it N times as fast, 0.01 to 10000 (default\\: 1)]:N: "},
-            {line for line in zsh("serve", "") if re.search("scenario|listen|speed", line)})
-        self.assertIn("1:file.csv:_files -g '*.csv'", zsh("import", ""))
+                                 re.findall(r"^(?:\(.*\)|\*)(--[a-z-]+)=?\[", "\n".join(zsh(*command, "")), re.M))

@@ -6,14 +6,14 @@ a shell with those that stand before the first recipe. The client writes to outp
 
 import contextlib
 import os
-import pathlib
 import re
 import signal
 import subprocess
 
-from support import CLIENT, DEADLINE, HUB, LOG_TIME, EndToEndTest, without_times
+from support import CLIENT, DEADLINE, HUB, LOG_TIME, ROOT, EndToEndTest, without_times
 
-PROJECT = pathlib.Path(__file__).resolve().parents[2]
+COOKBOOK = (ROOT / "docs/cookbook.md").read_text(encoding="utf-8").replace("/data/APT_Automation", "output")
+BEFORE, *RECIPES = re.split(r"^## \d+\. .*\n", COOKBOOK, flags=re.MULTILINE)
 
 
 def pattern(text):
@@ -27,7 +27,7 @@ class CookbookTest(EndToEndTest):
         os.mkdir("build")
         os.symlink(CLIENT, "build/cellscope")
         os.symlink(HUB, "build/kelvane-hub")
-        os.symlink(PROJECT / "scenarios", "scenarios")
+        os.symlink(ROOT / "scenarios", "scenarios")
         shell = subprocess.Popen(["bash", "-c", "unset ${!KELVANE_HUB*}\n" + commands], stdin=subprocess.DEVNULL,
                                  stdout=subprocess.PIPE, stderr=subprocess.STDOUT, start_new_session=True,
                                  env={**os.environ, "TMPDIR": os.getcwd(), "LC_ALL": "C.UTF-8"})
@@ -38,44 +38,14 @@ class CookbookTest(EndToEndTest):
                 with contextlib.suppress(ProcessLookupError):
                     os.killpg(shell.pid, signal.SIGKILL)
 
-    def cook(self, number):
-        cookbook = (PROJECT / "docs/cookbook.md").read_text(encoding="utf-8").replace("/data/APT_Automation", "output")
-        before, *recipes = re.split(r"^## \d+\. .*\n", cookbook, flags=re.MULTILINE)
-        self.assertEqual(len([name for name in dir(self) if name.startswith("test_recipe_")]), len(recipes))
-        blocks = re.findall(r"^```sh\n(.*?)^```\n(?:\n```text\n(.*?)^```\n)?", before + recipes[number - 1],
-                            re.MULTILINE | re.DOTALL)
+    def cook(self, recipe):
+        blocks = re.findall(r"^```sh\n(.*?)^```\n(?:\n```text\n(.*?)^```\n)?", BEFORE + recipe, re.MULTILINE | re.DOTALL)
         printed = self.run_shell("printf '\\0'\n".join(commands for commands, _ in blocks)).split("\0")
         self.assertEqual(len(blocks), len(printed), printed)
         for (commands, expected), shown in zip(blocks, printed):
             if not re.fullmatch(pattern(expected), shown):
                 self.assertEqual(expected, shown, commands)
 
-    def test_recipe_1(self):
-        self.cook(1)
 
-    def test_recipe_2(self):
-        self.cook(2)
-
-    def test_recipe_3(self):
-        self.cook(3)
-
-    def test_recipe_4(self):
-        self.cook(4)
-
-    def test_recipe_5(self):
-        self.cook(5)
-
-    def test_recipe_6(self):
-        self.cook(6)
-
-    def test_recipe_7(self):
-        self.cook(7)
-
-    def test_recipe_8(self):
-        self.cook(8)
-
-    def test_recipe_9(self):
-        self.cook(9)
-
-    def test_recipe_10(self):
-        self.cook(10)
+for _number, _recipe in enumerate(RECIPES, 1):
+    setattr(CookbookTest, f"test_recipe_{_number}", lambda self, recipe=_recipe: self.cook(recipe))

@@ -37,22 +37,23 @@ def messages():
 
 
 class DocumentsTest(EndToEndTest):
-    def test_commands_and_options_of_the_hub(self):
+    def test_commands_options_and_variables_of_the_hub(self):
         helps = {"OPTIONS": self.hub_command("--help")[1]}
         commands = found(r"^  (\w+) ", helps["OPTIONS"].partition("Subcommands:")[2])
         helps.update((command, self.hub_command(command, "--help")[1]) for command in commands)
-        options = {name: found(r"^  (-\S+)", text) for name, text in helps.items()}
-        for command in commands:
-            options[command].remove("-h,--help")
+        options = {name: found(r"^  (-\S+)", text) - ({"-h,--help"} if name in commands else set())
+                   for name, text in helps.items()}
         manual = page("kelvane-hub.1")
         self.assertEqual(commands, found(r"^## (\w+)", manual))
         self.assertEqual(options, {name: {option.replace("*", "").replace(", ", ",") for option in found(
             r"^(\*-[-\w]+\*(?:, \*-[-\w]+\*)?)", sections(manual)[name])} for name in options})
-        self.assertEqual(found(r"Env:(\w+)", str(helps)), found(r"^\*(\w+)\*$", sections(manual)["ENVIRONMENT"]))
+        variables = found(r'"(KELVANE_\w+)"', read("*/*.cpp", "*/*/*.cpp"))
+        self.assertEqual(variables, found(r"^\*(\w+)\*$", sections(manual)["ENVIRONMENT"]))
+        self.assertLessEqual(found(r"KELVANE_HUB_\w+", page("cellscope.1") + read("*.md", "docs/*.md")), variables)
         for command, used in found(r"kelvane-hub\*? \*?([a-z]+)\b(.*--[a-z].*)", page("*") + read("*.md", "docs/*.md")):
             self.assertLessEqual(found(r"--[a-z]+", used), found(r"--\w+", helps[command]), command)
 
-    def test_menu_keys_and_variables_of_the_client(self):
+    def test_menu_and_keys_of_the_client(self):
         manual = page("cellscope.1")
         menu, usage = (subprocess.check_output([CLIENT, *arguments], input="-1", text=True, timeout=60)
                        for arguments in ([], ["operation=0"]))
@@ -60,9 +61,6 @@ class DocumentsTest(EndToEndTest):
                          re.findall(r"^\*(Enter .*)\*$", manual, re.M))
         keys = found(r"(\w+)=<", usage) | found(r'\(arguments, "(\w+)"', read("cli/*.cpp"))
         self.assertEqual(keys, found(r"^\*(\w+)\*=", manual))
-        variables = found(r'"(KELVANE_\w+)"', read("*/*.cpp", "*/*/*.cpp"))
-        self.assertEqual(variables, found(r"\*(KELVANE_\w+)\*", sections(manual)["ENVIRONMENT"]))
-        self.assertEqual(variables, found(r"KELVANE_\w+", read("README.md")))
 
     def test_texts_of_the_client(self):
         manual = page("cellscope.1")
@@ -79,8 +77,8 @@ class DocumentsTest(EndToEndTest):
         while ahead:
             reached |= ahead
             ahead = {kind for name in ahead for kind, _ in fields[name] if kind in fields} - reached
-        manual = page("kelvane-scenario.5")
-        described = {name: found(r"\*(\w+)\*(?!\()", sections(manual)[name]) for name in found(r"^## (\w+)", manual)}
+        described = {name: found(r"\*(\w+)\*(?!\()", text)
+                     for name, text in sections(page("kelvane-scenario.5")).items() if name.islower()}
         self.assertEqual({name: {field for _, field in fields[name]} for name in reached}, described)
 
     def test_examples_of_scenarios(self):
@@ -91,13 +89,14 @@ class DocumentsTest(EndToEndTest):
             pathlib.Path("example").write_text("".join(example))
             self.assertEqual((0, ""), self.hub_command("check", "example")[::2], example)
 
-    def test_numbers_of_the_protocol_and_of_thresholds(self):
-        sources = read("*/message_ids.h", "hub/messages/catalogue.h", "hub/messages/errors.h")
+    def test_numbers(self):
         protocol = read("docs/protocol.md")
-        rows = found(r"^\| (\d+) \|([^|\n]*)\|([^|\n]*)", protocol)
-        self.assertEqual(found(r"(\w+) = (\d+)[,;]", sources),
-                         {(name, row[0]) for row in rows for cell in row[1:] for name in found(r"^ `(\w+)` $", cell)})
+        rows = found(r"^\| (\d+) \| `(\w+)` \| `(\w+)` \|", protocol)
+        self.assertEqual(found(r"(\w+) = (\d+)[,;]", read("*/message_ids.h", "hub/messages/catalogue.h")),
+                         {(name, number) for number, *names in rows for name in names})
         self.assertLessEqual(found(r"`((?:sns|mox)_\w+)`", protocol), set(messages()))
+        self.assertEqual(re.findall(r" = (\d+),", read("hub/messages/errors.h")),
+                         re.findall(r"^\|  (\d+)$", page("kelvane-hub.1"), re.M))
         source = read("hub/messages/measurements.cpp")
         for name, bounds in found(r"Range (\w+)(\{.*\});", source):
             source = source.replace(f" {name},", f" {bounds},")
@@ -108,9 +107,9 @@ class DocumentsTest(EndToEndTest):
         architecture = sections(read("docs/architecture.md"))
         self.assertEqual(found(r"^extern .*?(\w+);", read("common/state.h")),
                          found(r"^\| `(\w+)` \|", architecture["Threads"]))
-        floors = found(r"^ +([a-z_/ |]+)\) echo (\d+)", read("scripts/lint"))
-        named = {(number, folder) for folders, number in floors for folder in folders.split(" | ")}
-        self.assertEqual({(number, folder.replace("platform/kelvane", "platform")) for number, folder in named} - {("1", "kelvane")},
+        floors = {(number, folder.removesuffix("/kelvane")) for folders, number in
+                  found(r"^ +([a-z_/ |]+)\) echo (\d+)", read("scripts/lint")) for folder in folders.split(" | ")}
+        self.assertEqual(floors - {("1", "kelvane")},
                          found(r"^\| (\d+) \| `([\w/]+)/`", architecture["The house, floor by floor"]))
 
     def test_files_that_are_named(self):

@@ -1,16 +1,10 @@
-"""Each of scenarios/ played fast to the client: all that it says compared with golden/NAME.txt.
+"""Each of scenarios/ played fast to the client: all that it says compared with golden/NAME.txt."""
 
-CELLSCOPE_WRITE_GOLDEN=1 in the environment writes what it says there instead; read the difference before you keep it.
-"""
-
-import os
-import pathlib
 import re
 import subprocess
 
-from support import CLIENT, LISTENING, MENU, EndToEndTest, Program, read, until
+from support import CLIENT, LISTENING, MENU, ROOT, EndToEndTest, Program, read, until
 
-HERE = pathlib.Path(__file__).resolve().parent
 # An event after the last step shows that all has been played.
 AFTER_LAST = "event_cb:756, Received unknown message ID 9999\n"
 # What the main thread says while reports come: nobody can tell where.
@@ -20,9 +14,9 @@ BETWEEN_REPORTS = re.compile(r"SUID received - suid_low=\d+ suid_high=\d+|" + "|
 
 class ScenarioTest(EndToEndTest):
 
-    def play(self, name, *typed):
+    def play(self, name, typed):
         """To an automation run; or to the console, with what is typed there and what has to come before more is."""
-        text = (HERE.parents[1] / "scenarios" / f"{name}.textproto").read_text(encoding="utf-8")
+        text = (ROOT / "scenarios" / f"{name}.textproto").read_text(encoding="utf-8")
         last = re.findall(r"^steps { at: ([\d.]+)", text, re.MULTILINE)[-1]
         environment = self.playing(text + f"steps {{ at: {last} raw {{ msg_id: 9999 }} }}\n")
         # Whoever is at the console needs time to type before anything happens.
@@ -39,29 +33,18 @@ class ScenarioTest(EndToEndTest):
         self.assertEqual(0, run.wait())
         said = run.out if typed else read("output/wwan_test_output.txt")
         said = BETWEEN_REPORTS.sub("", said) + "---- standard error ----\n" + run.err.replace(AFTER_LAST, "")
-        golden = HERE / "golden" / f"{name}.txt"
-        if "CELLSCOPE_WRITE_GOLDEN" in os.environ:
-            golden.write_bytes(said.encode("latin-1"))
-        self.assertEqual(golden.read_bytes().decode("latin-1"), said)
+        self.expect_golden(name, said)
 
-    def test_idle_camping(self):
-        self.play("idle_camping")
 
-    def test_drive_with_handovers(self):
-        self.play("drive_with_handovers")
-
-    def test_voice_call(self):
-        self.play("voice_call", (1, "Registered: 1"), (7, "set_report_voice_calls"), (10, "LTE RRC STATE: 1"))
-
-    def test_two_subscriptions(self):
-        self.play("two_subscriptions", (1, "on Sub :1"), (7, "set_report_voice_calls"), (9, "with status :0"))
-
-    def test_high_speed_rail(self):
-        self.play("high_speed_rail")
-
-    def test_coverage_loss(self):
-        self.play("coverage_loss")
-
-    def test_hub_errors(self):
-        self.play("hub_errors", ("2\n5", "error event 5"), (1, "Registered: 1"), (9, "error event 1"),
-                  (7, "error event 2"))
+# What is typed, and what has to come before more is; nothing: an automation run.
+SESSIONS = {
+    "idle_camping": (),
+    "drive_with_handovers": (),
+    "voice_call": ((1, "Registered: 1"), (7, "set_report_voice_calls"), (10, "LTE RRC STATE: 1")),
+    "two_subscriptions": ((1, "on Sub :1"), (7, "set_report_voice_calls"), (9, "with status :0")),
+    "high_speed_rail": (),
+    "coverage_loss": (),
+    "hub_errors": (("2\n5", "error event 5"), (1, "Registered: 1"), (9, "error event 1"), (7, "error event 2")),
+}
+for _name in SESSIONS:
+    setattr(ScenarioTest, f"test_{_name}", lambda self, name=_name: self.play(name, SESSIONS[name]))

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <fstream>
+
 #include "hub/base/input_error.h"
 #include "tests/golden.h"
 
@@ -39,10 +41,29 @@ TEST(ScenarioFile, MistakesAreNamedWithTheirPlace) {
       sensor + sensor,
       "sensors { data_type: 'a' suid { suid_low: 0x6c6f6f6b75702d31 suid_high: 0x6b656c76616e6531 } }",
       "steps { at: 1 }\nsteps { error { } }",
+      "steps { at: 0 bells {} }\nstops {}",
   };
   std::string mistakes;
   for (const auto& text : texts) mistakes += text + "\n  " + error_of(text) + "\n";
   cellscope::test::expect_golden("ScenarioMistakes", mistakes);
+}
+
+TEST(ScenarioFile, WhatCanHardlyBeMeantIsDoubted) {
+  const std::string file = testing::TempDir() + "doubted.textproto";
+  const std::pair<const char*, const char*> cells[] = {
+      {"cell_type: 3 lte { signal_strength { rsrp: -160 rsrq: 23 } }", ""},
+      {"cell_type: 3 lte { signal_strength { rsrp: 300 } }", "RSRP is 300, expected about -140 to -44"},
+      {"cell_type: 4 wcdma { signal_strength { rscp: -141 } }", "RSCP is -141, expected about -120 to -24"},
+      {"cell_type: 6", ""},
+      {"lte {}", "cell_type is absent, expected 1 to 6: clients print nothing of such a cell but its head"},
+      {"cell_type: 7", "cell_type is 7, expected 1 to 6: clients print nothing of such a cell but its head"},
+      {"cell_type: 1 nr {}",
+       "cell_type is 1 (GSM), but the cell's values are those of NR: clients print 0 in their place"},
+  };
+  for (const auto& [cell, doubt] : cells) {
+    std::ofstream(file) << "steps { at: 0 cells { cells { cell_type: 6 }\n cells { " << cell << " } } }";
+    EXPECT_EQ(doubt_scenario(file).warnings, *doubt == '\0' ? "" : file + ":2:2: warning: " + doubt);
+  }
 }
 
 TEST(ScenarioFile, DeepNestingIsRefused) {

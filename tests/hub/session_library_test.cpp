@@ -121,6 +121,7 @@ TEST_F(SessionLibrary, EventsReachTheirSensorsCallbackOnce) {
   deliver("b");
   EXPECT_EQ(second.until("b"), "b");
   EXPECT_EQ(first.until("a"), "a");
+  EXPECT_NE(session->send_request(sensor, std::string(max_request + 1, 'x')), 0);
   EXPECT_EQ(session->send_request(sensor, "request"), 0);
   std::string sent(4096, '\0');
   const std::string expected = encode_hello() + encode_frame(FrameKind::request, sensor, "request");

@@ -130,9 +130,8 @@ TEST(Thresholds, EachPairingHasItsRangeAndItsField) {
     const auto decision = decide_change(config_of(with(config, lowest)), cells_of(cell(part, with(signal, lowest - 1))),
                                         cells_of(cell(part, with(signal, lowest))), milliseconds(0));
     EXPECT_TRUE(decision.passes) << config;
-    EXPECT_EQ(decision.reasons,
-              std::vector{std::string("cell 1 ") + technology + " " + type + change +
-                          ", hysteresis 0 dB, 0 ms since the last report (hysteresis 0 ms): reported"});
+    EXPECT_EQ(decision.reasons.at(0).why, std::string("cell 1 ") + technology + " " + type + change +
+                                              ", hysteresis 0 dB, 0 ms since the last report (hysteresis 0 ms)");
   }
 }
 
@@ -143,7 +142,7 @@ class Decisions {
     const auto decision = decide_change(config_of(config), cells_of(was), cells_of(is), milliseconds(since_ms));
     text_ += "\nentries:" + config + "\nwas:" + was + "\nis: " + is + "\n" + std::to_string(since_ms) +
              " ms: " + (decision.passes ? "reported\n" : "not reported\n");
-    for (const std::string& reason : decision.reasons) text_ += "  " + reason + "\n";
+    for (const Reason& reason : decision.reasons) text_ += (reason.passes ? "  + " : "  - ") + reason.why + "\n";
   }
   const std::string& text() const { return text_; }
 
@@ -207,8 +206,7 @@ TEST(DecideChange, PassesWhatAnUnknownTechnologyChanges) {
   auto is = was;
   was.mutable_cells(0)->mutable_unknown_fields()->AddVarint(11, 1);
   is.mutable_cells(0)->mutable_unknown_fields()->AddVarint(11, 2);
-  EXPECT_EQ(decide_change({}, was, is, milliseconds(0)).reasons.at(0),
-            "cell 1 of no known technology changed: reported");
+  EXPECT_EQ(decide_change({}, was, is, milliseconds(0)).reasons.at(0).why, "cell 1 of no known technology changed");
 }
 
 TEST(DecideChange, PassesASlowDriftWhenItIsDue) {

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
+#include "hub/wire/descriptor_passing.h"
 #include "hub/wire/frame.h"
 
 namespace kelvane_hub {
@@ -8,26 +10,48 @@ namespace {
 constexpr suid sensor{0x0102030405060708, 0xf1f2f3f4f5f6f7f8};
 
 TEST(Wire, AFrameHasItsBytes) {
-  const std::string bytes(
-      "KELV\3\0\0\0\2\0\0\0\x08\x07\x06\x05\x04\x03\x02\x01\xf8\xf7\xf6\xf5\xf4\xf3\xf2\xf1"
-      "ab",
-      30);
-  EXPECT_EQ(encode_frame(FrameKind::event, sensor, "ab"), bytes);
+  const std::string payload(0x010203, 'x');
+  const std::string header("KELV\3\0\0\0\3\2\1\0\x08\x07\x06\x05\x04\x03\x02\x01\xf8\xf7\xf6\xf5\xf4\xf3\xf2\xf1", 28);
+  EXPECT_EQ(encode_frame(FrameKind::event, sensor, payload), header + payload);
 }
 
 TEST(Wire, FramesArriveInAnyPieces) {
   const std::string stream = encode_hello() + encode_frame(FrameKind::request, sensor, std::string("\0x", 2)) +
-                             encode_frame(FrameKind::event, sensor, "");
+                             encode_frame(FrameKind::event, sensor, "") +
+                             encode_frame(FrameKind::event, sensor, std::string(0x0180, 'x'));
   for (std::size_t piece = 1; piece <= stream.size(); ++piece) {
     FrameReader reader;
     std::string payloads;
     for (std::size_t i = 0; i < stream.size(); i += piece) {
       reader.append(std::string_view(stream).substr(i, piece));
-      while (const auto frame = reader.next()) payloads += frame->payload + "|";
+      while (const auto frame = reader.next()) {
+        payloads += frame->payload + "|";
+        EXPECT_EQ(frame->sensor.suid_high, frame->kind == FrameKind::hello ? 0 : sensor.suid_high);
+      }
     }
-    EXPECT_EQ(payloads, std::string(hello_text) + "|" + std::string("\0x|", 3) + "|") << "pieces of " << piece;
+    EXPECT_EQ(payloads, std::string(hello_text) + "|" + std::string("\0x||", 4) + std::string(0x0180, 'x') + "|")
+        << "pieces of " << piece;
     EXPECT_FALSE(reader.in_frame());
   }
+}
+
+TEST(Wire, ADescriptorArrivesOrNoneOrTheEnd) {
+  int ends[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);
+  const UniqueFd receiver(ends[0]);
+  UniqueFd sender(ends[1]);
+  EXPECT_TRUE(send_descriptor(sender.get(), sender.get()));
+  auto received = receive_descriptor(receiver.get());
+  ASSERT_TRUE(received);
+  // It is another one for the sender's end; what is sent there brings no descriptor.
+  EXPECT_NE(received->get(), sender.get());
+  EXPECT_EQ(send(received->get(), "x", 1, 0), 1);
+  const auto none = receive_descriptor(receiver.get());
+  ASSERT_TRUE(none);
+  EXPECT_EQ(none->get(), -1);
+  received.reset();
+  sender.reset();
+  EXPECT_FALSE(receive_descriptor(receiver.get()));
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <string>
 
-namespace cellscope::bench {
+namespace cellscope::test {
 
 /// One cell event of `cells` cells, the technologies in turn, every field set.
 std::string cell_event(int cells);
@@ -11,4 +11,4 @@ std::string cell_event(int cells);
 /// One attribute event of `attributes` attributes of one integer, their ids from 0 on.
 std::string attribute_event(int attributes);
 
-}  // namespace cellscope::bench
+}  // namespace cellscope::test

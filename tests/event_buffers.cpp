@@ -1,9 +1,9 @@
-#include "bench/event_buffers.h"
+#include "tests/event_buffers.h"
 
 #include "kelvane_api.pb.h"
 #include "mox_wwan_test.pb.h"
 
-namespace cellscope::bench {
+namespace cellscope::test {
 namespace {
 
 /// Calls each setter of `message` with a value of its own.
@@ -117,4 +117,4 @@ std::string cell_event(int cells) {
   return buffer_of(1281, info.SerializeAsString());
 }
 
-}  // namespace cellscope::bench
+}  // namespace cellscope::test

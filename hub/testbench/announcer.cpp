@@ -1,0 +1,14 @@
+#include "hub/testbench/announcer.h"
+
+#include "hub/base/concat.h"
+#include "hub/scenario/seconds.h"
+
+namespace kelvane_hub {
+
+void Announcer::on_step(const scenario_step&, Time) { ++steps_; }
+
+void Announcer::on_end(ScenarioTime time) {
+  say_(concat("the scenario is over: ", steps_, " steps in ", shown_seconds(time.count()), " s; its last state stays"));
+}
+
+}  // namespace kelvane_hub

@@ -1,0 +1,26 @@
+// Says when a scenario is over.
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "hub/simulator/watcher.h"
+
+namespace kelvane_hub {
+
+class Announcer final : public Watcher {
+ public:
+  /// Takes one line without newline.
+  using Say = std::function<void(const std::string& line)>;
+
+  explicit Announcer(Say say) : say_(std::move(say)) {}
+
+  void on_step(const scenario_step& step, Time now) override;
+  void on_end(ScenarioTime time) override;
+
+ private:
+  Say say_;
+  std::size_t steps_ = 0;
+};
+
+}  // namespace kelvane_hub

@@ -15,10 +15,13 @@ endif()
 
 # For those who write a session library or scenarios.
 install(FILES "${PROJECT_SOURCE_DIR}/platform/kelvane/session.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/kelvane")
-install(FILES ${message_paths} "${PROJECT_SOURCE_DIR}/hub/scenario.proto" DESTINATION "${CELLSCOPE_SHARED_DIR}/proto")
+install(FILES ${message_paths} "${PROJECT_SOURCE_DIR}/hub/scenario.proto" "${PROJECT_SOURCE_DIR}/hub/import/profile.proto"
+  DESTINATION "${CELLSCOPE_SHARED_DIR}/proto")
 file(GLOB scenarios CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/scenarios/*.textproto")
 install(FILES ${scenarios} "${PROJECT_SOURCE_DIR}/hub/scenario/built_in_scenario.textproto"
   DESTINATION "${CELLSCOPE_SHARED_DIR}/scenarios")
+file(GLOB profiles CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/profiles/*.textproto")
+install(FILES ${profiles} DESTINATION "${CELLSCOPE_SHARED_DIR}/profiles")
 
 set(completion "${PROJECT_SOURCE_DIR}/completion")
 if(CELLSCOPE_DEBIAN)

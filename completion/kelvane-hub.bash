@@ -17,10 +17,23 @@ _kelvane_hub_scenarios() {
   done
 }
 
+# _kelvane_hub_profiles PREFIX: files, and the names of what is installed.
+_kelvane_hub_profiles() {
+  local folder folders profile
+  _kelvane_hub_files "$1" textproto
+  IFS=: read -ra folders <<<"${XDG_DATA_DIRS:-/usr/local/share:/usr/share}"
+  for folder in "${folders[@]}"; do
+    for profile in "${folder%/}/cellscope/profiles/$1"*.textproto; do
+      [[ ! -e $profile ]] || basename "$profile" .textproto
+    done
+  done
+}
+
 # _kelvane_hub_values COMMAND KIND PREFIX: KIND is what the help calls the value.
 _kelvane_hub_values() {
   case $1:$2 in
     serve:FILE | check:FILE) _kelvane_hub_scenarios "$3" ;;
+    *:PROFILE) _kelvane_hub_profiles "$3" ;;
     *:FILE.*) _kelvane_hub_files "$3" "${2#*.}" ;;
     *:FILE | *:PATH) _kelvane_hub_files "$3" ;;
     *:*'|'*) compgen -W "${2//|/ }" -- "$3" ;;

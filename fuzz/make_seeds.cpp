@@ -101,6 +101,11 @@ Seeds drives() {
     seeds.push_back(header + "2019.12.02_09.39.35,D," + mode + ",-73,-7,25.0,12,-57,9CBA,87812611,-91.0,-12.0\r\n\n" +
                     "2019.12.02_09.39.36,D," + mode + ",-,-,-,-,-,-,-,-,-");
   }
+  const std::string profile =
+      "columns { Timestamp: 't' NetworkMode: 'm' LAC: 'tac' } modes { theirs: 'NR' ours: '5G' }";
+  seeds.push_back(profile + '\0' +
+                  "\xEF\xBB\xBFt;M;rsrp;NRxRSRP;tac;\"a\"\"\n;b\"\n2019-12-02T09:39:35.25+01:00;NR;-73,5;200;17;\n"
+                  "1575275975123;UNKNOWN;;;;\n1575275975.5;GSM;-80;-90;1;\"\"\n");
   return seeds;
 }
 

@@ -83,9 +83,22 @@ void add_import(CLI::App& app, ImportOptions& options) {
   command->footer(
       "Example:\n"
       "  kelvane-hub import drive.csv -o drive.textproto --plmn 272-01\n"
-      "  KELVANE_HUB_SCENARIO=drive.textproto cellscope operation=1 request_id=1\n");
-  command->add_option("csv", options.csv, "Recording to import")->type_name("FILE.csv")->required();
-  command->add_option("-o,--output", options.output, "Scenario to write")->type_name("FILE.textproto")->required();
+      "  KELVANE_HUB_SCENARIO=drive.textproto cellscope operation=1 request_id=1\n\n"
+      "What was read, and what was left out, is said on standard error.\n");
+  command->add_option("csv", options.csv, "Recording to import; -: standard input")->type_name("FILE.csv")->required();
+  command->add_option("-o,--output", options.output, "Scenario to write; -: standard output")
+      ->type_name("FILE.textproto")
+      ->required();
+  command
+      ->add_option("--profile", options.profile,
+                   "What the app calls things: an installed profile or, with a slash, a file")
+      ->type_name("PROFILE");
+  command->add_option("--column", options.columns, "A column's other name, as RSRP=rsrp_dbm; may be repeated")
+      ->type_name("NAME=COLUMN")
+      ->allow_extra_args(false);
+  command->add_option("--mode", options.modes, "A mode's other name, as NR_SA=5G; may be repeated")
+      ->type_name("THEIRS=OURS")
+      ->allow_extra_args(false);
   command->add_option("--plmn", options.plmn, "Network of the serving cells (default: left out)")->type_name("MCC-MNC");
   command->callback([&options] { import(options); });
 }

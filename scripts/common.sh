@@ -5,7 +5,7 @@ set -euo pipefail
 caller=$PWD # relative paths are meant from here
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-build_packages=(g++ cmake ninja-build ccache protobuf-compiler libprotobuf-dev libcli11-dev libfccp-dev
+build_packages=(g++ cmake ninja-build ccache protobuf-compiler libprotobuf-dev libcli11-dev
   nlohmann-json3-dev libgtest-dev python3)
 test_packages=(gnuplot-nox valgrind zsh)
 clang_packages=(clang libclang-rt-dev clang-format clang-tidy)

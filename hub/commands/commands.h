@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace kelvane_hub {
 
@@ -22,9 +23,13 @@ struct CheckOptions {
 };
 
 struct ImportOptions {
-  std::string csv;
-  std::string output;
-  std::optional<std::string> plmn;  // as the user wrote it
+  std::string csv;                     // "-": standard input
+  std::string output;                  // "-": standard output
+  std::optional<std::string> profile;  // a path with a slash, or the name of one that is installed
+  // As the user wrote them.
+  std::vector<std::string> columns;  // RSRP=rsrp_dbm
+  std::vector<std::string> modes;    // NR_SA=5G
+  std::optional<std::string> plmn;   // 272-01
 };
 
 struct ReportOptions {

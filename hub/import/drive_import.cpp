@@ -1,54 +1,20 @@
 #include "hub/import/drive_import.h"
 
-#include <ratio>
 #include <string>
 #include <variant>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
-#include "hub/import/drive_csv.h"
+#include "hub/import/measured_cell.h"
 #include "hub/messages/reflection.h"
 #include "hub/messages/technologies.h"
 
 namespace kelvane_hub {
 namespace {
 
-namespace fs = std::filesystem;
 using Cell = mox_wwan_cell_info;
 
 // ---- a row as a step ----
-
-/// A value of a cell and the field that it goes into.
-struct Destination {
-  Cell::CellInfoCase technology;
-  std::string_view part;
-  std::string_view field;
-  std::variant<std::optional<std::int32_t> MeasuredCell::*, std::optional<std::uint64_t> MeasuredCell::*> value;
-};
-
-constexpr Destination destinations[] = {
-    {Cell::kGsm, identity_part, "cid", &MeasuredCell::id},
-    {Cell::kGsm, identity_part, "lac", &MeasuredCell::area},
-    {Cell::kGsm, signal_part, "signal_strength", &MeasuredCell::rsrp},
-    {Cell::kWcdma, identity_part, "cid", &MeasuredCell::id},
-    {Cell::kWcdma, identity_part, "lac", &MeasuredCell::area},
-    {Cell::kWcdma, signal_part, "signal_strength", &MeasuredCell::rssi},
-    {Cell::kWcdma, signal_part, "rscp", &MeasuredCell::rsrp},
-    {Cell::kWcdma, signal_part, "ecno", &MeasuredCell::rsrq},
-    {Cell::kLte, identity_part, "ci", &MeasuredCell::id},
-    {Cell::kLte, identity_part, "tac", &MeasuredCell::area},
-    {Cell::kLte, signal_part, "signal_strength", &MeasuredCell::rssi},
-    {Cell::kLte, signal_part, "rsrp", &MeasuredCell::rsrp},
-    {Cell::kLte, signal_part, "rsrq", &MeasuredCell::rsrq},
-    {Cell::kLte, signal_part, "rssnr", &MeasuredCell::rssnr},
-    {Cell::kLte, signal_part, "cqi", &MeasuredCell::cqi},
-    {Cell::kNr, identity_part, "ci", &MeasuredCell::id},
-    {Cell::kNr, identity_part, "tac", &MeasuredCell::area},
-    {Cell::kNr, signal_part, "rsrp", &MeasuredCell::rsrp},
-    {Cell::kNr, signal_part, "rsrq", &MeasuredCell::rsrq},
-    {Cell::kNr, signal_part, "rssnr", &MeasuredCell::rssnr},
-    {Cell::kNr, signal_part, "cqi", &MeasuredCell::cqi},
-};
 
 /// Sets a field of 32 bits or, unsigned, of 64; `value` fits.
 template <class Number>
@@ -63,7 +29,7 @@ void set_number(google::protobuf::Message& message, std::string_view name, Numbe
 
 /// Sets what was measured. A part of which nothing was measured is never made, so that it stays absent.
 void fill(Cell& cell, const Technology& technology, const MeasuredCell& measured) {
-  for (const Destination& destination : destinations) {
+  for (const Destination& destination : destinations()) {
     if (destination.technology != technology.info) continue;
     const auto set = [&](const auto member) {
       const auto& value = measured.*member;
@@ -76,7 +42,7 @@ void fill(Cell& cell, const Technology& technology, const MeasuredCell& measured
 void fill_cell(Cell& cell, const DriveRow& row, const MeasuredCell& measured, const std::optional<Plmn>& plmn) {
   constexpr std::int32_t timestamp_type = 1;
   const Technology& technology = *find_technology(row.technology);
-  cell.set_timestamp(static_cast<std::uint64_t>(row.time.count()) * std::nano::den);
+  cell.set_timestamp(static_cast<std::uint64_t>(row.time.count()));
   cell.set_timestamp_type(timestamp_type);
   cell.set_cell_type(technology.cell_type);
   make_info(cell, technology);
@@ -88,9 +54,10 @@ void fill_cell(Cell& cell, const DriveRow& row, const MeasuredCell& measured, co
 }
 
 void fill_step(scenario_step& step, const DriveRow& row, const std::optional<Plmn>& plmn) {
-  step.set_at(static_cast<double>(row.time.count()));
+  step.set_at(in_seconds(row.time));
   auto& cells = *step.mutable_cells();
   cells.set_sub(0);
+  if (row.technology == Cell::CELL_INFO_NOT_SET) return;
   Cell& serving = *cells.add_cells();
   serving.set_registered(true);
   fill_cell(serving, row, row.serving, plmn);
@@ -109,9 +76,10 @@ Plmn parse_plmn(std::string_view text) {
   return {std::stoi(std::string(text.substr(0, 3))), std::stoi(std::string(text.substr(4)))};
 }
 
-scenario import_drive(const fs::path& csv, std::optional<Plmn> plmn) {
+scenario to_scenario(const Drive& drive, std::optional<Plmn> plmn) {
   scenario imported;
-  for (const DriveRow& row : read_drive_csv(csv)) fill_step(*imported.add_steps(), row, plmn);
+  imported.set_description(drive.summary.origin());
+  for (const DriveRow& row : drive.rows) fill_step(*imported.add_steps(), row, plmn);
   return imported;
 }
 

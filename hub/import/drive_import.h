@@ -2,10 +2,10 @@
 #pragma once
 
 #include <cstdint>
-#include <filesystem>
 #include <optional>
 #include <string_view>
 
+#include "hub/import/drive.h"
 #include "scenario.pb.h"
 
 namespace kelvane_hub {
@@ -19,9 +19,8 @@ struct Plmn {
 /// Reads "MCC-MNC": three digits, a dash, two or three digits. Throws InputError that shows `text`.
 Plmn parse_plmn(std::string_view text);
 
-/// Turns the recording at `csv` into a scenario, a step a row: the cells of subscription 0. What was not measured stays
-/// absent. `plmn` fills mcc and mnc of every serving cell; without it they stay absent, too. Throws InputError,
-/// "file:line: expected …, found …" at a line that is malformed or "file: reason" if the file cannot be read.
-scenario import_drive(const std::filesystem::path& csv, std::optional<Plmn> plmn);
+/// Turns a recording into a scenario, a step a row: the cells of subscription 0, none of a row without service. What
+/// was not measured stays absent. `plmn` fills mcc and mnc of every serving cell; without it they stay absent, too.
+scenario to_scenario(const Drive& drive, std::optional<Plmn> plmn);
 
 }  // namespace kelvane_hub

@@ -37,8 +37,7 @@ std::set<std::uint32_t> subscriptions_of(const scenario& checked);
 /// than 1.
 std::string describe(const scenario& checked, double speed = 1);
 
-/// Writes the scenario to `path` so that load_scenario() reads the same: a step a line. Throws InputError; no file is
-/// left half written.
-void write_scenario(const scenario& written, const std::filesystem::path& path);
+/// The scenario as text that parse_scenario() reads as the same: a step a line.
+std::string text_of(const scenario& written);
 
 }  // namespace kelvane_hub

@@ -5,13 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "hub/base/files.h"
 #include "hub/scenario/scenario_file.h"
 
 namespace kelvane_hub {
-namespace {
 
-/// Each value of each field on a line of its own: a step a line.
+// Each value of each field on a line of its own.
 std::string text_of(const scenario& written) {
   google::protobuf::TextFormat::Printer printer;
   printer.SetSingleLineMode(true);
@@ -28,9 +26,5 @@ std::string text_of(const scenario& written) {
   }
   return text;
 }
-
-}  // namespace
-
-void write_scenario(const scenario& written, const std::filesystem::path& path) { write_file(text_of(written), path); }
 
 }  // namespace kelvane_hub

@@ -70,4 +70,4 @@ class CompletionTest(EndToEndTest):
         for command in ([], *([name] for name in self.commands())):
             with self.subTest(command):
                 self.assertEqual(self.options(*command),
-                                 re.findall(r"^\(.*\)(--[a-z-]+)=?\[", "\n".join(zsh(*command, "")), re.M))
+                                 re.findall(r"^(?:\(.*\)|\*)(--[a-z-]+)=?\[", "\n".join(zsh(*command, "")), re.M))

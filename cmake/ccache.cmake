@@ -11,4 +11,5 @@ endif()
 # So that debug information is the same, and right, wherever an object comes from: it names sources as seen from the
 # build folder.
 cmake_path(RELATIVE_PATH PROJECT_SOURCE_DIR BASE_DIRECTORY "${PROJECT_BINARY_DIR}" OUTPUT_VARIABLE from_build)
-add_compile_options("-fdebug-prefix-map=${PROJECT_SOURCE_DIR}=${from_build}" "-fdebug-prefix-map=${PROJECT_BINARY_DIR}=.")
+add_compile_options("-fdebug-prefix-map=${PROJECT_SOURCE_DIR}=${from_build}"
+  "-fdebug-prefix-map=${PROJECT_BINARY_DIR}=." "-fdebug-prefix-map=${PROJECT_BINARY_DIR}/=")

@@ -28,7 +28,7 @@ void wait_for_end(const UniqueFd& socket) {
 
 void converse(const std::vector<std::string_view>& pieces) {
   if (pieces.empty()) return;
-  auto [hub_end, library_end] = socket_pair();
+  auto [hub_end, library_end] = socket_pair(SOCK_STREAM);
   HubConnection connection{std::move(library_end), FrameReader()};
   // As if it had come together with the hub's hello.
   connection.reader.append(pieces.front());

@@ -101,9 +101,9 @@ std::string wrong_value(const CLI::App& command, const std::string& text) {
 std::string problem(const CLI::App& command, const CLI::ParseError& error) {
   const auto extra = command.remaining();
   if (!extra.empty()) return unknown_word(command, extra.front());
-  const std::string text = error.what();
+  std::string text = error.what();
   const std::string name = text.substr(0, text.find(':'));
-  if (const auto left_out = missing(command); error.get_name() == "RequiredError" && !left_out.empty()) return left_out;
+  if (auto left_out = missing(command); error.get_name() == "RequiredError" && !left_out.empty()) return left_out;
   if (error.get_name() == "ConversionError") return wrong_value(command, text);
   if (error.get_name() != "ArgumentMismatch") return text;
   const bool repeated = text.find("received") != std::string::npos;

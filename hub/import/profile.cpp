@@ -81,7 +81,7 @@ fs::path find_profile(const std::string& name, std::span<const fs::path> folders
   if (name.find('/') != std::string::npos) return name;
   for (const auto& folder : folders) {
     std::error_code error;
-    const fs::path file = folder / (name.ends_with(ending) ? name : name + ending);
+    fs::path file = folder / (name.ends_with(ending) ? name : name + ending);
     if (fs::exists(file, error)) return file;
   }
   const std::string known = names_in(folders);

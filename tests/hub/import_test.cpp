@@ -217,8 +217,8 @@ TEST(Import, NamesThePlaceOfWhatIsMalformed) {
                              "-,-,-,-,-,80000000,-,-,-", "-,-,-,-,-,-,2147483648,-,-", "-,-,-,-,-,-,-1,-,-"}) {
     texts.push_back(header + start + "LTE," + values);
   }
-  texts.push_back("Timestamp;NetworkMode;RSRP\n1;LTE;1,234.5\n");
-  texts.push_back("Timestamp;NetworkMode;RSRP\n1;LTE;1,234,5\n");
+  texts.emplace_back("Timestamp;NetworkMode;RSRP\n1;LTE;1,234.5\n");
+  texts.emplace_back("Timestamp;NetworkMode;RSRP\n1;LTE;1,234,5\n");
   for (const char* time :
        {"", "2019.02.29_00.00.00", "2019.01.01_24.00.00", "2019.01.01_00.60.00", "2019.01.01_00.00.60",
         "2019-01-01_00.00.00", "2019.01.01_00.00.00Z\xC3\xA9\x7F", "2019-01-01T00:00:00.", "2019-01-01T00:00:00+1",

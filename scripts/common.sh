@@ -5,7 +5,7 @@ set -euo pipefail
 caller=$PWD # relative paths are meant from here
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
-build_packages=(g++ cmake ninja-build ccache protobuf-compiler libprotobuf-dev libcli11-dev
+build_packages=(g++ cmake ninja-build protobuf-compiler libprotobuf-dev libcli11-dev
   nlohmann-json3-dev libgtest-dev python3)
 test_packages=(gnuplot-nox valgrind zsh)
 clang_packages=(clang libclang-rt-dev clang-format clang-tidy)
@@ -26,6 +26,7 @@ install_missing() {
     is_installed "$package" || missing+=("$package")
   done
   [ ${#missing[@]} -gt 0 ] || return 0
+  is_installed ccache || missing+=(ccache) # not needed, but a second build is much faster with it
   echo "Installing what is missing: ${missing[*]}" >&2
   as_root apt-get update -qq >&2
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
@@ -33,18 +34,20 @@ install_missing() {
 
 # Shows how far ninja is: on a terminal in one line, else a line now and then.
 show_progress() {
-  local line last=-1
+  local line last=-1 shown=
   while IFS= read -r line; do
     [[ $line =~ ^\[([0-9]+)/([0-9]+)\] ]] || continue
     local done=${BASH_REMATCH[1]} all=${BASH_REMATCH[2]}
+    [ "$done" != 0 ] || continue # it only looks what there is to do
     if [ -t 2 ]; then
       printf '\rBuilding: %d of %d' "$done" "$all" >&2
+      shown=yes
     elif [ $((10 * done / all)) != "$last" ]; then
       last=$((10 * done / all))
       printf 'Building: %d of %d\n' "$done" "$all" >&2
     fi
-    [ "$done" != "$all" ] || [ ! -t 2 ] || echo >&2
   done
+  [ -z "$shown" ] || echo >&2
 }
 
 # build PRESET [TARGET]: builds what has changed, and shows how far it is; says no more unless something goes wrong. One at

@@ -52,8 +52,9 @@ const MessageKind* find_request_kind(std::uint32_t id) { return find(requests, i
 const MessageKind* find_event_kind(std::uint32_t id) { return find(events, id); }
 
 const MessageKind* find_event_kind(const google::protobuf::Descriptor& payload) {
-  const auto* const found = std::ranges::find_if(
-      events, [&payload](const MessageKind& kind) { return kind.payload()->GetDescriptor() == &payload; });
+  const auto* const found = std::ranges::find_if(events, [&payload](const MessageKind& kind) {
+    return kind.payload != nullptr && kind.payload()->GetDescriptor() == &payload;
+  });
   return found == std::end(events) ? nullptr : found;
 }
 

@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <algorithm>
+#include <system_error>
 
 #include "hub/base/concat.h"
 #include "hub/base/diagnostic.h"
@@ -41,17 +42,26 @@ void Clients::take_connection(Time now) {
   auto socket = source_->accept();
   if (!socket) return loop_.stop(Outcome::no_clients);
   if (!*socket) return;
-  const SessionId session = ++last_session_;
-  const int descriptor = socket->get();
-  const auto entry = loop_.add(descriptor, [this, session](bool readable, bool writable, Time time) {
-    serve(session, readable, writable, time);
-  });
-  clients_.try_emplace(session, Client{Connection(std::move(*socket)), entry});
-  hello_due_.emplace_back(now + hello_time, session);
+  if (!let_in(std::move(*socket), now)) return;
   if (clients_.size() < most_connections_) return;
   // Who comes while there is no room waits outside.
   loop_.remove(*std::exchange(door_, std::nullopt));
   diagnose(hub_speaker, concat(most_connections_, " connections are open; others have to wait"));
+}
+
+/// Returns whether it can be waited for: whoever hands connections over may send anything.
+bool Clients::let_in(UniqueFd socket, Time now) try {
+  const SessionId session = last_session_ + 1;
+  const auto entry = loop_.add(socket.get(), [this, session](bool readable, bool writable, Time time) {
+    serve(session, readable, writable, time);
+  });
+  clients_.try_emplace(session, Client{Connection(std::move(socket)), entry});
+  hello_due_.emplace_back(now + hello_time, session);
+  last_session_ = session;
+  return true;
+} catch (const std::system_error& error) {
+  diagnose(hub_speaker, concat("a connection was refused: ", error.what()));
+  return false;
 }
 
 void Clients::serve(SessionId session, bool readable, bool writable, Time now) {

@@ -47,6 +47,7 @@ class Clients final : public Delivery, public Party {
   };
 
   void take_connection(Time now);
+  bool let_in(UniqueFd socket, Time now);
   void open_door();
   void serve(SessionId session, bool readable, bool writable, Time now);
   void settle();

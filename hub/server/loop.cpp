@@ -4,9 +4,7 @@
 #include <sys/epoll.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <span>
 #include <system_error>
 #include <utility>
 
@@ -25,26 +23,26 @@ Loop::Loop() : epoll_(epoll_create1(EPOLL_CLOEXEC)) {
 }
 
 Loop::Entry Loop::add(int descriptor, Ready ready) {
-  registered_.try_emplace(++last_entry_, Registered{descriptor, std::move(ready)});
-  control(EPOLL_CTL_ADD, last_entry_, EPOLLIN);
+  control(EPOLL_CTL_ADD, descriptor, ++last_entry_, EPOLLIN);
+  registered_.try_emplace(last_entry_, Registered{descriptor, std::move(ready)});
   return last_entry_;
 }
 
 void Loop::want_to_write(Entry entry, bool wanted) {
-  control(EPOLL_CTL_MOD, entry, EPOLLIN | (wanted ? EPOLLOUT : 0U));
+  control(EPOLL_CTL_MOD, registered_.at(entry).descriptor, entry, EPOLLIN | (wanted ? EPOLLOUT : 0U));
 }
 
 void Loop::remove(Entry entry) {
-  control(EPOLL_CTL_DEL, entry, 0);
+  control(EPOLL_CTL_DEL, registered_.at(entry).descriptor, entry, 0);
   registered_.erase(entry);
 }
 
-void Loop::control(int operation, Entry entry, std::uint32_t events) {
+void Loop::control(int operation, int descriptor, Entry entry, std::uint32_t events) {
   epoll_event event{};
   event.events = events;
   event.data.u64 = entry;
-  if (epoll_ctl(epoll_.get(), operation, registered_.at(entry).descriptor, &event) != 0) {
-    throw std::system_error(errno, std::generic_category(), "epoll_ctl");
+  if (epoll_ctl(epoll_.get(), operation, descriptor, &event) != 0) {
+    throw std::system_error(errno, std::generic_category(), "cannot wait for a descriptor");
   }
 }
 
@@ -57,7 +55,9 @@ Outcome Loop::run() {
     const auto ready = wait();
     const Time time = now();
     for (Party* const party : parties_) party->advance(time);
-    for (const Happened& happened : ready) serve(happened, time);
+    for (const Happened& happened : ready) {
+      if (!outcome_) serve(happened, time);
+    }
     for (const auto& action : ends_of_turn_) action();
   }
   return *outcome_;
@@ -72,13 +72,13 @@ std::vector<Loop::Happened> Loop::wait() {
   // To the nanosecond, which not every kernel's epoll offers.
   pollfd any{epoll_.get(), POLLIN, 0};
   if (ppoll(&any, 1, due ? &timeout : nullptr, nullptr) <= 0) return {};
-  std::array<epoll_event, 256> events;
+  // Room for all: whoever has been silent for too long is told from those who have something to say.
+  std::vector<epoll_event> events(registered_.size());
   const int count = epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), 0);
+  events.resize(static_cast<std::size_t>(std::max(count, 0)));
   std::vector<Happened> happened;
   happened.reserve(events.size());
-  for (const epoll_event& event : std::span(events).first(static_cast<std::size_t>(std::max(count, 0)))) {
-    happened.push_back({event.data.u64, event.events});
-  }
+  for (const epoll_event& event : events) happened.push_back({event.data.u64, event.events});
   std::ranges::sort(happened, {}, &Happened::entry);
   return happened;
 }

@@ -33,7 +33,7 @@ class Loop {
   Loop();
 
   /// From now on `ready` is told when `descriptor`, which whoever adds it keeps open until it is removed, can be read.
-  /// Throws std::system_error.
+  /// Throws std::system_error, and nothing was added, if it is of a kind that cannot be waited for.
   Entry add(int descriptor, Ready ready);
 
   /// Whether to tell when it can be written, too. At first not.
@@ -48,7 +48,7 @@ class Loop {
   /// Called at the end of each turn: what was put off to be done once is done now.
   void at_end_of_turn(std::function<void()> action) { ends_of_turn_.push_back(std::move(action)); }
 
-  /// Ends the loop when this turn ends. Of several reasons the first counts.
+  /// Ends the loop when this turn ends; no more descriptors are served in it. Of several reasons the first counts.
   void stop(Outcome outcome);
 
   /// Returns why it was stopped.
@@ -68,7 +68,7 @@ class Loop {
   };
 
   std::vector<Happened> wait();
-  void control(int operation, Entry entry, std::uint32_t events);
+  void control(int operation, int descriptor, Entry entry, std::uint32_t events);
   void serve(const Happened& happened, Time now);
 
   UniqueFd epoll_;

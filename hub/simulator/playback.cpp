@@ -1,6 +1,7 @@
 #include "hub/simulator/playback.h"
 
 #include <algorithm>
+#include <stdexcept>
 #include <vector>
 
 #include "hub/messages/catalogue.h"
@@ -56,7 +57,7 @@ void Playback::end_session(SessionId session) {
 void Playback::start(Time now) {
   if (timeline_.started()) return;
   timeline_.start(now);
-  while (timeline_.next_due() && *timeline_.next_due() <= now) play_next(now);
+  while (timeline_.next_due() && *timeline_.next_due() <= now) play(timeline_.take_next(), now);
   // A modem always knows its cells, if only that there are none.
   for (auto& [sub, state] : modem_) {
     if (state.cells) continue;
@@ -64,6 +65,7 @@ void Playback::start(Time now) {
     none.set_sub(sub);
     change_cells(none, now);
   }
+  if (timeline_.ended()) outbox_.watchers().on_end();
 }
 
 void Playback::send_all_cells(const Link& to, Time now) {
@@ -86,16 +88,12 @@ void Playback::advance(Time now) {
     if (timeline_.next_due() == due) {
       // At its own time, not at the time it is noticed: hysteresis is to come out the same on a busy machine. And
       // before a periodic report of the same moment, which shows what the step has changed.
-      play_next(*due);
+      play(timeline_.take_next(), *due);
+      if (timeline_.ended()) outbox_.watchers().on_end();
     } else {
       tick(now);
     }
   }
-}
-
-void Playback::play_next(Time now) {
-  play(timeline_.take_next(), now);
-  if (timeline_.ended()) outbox_.watchers().on_end(timeline_.at(now));
 }
 
 void Playback::play(const scenario_step& step, Time now) {
@@ -106,7 +104,9 @@ void Playback::play(const scenario_step& step, Time now) {
 }
 
 void Playback::play_event(const google::protobuf::Message& event, std::optional<std::uint32_t> sub, Time now) {
-  const std::uint32_t msg_id = find_event_kind(*event.GetDescriptor())->id;
+  const MessageKind* const kind = find_event_kind(*event.GetDescriptor());
+  if (kind == nullptr) throw std::logic_error(event.GetTypeName() + " is not in the catalogue");
+  const std::uint32_t msg_id = kind->id;
   const std::string payload = event.SerializeAsString();
   if (!is_registered_for(msg_id)) return tell(is_configured, msg_id, payload, now);
   modem_[sub.value_or(0)].states[msg_id] = payload;

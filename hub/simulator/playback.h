@@ -45,7 +45,6 @@ class Playback final : public Party {
   using Tick = std::tuple<Time, SessionId, SensorKey>;
   using Concerns = std::function<bool(const SensorUse&)>;
 
-  void play_next(Time now);
   void play(const scenario_step& step, Time now);
   void play_event(const google::protobuf::Message& event, std::optional<std::uint32_t> sub, Time now);
   void change_cells(const Cells& cells, Time now);

@@ -22,8 +22,8 @@ void Watchers::on_step(const scenario_step& step, Time now) {
   for (Watcher* const watcher : all_) watcher->on_step(step, now);
 }
 
-void Watchers::on_end(ScenarioTime time) {
-  for (Watcher* const watcher : all_) watcher->on_end(time);
+void Watchers::on_end() {
+  for (Watcher* const watcher : all_) watcher->on_end();
 }
 
 }  // namespace kelvane_hub

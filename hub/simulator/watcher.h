@@ -48,7 +48,7 @@ class Watcher {
   virtual void on_step(const scenario_step& /*step*/, Time /*now*/) {}
 
   /// The last step of a scenario that does not begin anew has happened; the modem's state stays as it is.
-  virtual void on_end(ScenarioTime /*time*/) {}
+  virtual void on_end() {}
 };
 
 /// Tells several, in the order in which they were added.
@@ -62,7 +62,7 @@ class Watchers final : public Watcher {
   void on_decision(const Link& to, std::uint32_t sub, const CellDecision& decision, ScenarioTime time) override;
   void on_refusal(const Link& to, const std::string& explanation) override;
   void on_step(const scenario_step& step, Time now) override;
-  void on_end(ScenarioTime time) override;
+  void on_end() override;
 
  private:
   std::vector<Watcher*> all_;

@@ -5,10 +5,14 @@
 
 namespace kelvane_hub {
 
-void Announcer::on_step(const scenario_step&, Time) { ++steps_; }
+void Announcer::on_step(const scenario_step& step, Time) {
+  ++steps_;
+  last_ = step.at();
+}
 
-void Announcer::on_end(ScenarioTime time) {
-  say_(concat("the scenario is over: ", steps_, " steps in ", shown_seconds(time.count()), " s; its last state stays"));
+void Announcer::on_end() {
+  say_(concat("the scenario is over: ", steps_, steps_ == 1 ? " step" : " steps", " in ", shown_seconds(last_),
+              " s; its last state stays"));
 }
 
 }  // namespace kelvane_hub

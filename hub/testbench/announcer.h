@@ -16,11 +16,12 @@ class Announcer final : public Watcher {
   explicit Announcer(Say say) : say_(std::move(say)) {}
 
   void on_step(const scenario_step& step, Time now) override;
-  void on_end(ScenarioTime time) override;
+  void on_end() override;
 
  private:
   Say say_;
   std::size_t steps_ = 0;
+  double last_ = 0;  // in scenario time, seconds
 };
 
 }  // namespace kelvane_hub

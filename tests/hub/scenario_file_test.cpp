@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "hub/base/input_error.h"
+#include "hub/messages/catalogue.h"
 #include "tests/golden.h"
 
 namespace kelvane_hub {
@@ -82,6 +83,14 @@ TEST(ScenarioFile, DescribesWhatIsThere) {
       {"", "sensors: wwan wwan_stream\nsubscriptions: 0\nsteps: 0\nlast step at 0 s\n"},
   };
   for (const auto& [text, description] : cases) EXPECT_EQ(describe(parse_scenario(text, "x")), description);
+}
+
+TEST(ScenarioFile, EveryEventOfAStepIsInTheCatalogue) {
+  const auto* const what = scenario_step::descriptor()->FindOneofByName("what");
+  for (int i = 0; i < what->field_count(); ++i) {
+    const auto* const event = what->field(i)->message_type();
+    EXPECT_TRUE(event == scenario_raw_event::descriptor() || find_event_kind(*event) != nullptr) << event->name();
+  }
 }
 
 TEST(ScenarioFile, TheBuiltInOneShowsEverything) {

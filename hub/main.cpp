@@ -199,7 +199,9 @@ int run(int argc, char** argv) {
 /// Where a standard stream is closed, a client's socket would get its number, and what is printed.
 void open_standard_streams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    if (fcntl(stream, F_GETFD) == -1) (void)open("/dev/null", O_RDWR);
+    // What cannot be written to standard output is told, as on a full disk.
+    const int flags = stream == STDERR_FILENO ? O_WRONLY : O_RDONLY;
+    if (fcntl(stream, F_GETFD) == -1) (void)open("/dev/null", flags);
   }
 }
 
@@ -211,6 +213,9 @@ int main(int argc, char** argv) {
   int status = 1;
   try {
     status = kelvane_hub::run(argc, argv);
+  } catch (const kelvane_hub::UsageError& error) {
+    (void)std::fprintf(stderr, "%s\n", error.what());
+    status = kelvane_hub::usage_status;
   } catch (const kelvane_hub::InputError& error) {
     (void)std::fprintf(stderr, "%s\n", error.what());
   } catch (const std::exception& error) {

@@ -1,4 +1,4 @@
-// The one exception for input that a person wrote: a scenario, a trace, an option.
+// The exceptions for input that a person wrote: a scenario, a trace, an option.
 #pragma once
 
 #include <stdexcept>
@@ -9,6 +9,12 @@ namespace kelvane_hub {
 class InputError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
+};
+
+/// The command line was wrong, rather than what stands in a file.
+class UsageError : public InputError {
+ public:
+  using InputError::InputError;
 };
 
 }  // namespace kelvane_hub

@@ -22,7 +22,7 @@ template <class Read>
 auto of_option(const char* option, Read read) try {
   return read();
 } catch (const InputError& error) {
-  throw InputError(std::string(option) + ": " + error.what());
+  throw UsageError(std::string("kelvane-hub import: ") + option + ": " + error.what());
 }
 
 std::optional<Plmn> plmn_of(const ImportOptions& options) {

@@ -12,8 +12,6 @@ namespace {
 constexpr std::array<std::string_view, column_count> our_names{
     "Timestamp", "NetworkMode", "RSRP", "RSRQ", "SNR", "CQI", "RSSI", "LACHEX", "RAWCELLID", "NRxRSRP", "NRxRSRQ"};
 
-constexpr Column needed[] = {timestamp, network_mode};
-
 char lower(char letter) { return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter; }
 
 std::string name_of(Column column, const import_columns& names) {
@@ -36,17 +34,27 @@ FoundColumn find_column(const CsvReader& csv, const std::string& name) {
   return found;
 }
 
+bool is_required(Column column, const import_profile& profile) {
+  if (column == timestamp || column == network_mode) return true;
+  return std::ranges::any_of(profile.required(), [column](const std::string& name) {
+    return same_name(name, our_names[column]) || (column == area_code && same_name(name, "LAC"));
+  });
+}
+
 }  // namespace
 
 bool same_name(std::string_view one, std::string_view other) {
   return std::ranges::equal(one, other, {}, lower, lower);
 }
 
-Columns find_columns(const CsvReader& csv, const import_columns& names) {
+Columns find_columns(const CsvReader& csv, const import_profile& profile) {
+  const import_columns& names = profile.columns();
   Columns columns;
-  for (std::size_t i = 0; i < column_count; ++i) columns.found[i] = find_column(csv, name_of(Column(i), names));
-  for (const Column column : needed) {
-    if (!columns.found[column].position) csv.fail("a column " + columns.found[column].name, quoted(csv.row()));
+  for (std::size_t i = 0; i < column_count; ++i) {
+    columns.found[i] = find_column(csv, name_of(Column(i), names));
+    if (!columns.found[i].position && is_required(Column(i), profile)) {
+      csv.fail("a column " + columns.found[i].name, quoted(csv.row()));
+    }
   }
   if (names.has_lac()) columns.area_base = 10;
   return columns;

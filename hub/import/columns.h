@@ -38,8 +38,9 @@ struct Columns {
 };
 
 /// Finds the columns in the header, the row at which `csv` stands. Names may differ in case if only one does so. Throws
-/// InputError (see CsvReader) if there are two columns of a name, or no Timestamp or NetworkMode.
-Columns find_columns(const CsvReader& csv, const import_columns& names);
+/// InputError (see CsvReader) if there are two columns of a name, or none that is required: Timestamp, NetworkMode, and
+/// what `profile` requires.
+Columns find_columns(const CsvReader& csv, const import_profile& profile);
 
 /// Whether both are the same but for the case of ASCII letters.
 bool same_name(std::string_view one, std::string_view other);

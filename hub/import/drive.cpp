@@ -118,7 +118,7 @@ Drive DriveReader::read() {
 
 void DriveReader::read_header() {
   if (!csv_.next()) csv_.fail("a header", end_of_file_);
-  columns_ = find_columns(csv_, profile_.columns());
+  columns_ = find_columns(csv_, profile_);
   drive_.summary.set_columns(columns_);
 }
 

@@ -97,6 +97,8 @@ void add_column(import_profile& profile, const std::string& text) {
   const auto& columns = *import_columns::descriptor();
   for (int i = 0; i < columns.field_count(); ++i) {
     if (!same_name(columns.field(i)->name(), text.substr(0, equals))) continue;
+    // Who names it means it to be there.
+    profile.add_required(columns.field(i)->name());
     import_columns& named = *profile.mutable_columns();
     return import_columns::GetReflection()->SetString(&named, columns.field(i), text.substr(equals + 1));
   }

@@ -22,7 +22,8 @@ const PictureFormat& format_for(const std::string& file) {
   const auto* const format =
       std::ranges::find_if(all, [&file](const PictureFormat& one) { return file.ends_with(one.ending); });
   if (format != std::end(all)) return *format;
-  throw InputError(concat("plot: expected a picture whose name ends with .svg, .png or .pdf, found ", quoted(file)));
+  throw UsageError(
+      concat("kelvane-hub plot: expected a picture whose name ends with .svg, .png or .pdf, found ", quoted(file)));
 }
 
 }  // namespace kelvane_hub

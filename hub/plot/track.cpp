@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <map>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -49,7 +50,7 @@ class SubscriptionBuilder {
     const auto serving = serving_of(info);
     note_change(time.seconds, serving);
     set(Strip::technology, time.seconds, serving ? State(serving->cell_type) : State());
-    note_outage(time, !serving);
+    note_outage(time, std::ranges::none_of(info.cells(), &mox_wwan_cell_info::registered));
     for (std::size_t i = 0; i < track_.curves.size(); ++i) note_value(i, time.seconds, serving, zero_is_known);
     if (!serving || serving->cell_type != last_type_ || !serving->identity.empty()) {
       last_identity_ = serving ? serving->identity : "";
@@ -198,6 +199,20 @@ void note(TrackBuilder& builder, const scenario_step& step) {
   if (step.has_highspeed_rail()) builder.rail(time, step.highspeed_rail());
 }
 
+/// A modem always knows its cells, if only that there are none.
+void note_start(TrackBuilder& builder, const scenario& played) {
+  std::map<std::uint32_t, double> begins;  // of those that have cells at all
+  for (const auto& step : played.steps()) {
+    if (step.has_cells()) begins.try_emplace(step.cells().sub(), step.at());
+  }
+  for (const auto& [sub, begin] : begins) {
+    if (begin == 0) continue;
+    Cells none;
+    none.set_sub(sub);
+    builder.cells({}, none, true);
+  }
+}
+
 }  // namespace
 
 Track track_of(const Run& run) {
@@ -217,6 +232,7 @@ Track track_of(const Run& run) {
 
 Track track_of(const scenario& played) {
   TrackBuilder builder;
+  note_start(builder, played);
   for (const auto& step : played.steps()) note(builder, step);
   const double last = played.steps().empty() ? 0 : played.steps().rbegin()->at();
   return builder.finish("scenario time", played.has_repeat_after() ? played.repeat_after() : end_of_last_state(last));

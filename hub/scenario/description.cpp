@@ -1,3 +1,4 @@
+#include <cmath>
 #include <iomanip>
 #include <limits>
 #include <map>
@@ -32,7 +33,12 @@ std::string describe(const scenario& checked, double speed) {
   text << "\nlast step at " << shown_seconds(end) << " s";
   if (checked.has_repeat_after()) text << ", begins anew after " << shown_seconds(checked.repeat_after()) << " s";
   text << '\n';
-  if (speed != 1) text << "at speed " << speed << ": " << shown_seconds(end / speed) << " s\n";
+  if (speed != 1) {
+    const auto seconds = [speed](double time) { return shown_seconds(std::round(time / speed * 1000) / 1000); };
+    text << "at speed " << speed << ": " << seconds(end) << " s";
+    if (checked.has_repeat_after()) text << ", anew after " << seconds(checked.repeat_after()) << " s";
+    text << '\n';
+  }
   return text.str();
 }
 

@@ -206,6 +206,7 @@ class HubTest(EndToEndTest):
             "good.textproto": "description: \"Two\"\nsteps { at: 0 cells {} }\nsteps { at: 2 rrc_states { sub: 1 } }\n",
             "fast.textproto": "steps { at: 0 cells {} } repeat_after: 0.001",
             "late.textproto": "steps { at: 2 cells {} }\n  steps { at: 1 cells {} }\n",
+            "drive.csv": "Timestamp,NetworkMode\n1,LTE\n",
             "bad.csv": "RSRP,Timestamp\n",
         }
         for name, text in files.items():
@@ -217,7 +218,10 @@ class HubTest(EndToEndTest):
             ("check late.textproto", 1, "",
              "late.textproto:2:3: expected a time (at) of 2 seconds or later, found 1\n"),
             ("import bad.csv -o out", 1, "", "bad.csv:1: expected a column NetworkMode, found 'RSRP,Timestamp'\n"),
-            ("import bad.csv -o out --plmn 1-1", 1, "", "--plmn: expected a network such as 272-01, found '1-1'\n"),
+            ("import bad.csv -o out --plmn 1-1", 2, "",
+             "kelvane-hub import: --plmn: expected a network such as 272-01, found '1-1'\n"),
+            ("import drive.csv -o out --column RSRP=power", 1, "",
+             "drive.csv:1: expected a column power, found 'Timestamp,NetworkMode'\n"),
             ("import bad.csv -o bad.csv", 1, "", "bad.csv: expected another file than the recording, found the same\n"),
             ("import bad.csv", 2, "", "kelvane-hub import: expected --output FILE.textproto, found none\n"),
             ("check a b", 2, "", "kelvane-hub check: expected nothing more, found 'b'\n"),

@@ -60,7 +60,7 @@ class ReportTest(EndToEndTest):
         pathlib.Path("a.textproto").write_text("steps { at: 0 cells { } }")
         seconds = "expected seconds from the start, 0 or more, found"
         cases = (
-            ("x.jpg", 1, "plot: expected a picture whose name ends with .svg, .png or .pdf, found 'x.jpg'"),
+            ("x.jpg", 2, "kelvane-hub plot: expected a picture whose name ends with .svg, .png or .pdf, found 'x.jpg'"),
             ("x.svg --from -1", 2, f"kelvane-hub plot: --from: {seconds} '-1'"),
             ("x.svg --to inf", 2, f"kelvane-hub plot: --to: {seconds} 'inf'"),
             ("x.svg --from 5 --to 5", 2,
@@ -143,7 +143,8 @@ class ReportTest(EndToEndTest):
             with self.subTest(output):
                 self.shell(f"(echo a; cat run.txt | $HUB report - {output}; echo b) > out")
                 self.assertEqual(f"a\n{event}b\n", read("out"))
-        self.assertEqual((1, "standard output: No space left on device\n"), self.shell("report run.txt > /dev/full"))
+        for closed, reason in (("> /dev/full", "No space left on device"), (">&-", "Bad file descriptor")):
+            self.assertEqual((1, f"standard output: {reason}\n"), self.shell(f"report run.txt {closed}"))
         reader, writer = os.pipe()
         os.close(reader)
         done = subprocess.run([HUB, "report", "run.txt"], stdout=writer, stderr=subprocess.PIPE, text=True, check=False)

@@ -173,9 +173,10 @@ TEST(PlotTest, AWindowShowsWhatHoldsWhenItOpens) {
                            step(6, "cells { sub: 3 }") + lte(8, -97) + "repeat_after: 10";
   const auto part = [&text](const Window& window) { return shown(part_of(track_in(text), window)); };
   EXPECT_EQ(part({3, 5, {}}),
-            "scenario time, 3 to 5\nsub 0\nLTE RSRP: 3=-90 4=-95 5=-95\ntechnology: 3..5=3\ncalls: 3..5=1\nsub 3\n");
+            "scenario time, 3 to 5\nsub 0\nLTE RSRP: 3=-90 4=-95 5=-95\ntechnology: 3..5=3\ncalls: 3..5=1\nsub 3\nout: "
+            "3..5=1\n");
   EXPECT_EQ(part({7, {}, 3}), "scenario time, 7 to 10\nsub 3\nout: 7..10=1\n");
-  EXPECT_EQ(part({{}, 99, 3}), "scenario time, 0 to 10\nsub 3\nout: 6..10=1\n");
+  EXPECT_EQ(part({{}, 99, 3}), "scenario time, 0 to 10\nsub 3\nout: 0..10=1\n");
   EXPECT_EQ(error_of([&part] {
               (void)part({10, {}, {}});
             }),

@@ -10,10 +10,10 @@ using google::protobuf::Descriptor;
 
 constexpr PrintedField cells[] = {{"sub", "Received serving neighboring cell info on Sub :"}};
 constexpr PrintedField locations[] = {{"status", "Received serving neighboring cell info with status :"}};
-constexpr PrintedField cell[] = {{"cell_type", "Cell Type: "},
-                                 {"timestamp", "Timestamp: "},
-                                 {"timestamp_type", "Timestamp Type: "},
-                                 {"registered", "Registered: "}};
+constexpr PrintedField cell_fields[] = {{"cell_type", "Cell Type: "},
+                                        {"timestamp", "Timestamp: "},
+                                        {"timestamp_type", "Timestamp Type: "},
+                                        {"registered", "Registered: "}};
 constexpr PrintedField highspeed_rail[] = {
     {"sub", "Received HST info on Sub :"}, {"lte", "hst info-LTE "}, {"nr5g", "hst info-NR5G "}};
 constexpr PrintedField config_status[] = {{"error", "error info: "}};
@@ -32,7 +32,7 @@ struct Form {
 constexpr Form forms[] = {
     {mox_wwan_event_serving_neighboring_cell_info::descriptor, cells},
     {mox_wwan_get_cell_location_info_response::descriptor, locations},
-    {mox_wwan_cell_info::descriptor, cell},
+    {mox_wwan_cell_info::descriptor, cell_fields},
     {mox_wwan_event_highspeed_rail_network_info::descriptor, highspeed_rail},
     {mox_wwan_signal_strength_config_status::descriptor, config_status},
     {mox_wwan_event_voice_calls::descriptor, voice_calls},

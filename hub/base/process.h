@@ -4,6 +4,9 @@
 #include <spawn.h>
 #include <sys/types.h>
 
+#include <array>
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,5 +43,16 @@ class Launch {
 
 /// Waits until the child has ended; returns its status as waitpid() has it.
 int wait_for(pid_t child);
+
+/// How a program that was run has ended.
+struct Ended {
+  int start_error = 0;        // the error number if it could not be started
+  std::optional<int> status;  // as waitpid() has it; none: it took too long, and was killed
+};
+
+/// Runs a program, looked for in PATH, on these standard streams and waits for it, at most for `patience`. It is in a
+/// process group of its own and does not outlive this process. To be called while there is one thread; throws
+/// std::system_error if this process is out of what it takes to start another.
+Ended run_to_end(std::vector<std::string> words, const std::array<int, 3>& streams, std::chrono::milliseconds patience);
 
 }  // namespace kelvane_hub

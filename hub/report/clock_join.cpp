@@ -67,16 +67,34 @@ std::size_t greatest_step(std::span<const ClockReading> readings) {
   return place;
 }
 
-/// Adds the pieces to `pieces`. Returns whether that could be done.
-bool add_pieces(std::span<const ClockReading> readings, int depth, std::vector<JoinedReadings>& pieces) {
-  if (readings.size() < fewest_of_a_piece) return false;
-  if (const auto join = join_clocks(readings)) {
-    pieces.push_back({readings.size(), *join});
-    return true;
+/// Whether some readings that are late by `join` are so by the same time, as when the clock was set; those that a phone
+/// has slept over come out at once.
+bool has_another_clock(std::span<const ClockReading> readings, const ClockJoin& join) {
+  constexpr double least_span = 2;  // within less, both look alike in whole seconds
+  if (join.is_fitted) return false;
+  for (std::size_t i = 1; i < readings.size(); ++i) {
+    if (!join.is_late(readings[i - 1]) || !join.is_late(readings[i])) continue;
+    const double span = readings[i].timestamp - readings[i - 1].timestamp;
+    const double logged = readings[i].log_time - readings[i - 1].log_time;
+    if (span >= least_span && std::abs(logged - span) < 1) return true;
   }
-  if (depth == greatest_depth || readings.size() < 2 * fewest_of_a_piece) return false;
+  return false;
+}
+
+/// The pieces; none if that cannot be done.
+std::vector<JoinedReadings> divide(std::span<const ClockReading> readings, int depth) {
+  const auto join = join_clocks(readings);
+  std::vector<JoinedReadings> whole;
+  if (join) whole.push_back({readings.size(), *join});
+  if (join && !has_another_clock(readings, *join)) return whole;
+  if (depth == greatest_depth || readings.size() < 2 * fewest_of_a_piece) return whole;
   const std::size_t place = greatest_step(readings);
-  return add_pieces(readings.first(place), depth + 1, pieces) && add_pieces(readings.subspan(place), depth + 1, pieces);
+  if (std::min(place, readings.size() - place) < fewest_of_a_piece) return whole;
+  std::vector<JoinedReadings> pieces = divide(readings.first(place), depth + 1);
+  const std::vector<JoinedReadings> others = divide(readings.subspan(place), depth + 1);
+  if (pieces.empty() || others.empty()) return whole;
+  pieces.insert(pieces.end(), others.begin(), others.end());
+  return pieces;
 }
 
 }  // namespace
@@ -91,11 +109,6 @@ std::optional<ClockJoin> join_clocks(std::span<const ClockReading> readings) {
   return join;
 }
 
-std::vector<JoinedReadings> join_pieces(std::span<const ClockReading> readings) {
-  if (const auto join = join_clocks(readings)) return {{readings.size(), *join}};
-  std::vector<JoinedReadings> pieces;
-  if (!add_pieces(readings, 0, pieces)) pieces.clear();
-  return pieces;
-}
+std::vector<JoinedReadings> join_pieces(std::span<const ClockReading> readings) { return divide(readings, 0); }
 
 }  // namespace kelvane_hub

@@ -331,6 +331,13 @@ void narrow(std::vector<Bounds>& bounds, const Run& run, const std::vector<Secti
   }
 }
 
+/// A report that came out late happened before others that it came out after; or the log's clock was wrong for a
+/// moment.
+RunTime late_time_of(const Reading& reading) {
+  return {reading.join->log_time_of(reading.clocks.timestamp),
+          reading.join->is_fitted ? -forever : reading.log_bounds().earliest, reading.clocks.log_time + 1};
+}
+
 std::vector<RunTime> log_times_of(const Run& run, const std::vector<const Reading*>& readings,
                                   const std::vector<Section>& sections, std::int64_t epoch) {
   std::vector<Bounds> bounds;
@@ -339,21 +346,17 @@ std::vector<RunTime> log_times_of(const Run& run, const std::vector<const Readin
     bounds.push_back(own_bounds(time ? std::optional(seconds_between(epoch, *time)) : std::nullopt, readings[i]));
   }
   narrow(bounds, run, sections, neighbours_of(readings));
-  for (std::size_t i = 0; i < bounds.size(); ++i) {
-    // It came out after others that it happened before.
-    if (readings[i] == nullptr || !readings[i]->is_late()) continue;
-    bounds[i] =
-        readings[i]->join->is_fitted ? Bounds{-forever, readings[i]->clocks.log_time + 1} : readings[i]->log_bounds();
-  }
   std::vector<double> guesses = middles_of(bounds);
   for (std::size_t i = 0; i < bounds.size(); ++i) {
     const Reading* const reading = readings[i];
-    if (reading == nullptr || !reading->join) continue;
-    if (reading->join->is_prompt(reading->clocks) || reading->is_late()) {
-      guesses[i] = reading->join->log_time_of(reading->clocks.timestamp);
-    }
+    if (reading == nullptr || !reading->join || !reading->join->is_prompt(reading->clocks)) continue;
+    guesses[i] = reading->join->log_time_of(reading->clocks.timestamp);
   }
-  return estimate(bounds, guesses);
+  std::vector<RunTime> times = estimate(bounds, guesses);
+  for (std::size_t i = 0; i < times.size(); ++i) {
+    if (readings[i] != nullptr && readings[i]->is_late()) times[i] = late_time_of(*readings[i]);
+  }
+  return times;
 }
 
 /// The same by the sensor's clock.

@@ -367,8 +367,9 @@ RunTime converted(const RunTime& log, const ClockJoin& join) {
 
 /// By the sensor's clock, an event is between its neighbours; closer by its log time if these agree.
 RunTime sensor_time_of(const RunTime& log, const ClockJoin* join, const Neighbours& neighbours) {
-  const Bounds around{neighbours.before != nullptr ? neighbours.before->clocks.timestamp : -forever,
-                      neighbours.after != nullptr ? neighbours.after->clocks.timestamp : forever};
+  Bounds around;
+  if (neighbours.before != nullptr) around.earliest = neighbours.before->clocks.timestamp;
+  if (neighbours.after != nullptr) around.latest = neighbours.after->clocks.timestamp;
   const RunTime unjoined{middle_of(around), around.earliest, around.latest};
   if (join == nullptr) return unjoined;
   RunTime time = converted(log, *join);

@@ -1,7 +1,9 @@
 // How the clock of the cells' timestamps stands to that of the log times.
 #pragma once
 
+#include <cstddef>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace kelvane_hub {
@@ -25,10 +27,24 @@ struct ClockJoin {
   bool is_prompt(const ClockReading& reading) const {
     return reading.log_time - reading.timestamp / speed <= greatest_offset;
   }
+  /// Whether it surely came out later: a speed that only fits makes some come out a little late.
+  bool is_late(const ClockReading& reading) const {
+    return reading.log_time - reading.timestamp / speed > greatest_offset + (is_fitted ? 1 : 0);
+  }
+};
+
+/// Readings between which no clock was set.
+struct JoinedReadings {
+  std::size_t count;
+  ClockJoin join;
 };
 
 /// Joins the clocks through `readings`, whose timestamps grow, so that most of them are prompt; at the same speed if
 /// that is possible. Nothing if they cannot be joined.
-std::optional<ClockJoin> join_clocks(const std::vector<ClockReading>& readings);
+std::optional<ClockJoin> join_clocks(std::span<const ClockReading> readings);
+
+/// Joins them piece by piece, in their order, where the log's clock was set in between. Empty if that cannot be done so
+/// that several readings bear out each piece.
+std::vector<JoinedReadings> join_pieces(std::span<const ClockReading> readings);
 
 }  // namespace kelvane_hub

@@ -47,21 +47,30 @@ std::uint64_t newest_timestamp(const mox_wwan_event_serving_neighboring_cell_inf
 
 // ---- the sensor's clock ----
 
-/// Reports whose timestamps grow. Where those of a subscription fall, the sensor's clock has begun anew.
-struct Stretch {
-  std::vector<std::size_t> events;
-  std::vector<ClockReading> readings;  // of each of these
-  std::optional<ClockJoin> join;
+/// A report with a new timestamp.
+struct Reading {
+  std::size_t event;
+  ClockReading clocks;
+  std::optional<ClockJoin> join;  // of the clocks at that time
 
-  /// Goes through what the sensor's clock dates.
-  template <class Function>
-  void for_each_prompt(Function function) const {
-    if (!join) return;
-    for (std::size_t i = 0; i < events.size(); ++i) {
-      if (join->is_prompt(readings[i])) function(events[i], readings[i].timestamp);
-    }
+  bool is_late() const { return join && join->is_late(clocks); }
+  /// When it was by the log's clock. It has a join.
+  Bounds log_bounds() const {
+    return {clocks.timestamp + join->least_offset, clocks.timestamp + join->greatest_offset};
   }
 };
+
+/// Those whose timestamps grow. Where the timestamps of a subscription fall, the sensor's clock has begun anew.
+using Stretch = std::vector<Reading>;
+
+void join(Stretch& stretch) {
+  std::vector<ClockReading> clocks;
+  std::ranges::transform(stretch, std::back_inserter(clocks), &Reading::clocks);
+  auto reading = stretch.begin();
+  for (const auto& [count, join] : join_pieces(clocks)) {
+    for (std::size_t i = 0; i < count; ++i) (reading++)->join = join;
+  }
+}
 
 /// Tells reports whose timestamp is new from those of the same cells once more.
 class Timestamps {
@@ -98,12 +107,55 @@ std::vector<Stretch> stretches_of(const Run& run, std::int64_t epoch) {
     if (!first) first = timestamp;
     constexpr long double nanoseconds = 1e9L;
     const auto since = (static_cast<long double>(timestamp) - static_cast<long double>(*first)) / nanoseconds;
-    stretches.back().events.push_back(i);
-    stretches.back().readings.push_back(
-        {static_cast<double>(since), seconds_between(epoch, *log_time_of(run.events[i]))});
+    const double logged = seconds_between(epoch, *log_time_of(run.events[i]));
+    stretches.back().push_back({i, {static_cast<double>(since), logged}, {}});
   }
-  for (Stretch& stretch : stretches) stretch.join = join_clocks(stretch.readings);
+  for (Stretch& stretch : stretches) join(stretch);
   return stretches;
+}
+
+/// Of each event, what it tells if it has a new timestamp.
+std::vector<const Reading*> readings_of(const std::vector<Stretch>& stretches, std::size_t event_count) {
+  std::vector<const Reading*> readings(event_count);
+  for (const Stretch& stretch : stretches) {
+    for (const Reading& reading : stretch) readings[reading.event] = &reading;
+  }
+  return readings;
+}
+
+// ---- the log's clock ----
+
+/// Events between which the log's clock was not set. It was at an unknown time between one section and the next, so
+/// that what has no time of its own there is in neither.
+struct Section {
+  std::size_t first;
+  std::size_t last;
+  const ClockJoin* join;  // null: none
+};
+
+bool is_same(const ClockJoin& a, const ClockJoin& b) {
+  return a.speed == b.speed && a.least_offset == b.least_offset && a.greatest_offset == b.greatest_offset;
+}
+
+/// Divides events, of which there is one at least.
+std::vector<Section> sections_of(const Run& run, const std::vector<const Reading*>& readings) {
+  std::vector<Section> sections{{0, 0, nullptr}};
+  std::optional<std::size_t> last;  // that has a log time
+  for (std::size_t i = 0; i < run.events.size(); ++i) {
+    const auto time = log_time_of(run.events[i]);
+    if (!time || (readings[i] != nullptr && readings[i]->is_late())) continue;
+    const ClockJoin* const join = readings[i] != nullptr && readings[i]->join ? &*readings[i]->join : nullptr;
+    const ClockJoin* const before = sections.back().join;
+    const bool is_set = join != nullptr && before != nullptr && !is_same(*join, *before);
+    if (last && (*time < *log_time_of(run.events[*last]) || is_set)) {
+      sections.back().last = *last;
+      sections.push_back({i, i, nullptr});
+    }
+    if (sections.back().join == nullptr) sections.back().join = join;
+    last = i;
+  }
+  sections.back().last = run.events.size() - 1;
+  return sections;
 }
 
 // ---- order ----
@@ -174,22 +226,24 @@ void narrow(std::vector<Point>& points) {
   }
 }
 
-/// Narrows bounds of the events of `run`, also by its lines of listening.
-void narrow(std::vector<Bounds>& events, const Run& run) {
+/// Narrows bounds of the events of `run` that are in `section`, also by its lines of listening.
+void narrow(std::vector<Bounds>& events, const Run& run, const Section& section) {
+  const std::size_t begin = section.first == 0 ? 0 : run.events[section.first].line;
+  const bool is_to_end = section.last + 1 == run.events.size();
   std::vector<Point> points;
   std::vector<std::size_t> places;
-  auto line = run.listening.begin();
+  auto line = std::ranges::lower_bound(run.listening, begin);
   const auto add_lines_before = [&](std::size_t end) {
     for (; line != run.listening.end() && *line < end; ++line) points.push_back({{}, true});
   };
-  for (std::size_t i = 0; i < events.size(); ++i) {
+  for (std::size_t i = section.first; i <= section.last; ++i) {
     add_lines_before(run.events[i].line);
     places.push_back(points.size());
     points.push_back({events[i]});
   }
-  add_lines_before(std::numeric_limits<std::size_t>::max());
+  if (is_to_end) add_lines_before(std::numeric_limits<std::size_t>::max());
   narrow(points);
-  for (std::size_t i = 0; i < events.size(); ++i) events[i] = points[places[i]].bounds;
+  for (std::size_t i = 0; i < places.size(); ++i) events[section.first + i] = points[places[i]].bounds;
 }
 
 double middle_of(const Bounds& bounds) {
@@ -222,40 +276,128 @@ std::vector<double> middles_of(const std::vector<Bounds>& bounds) {
   return middles;
 }
 
-std::vector<RunTime> log_times_of(const Run& run, const std::vector<Stretch>& stretches, std::int64_t epoch) {
-  std::vector<Bounds> bounds;
-  for (const RunEvent& event : run.events) {
-    const auto time = log_time_of(event);
-    const double since = time ? seconds_between(epoch, *time) : 0;
-    bounds.push_back(time ? Bounds{since, since + 1} : Bounds());
+/// Of each event, the reading before it (or its own) and that after it (or its own); null if there is none.
+struct Neighbours {
+  const Reading* before = nullptr;
+  const Reading* after = nullptr;
+};
+
+std::vector<Neighbours> neighbours_of(const std::vector<const Reading*>& readings) {
+  std::vector<Neighbours> neighbours(readings.size());
+  const Reading* last = nullptr;
+  for (std::size_t i = 0; i < readings.size(); ++i) {
+    neighbours[i].before = last = readings[i] != nullptr ? readings[i] : last;
   }
-  for (const Stretch& stretch : stretches) {
-    stretch.for_each_prompt([&](std::size_t event, double timestamp) {
-      if (stretch.join->is_fitted) return;
-      bounds[event] = {timestamp + stretch.join->least_offset, timestamp + stretch.join->greatest_offset};
-    });
+  last = nullptr;
+  for (std::size_t i = readings.size(); i-- > 0;) {
+    neighbours[i].after = last = readings[i] != nullptr ? readings[i] : last;
   }
-  narrow(bounds, run);
-  std::vector<double> guesses = middles_of(bounds);
-  for (const Stretch& stretch : stretches) {
-    stretch.for_each_prompt(
-        [&](std::size_t event, double timestamp) { guesses[event] = stretch.join->log_time_of(timestamp); });
-  }
-  return estimate(bounds, guesses);
+  return neighbours;
 }
 
-std::vector<RunTime> sensor_times_of(const std::vector<RunTime>& log, const Stretch& stretch) {
-  const ClockJoin& join = *stretch.join;
+/// What an event's own times tell. A report that is late says nothing about when it came out but that.
+Bounds own_bounds(std::optional<double> log_time, const Reading* reading) {
+  if (!log_time) return {};
+  const Bounds logged{*log_time, *log_time + 1};
+  if (reading == nullptr || !reading->join) return logged;
+  if (reading->join->is_fitted) return reading->is_late() ? Bounds() : logged;
+  if (reading->is_late()) return {reading->log_bounds().earliest, forever};
+  return reading->join->is_prompt(reading->clocks) ? reading->log_bounds() : logged;
+}
+
+/// What has no log time while the log's clock is set: by the one clock or the other, it is between its neighbours.
+Bounds bounds_around(const Neighbours& neighbours) {
+  const auto& [before, after] = neighbours;
+  const auto tells = [](const Reading* reading) {
+    return reading != nullptr && reading->join && !reading->join->is_fitted;
+  };
+  if (!tells(before) || !tells(after) || before->clocks.timestamp > after->clocks.timestamp) return {};
+  if (after->is_late()) return {};  // so may be what it came out after
+  const double least = std::min(before->join->least_offset, after->join->least_offset);
+  const double greatest = std::max(before->join->greatest_offset, after->join->greatest_offset);
+  return {before->clocks.timestamp + least, after->clocks.timestamp + greatest};
+}
+
+/// Narrows each section, and what is between them by what is around.
+void narrow(std::vector<Bounds>& bounds, const Run& run, const std::vector<Section>& sections,
+            const std::vector<Neighbours>& neighbours) {
+  std::size_t done = 0;
+  for (const Section& section : sections) {
+    for (; done < section.first; ++done) {
+      if (!log_time_of(run.events[done])) bounds[done] = bounds_around(neighbours[done]);
+    }
+    narrow(bounds, run, section);
+    done = section.last + 1;
+  }
+}
+
+/// A report that came out late happened before others that it came out after; or the log's clock was wrong for a
+/// moment.
+RunTime late_time_of(const Reading& reading) {
+  return {reading.join->log_time_of(reading.clocks.timestamp),
+          reading.join->is_fitted ? -forever : reading.log_bounds().earliest, reading.clocks.log_time + 1};
+}
+
+std::vector<RunTime> log_times_of(const Run& run, const std::vector<const Reading*>& readings,
+                                  const std::vector<Section>& sections, std::int64_t epoch) {
+  std::vector<Bounds> bounds;
+  for (std::size_t i = 0; i < run.events.size(); ++i) {
+    const auto time = log_time_of(run.events[i]);
+    bounds.push_back(own_bounds(time ? std::optional(seconds_between(epoch, *time)) : std::nullopt, readings[i]));
+  }
+  narrow(bounds, run, sections, neighbours_of(readings));
+  std::vector<double> guesses = middles_of(bounds);
+  for (std::size_t i = 0; i < bounds.size(); ++i) {
+    const Reading* const reading = readings[i];
+    if (reading == nullptr || !reading->join || !reading->join->is_prompt(reading->clocks)) continue;
+    guesses[i] = reading->join->log_time_of(reading->clocks.timestamp);
+  }
+  std::vector<RunTime> times = estimate(bounds, guesses);
+  for (std::size_t i = 0; i < times.size(); ++i) {
+    if (readings[i] != nullptr && readings[i]->is_late()) times[i] = late_time_of(*readings[i]);
+  }
+  return times;
+}
+
+/// The same by the sensor's clock.
+RunTime converted(const RunTime& log, const ClockJoin& join) {
+  return {(log.seconds - (join.least_offset + join.greatest_offset) / 2) * join.speed,
+          (log.earliest - join.greatest_offset) * join.speed, (log.latest - join.least_offset) * join.speed};
+}
+
+/// By the sensor's clock, an event is between its neighbours; closer by its log time if these agree.
+RunTime sensor_time_of(const RunTime& log, const ClockJoin* join, const Neighbours& neighbours) {
+  Bounds around;
+  if (neighbours.before != nullptr) around.earliest = neighbours.before->clocks.timestamp;
+  if (neighbours.after != nullptr) around.latest = neighbours.after->clocks.timestamp;
+  const RunTime unjoined{middle_of(around), around.earliest, around.latest};
+  if (join == nullptr) return unjoined;
+  RunTime time = converted(log, *join);
+  time.earliest = std::max(time.earliest, around.earliest);
+  time.latest = std::min(time.latest, around.latest);
+  return time.earliest <= time.latest ? time : unjoined;
+}
+
+/// Of each event, how the clocks stand to each other in its section; null if that is not known.
+std::vector<const ClockJoin*> joins_of(const std::vector<Section>& sections, std::size_t event_count) {
+  std::vector<const ClockJoin*> joins(event_count);
+  for (const auto& [first, last, join] : sections) {
+    for (std::size_t i = first; i <= last; ++i) joins[i] = join;
+  }
+  return joins;
+}
+
+std::vector<RunTime> sensor_times_of(const std::vector<RunTime>& log, const std::vector<const Reading*>& readings,
+                                     const std::vector<Section>& sections) {
+  const auto joins = joins_of(sections, log.size());
+  const auto neighbours = neighbours_of(readings);
   std::vector<Point> points;
   std::vector<double> guesses;
-  for (const auto& [seconds, earliest, latest] : log) {
-    points.push_back({{(earliest - join.greatest_offset) * join.speed, (latest - join.least_offset) * join.speed}});
-    guesses.push_back((seconds - (join.least_offset + join.greatest_offset) / 2) * join.speed);
+  for (std::size_t i = 0; i < log.size(); ++i) {
+    const RunTime time = sensor_time_of(log[i], readings[i] == nullptr ? joins[i] : nullptr, neighbours[i]);
+    points.push_back({{time.earliest, time.latest}});
+    guesses.push_back(time.seconds);
   }
-  stretch.for_each_prompt([&](std::size_t event, double timestamp) {
-    points[event].bounds = {timestamp, timestamp};
-    guesses[event] = timestamp;
-  });
   narrow(points);
   std::vector<Bounds> bounds;
   std::ranges::transform(points, std::back_inserter(bounds), &Point::bounds);
@@ -284,10 +426,12 @@ RunTimes times_of(const Run& run) {
     return times;
   }
   const auto stretches = stretches_of(run, *times.epoch);
-  times.log = log_times_of(run, stretches, *times.epoch);
-  const bool has_one_clock = stretches.size() == 1 && stretches[0].join && stretches[0].events.size() > 1;
+  const auto readings = readings_of(stretches, run.events.size());
+  const auto sections = sections_of(run, readings);
+  times.log = log_times_of(run, readings, sections, *times.epoch);
+  const bool has_one_clock = stretches.size() == 1 && stretches[0].size() > 1;
   times.clock = has_one_clock ? RunClock::sensor : RunClock::log;
-  times.axis = has_one_clock ? sensor_times_of(times.log, stretches[0]) : times.log;
+  times.axis = has_one_clock ? sensor_times_of(times.log, readings, sections) : times.log;
   begin_at_first(times.axis);
   return times;
 }

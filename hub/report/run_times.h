@@ -23,19 +23,18 @@ enum class RunClock : std::uint8_t {
   sensor,  // that of the cells' timestamps, which goes as many times as fast as a sped-up scenario is played
 };
 
-/// The times of a run's events, one for each of them and in their order, twice; neither falls from event to event but
-/// where a clock was set back.
+/// The times of a run's events, one for each of them and in their order, twice. The sensor's do not fall from event to
+/// event; the log's do where that clock was set back, and at a report that came out late.
 struct RunTimes {
-  /// What `axis` is counted by: the sensor's clock if the timestamps of the whole run grow and can be joined to the log
-  /// times, otherwise the log's.
+  /// What `axis` is counted by: the sensor's clock if the timestamps of the whole run grow, otherwise the log's.
   RunClock clock = RunClock::none;
   /// Seconds of that clock since the run's first event. By the sensor's clock, an event whose cells have a new
-  /// timestamp is exact.
+  /// timestamp is exact, and another is between those around it, even if one of these came out late.
   std::vector<RunTime> axis;
 
   /// Seconds since 1970 at which `log` begins; nothing if no event has a log time.
   std::optional<std::int64_t> epoch;
-  /// Seconds of the log's clock since `epoch`.
+  /// Seconds of the log's clock since `epoch`. No bound is carried over a time at which that clock was seen to be set.
   std::vector<RunTime> log;
 };
 

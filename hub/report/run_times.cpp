@@ -1,30 +1,16 @@
 #include "hub/report/run_times.h"
 
 #include <algorithm>
-#include <limits>
-#include <map>
 #include <utility>
 
-#include "hub/report/clock_join.h"
-#include "mox_wwan_test.pb.h"
+#include "hub/report/bounds.h"
+#include "hub/report/run_order.h"
+#include "hub/report/sensor_clock.h"
 
 namespace kelvane_hub {
 namespace {
 
-constexpr double forever = std::numeric_limits<double>::infinity();
-
-struct Bounds {
-  double earliest = -forever;
-  double latest = forever;
-};
-
-// ---- what an event has of its own ----
-
-std::optional<std::int64_t> log_time_of(const RunEvent& event) {
-  if (event.log_time) return event.log_time;
-  if (event.log_times_of_cells.empty()) return {};
-  return event.log_times_of_cells.front();
-}
+// ---- the log's clock ----
 
 std::optional<std::int64_t> first_log_time(const Run& run) {
   for (const RunEvent& event : run.events) {
@@ -32,98 +18,6 @@ std::optional<std::int64_t> first_log_time(const Run& run) {
   }
   return {};
 }
-
-/// The difference without overflow; as exact as a double is.
-double seconds_between(std::int64_t from, std::int64_t to) {
-  return static_cast<double>(static_cast<long double>(to) - static_cast<long double>(from));
-}
-
-/// In nanoseconds.
-std::uint64_t newest_timestamp(const mox_wwan_event_serving_neighboring_cell_info& info) {
-  std::uint64_t newest = 0;
-  for (const auto& cell : info.cells()) newest = std::max<std::uint64_t>(newest, cell.timestamp());
-  return newest;
-}
-
-// ---- the sensor's clock ----
-
-/// A report with a new timestamp.
-struct Reading {
-  std::size_t event;
-  ClockReading clocks;
-  std::optional<ClockJoin> join;  // of the clocks at that time
-
-  bool is_late() const { return join && join->is_late(clocks); }
-  /// When it was by the log's clock. It has a join.
-  Bounds log_bounds() const {
-    return {clocks.timestamp + join->least_offset, clocks.timestamp + join->greatest_offset};
-  }
-};
-
-/// Those whose timestamps grow. Where the timestamps of a subscription fall, the sensor's clock has begun anew.
-using Stretch = std::vector<Reading>;
-
-void join(Stretch& stretch) {
-  std::vector<ClockReading> clocks;
-  std::ranges::transform(stretch, std::back_inserter(clocks), &Reading::clocks);
-  auto reading = stretch.begin();
-  for (const auto& [count, join] : join_pieces(clocks)) {
-    for (std::size_t i = 0; i < count; ++i) (reading++)->join = join;
-  }
-}
-
-/// Tells reports whose timestamp is new from those of the same cells once more.
-class Timestamps {
- public:
-  enum class Verdict : std::uint8_t { grown, stale, fallen };
-
-  Verdict judge(std::uint32_t sub, std::uint64_t timestamp) {
-    const auto [last, is_first] = last_.try_emplace(sub, timestamp);
-    const auto before = std::exchange(last->second, timestamp);
-    const bool has_fallen = newest_ && timestamp < before;
-    if (!has_fallen && ((!is_first && timestamp == before) || timestamp < newest_.value_or(0))) return Verdict::stale;
-    const bool is_anew = has_fallen || !newest_;
-    newest_ = timestamp;
-    return is_anew ? Verdict::fallen : Verdict::grown;
-  }
-
- private:
-  std::map<std::uint32_t, std::uint64_t> last_;  // of each subscription: a streaming sensor tells of them in turn
-  std::optional<std::uint64_t> newest_;
-};
-
-/// Timestamps are counted from the first of the run.
-std::vector<Stretch> stretches_of(const Run& run, std::int64_t epoch) {
-  std::vector<Stretch> stretches;
-  Timestamps timestamps;
-  std::optional<std::uint64_t> first;
-  for (std::size_t i = 0; i < run.events.size(); ++i) {
-    const auto* const info = payload_of<mox_wwan_event_serving_neighboring_cell_info>(run.events[i]);
-    if (info == nullptr || info->cells().empty()) continue;
-    const auto timestamp = newest_timestamp(*info);
-    const auto verdict = timestamps.judge(info->sub(), timestamp);
-    if (verdict == Timestamps::Verdict::stale) continue;
-    if (verdict == Timestamps::Verdict::fallen) stretches.emplace_back();
-    if (!first) first = timestamp;
-    constexpr long double nanoseconds = 1e9L;
-    const auto since = (static_cast<long double>(timestamp) - static_cast<long double>(*first)) / nanoseconds;
-    const double logged = seconds_between(epoch, *log_time_of(run.events[i]));
-    stretches.back().push_back({i, {static_cast<double>(since), logged}, {}});
-  }
-  for (Stretch& stretch : stretches) join(stretch);
-  return stretches;
-}
-
-/// Of each event, what it tells if it has a new timestamp.
-std::vector<const Reading*> readings_of(const std::vector<Stretch>& stretches, std::size_t event_count) {
-  std::vector<const Reading*> readings(event_count);
-  for (const Stretch& stretch : stretches) {
-    for (const Reading& reading : stretch) readings[reading.event] = &reading;
-  }
-  return readings;
-}
-
-// ---- the log's clock ----
 
 /// Events between which the log's clock was not set. It was at an unknown time between one section and the next, so
 /// that what has no time of its own there is in neither.
@@ -156,94 +50,6 @@ std::vector<Section> sections_of(const Run& run, const std::vector<const Reading
   }
   sections.back().last = run.events.size() - 1;
   return sections;
-}
-
-// ---- order ----
-
-/// Something that happened, in the order in which a run tells of it.
-struct Point {
-  Bounds bounds;
-  bool is_listening = false;  // a line of the main thread
-};
-
-/// How long it is from one line of listening to the next, in seconds.
-struct Pace {
-  double least;
-  double greatest;
-};
-
-/// Carries bounds from one point to the next.
-class Carrier {
- public:
-  explicit Carrier(const Pace& pace) : pace_(pace) {}
-
-  /// Narrows what is later than all that came before. Returns whether that is possible; if not, it begins anew.
-  bool narrow(Point& point) {
-    Bounds narrowed{std::max(point.bounds.earliest, now_), point.bounds.latest};
-    if (point.is_listening) {
-      narrowed.earliest = std::max(narrowed.earliest, listened_.earliest + pace_.least);
-      narrowed.latest = std::min(narrowed.latest, listened_.latest + pace_.greatest);
-    }
-    const bool is_possible = narrowed.earliest <= narrowed.latest;
-    if (is_possible) point.bounds = narrowed;
-    now_ = point.bounds.earliest;
-    if (point.is_listening) listened_ = point.bounds;
-    return is_possible;
-  }
-
- private:
-  Pace pace_;
-  double now_ = -forever;
-  Bounds listened_;
-};
-
-/// The same seen from the end.
-void turn(std::vector<Point>& points) {
-  std::ranges::reverse(points);
-  for (Point& point : points) point.bounds = {-point.bounds.latest, -point.bounds.earliest};
-}
-
-bool narrow_at(const Pace& pace, std::vector<Point>& points) {
-  bool is_possible = true;
-  // What one way narrows lets the other narrow more: there and back, and again.
-  for (int way = 0; way < 4; ++way) {
-    Carrier carrier(pace);
-    for (Point& point : points) is_possible = carrier.narrow(point) && is_possible;
-    turn(points);
-  }
-  return is_possible;
-}
-
-/// Narrows each by what stands before and after it.
-void narrow(std::vector<Point>& points) {
-  // The thread sleeps for three seconds and prints; it does not on a phone that is suspended, nor where clocks jump.
-  constexpr Pace paces[] = {{3, 3.1}, {3, forever}, {0, forever}};
-  for (const Pace& pace : paces) {
-    std::vector<Point> narrowed = points;
-    if (!narrow_at(pace, narrowed) && &pace != std::end(paces) - 1) continue;
-    points = std::move(narrowed);
-    return;
-  }
-}
-
-/// Narrows bounds of the events of `run` that are in `section`, also by its lines of listening.
-void narrow(std::vector<Bounds>& events, const Run& run, const Section& section) {
-  const std::size_t begin = section.first == 0 ? 0 : run.events[section.first].line;
-  const bool is_to_end = section.last + 1 == run.events.size();
-  std::vector<Point> points;
-  std::vector<std::size_t> places;
-  auto line = std::ranges::lower_bound(run.listening, begin);
-  const auto add_lines_before = [&](std::size_t end) {
-    for (; line != run.listening.end() && *line < end; ++line) points.push_back({{}, true});
-  };
-  for (std::size_t i = section.first; i <= section.last; ++i) {
-    add_lines_before(run.events[i].line);
-    places.push_back(points.size());
-    points.push_back({events[i]});
-  }
-  if (is_to_end) add_lines_before(std::numeric_limits<std::size_t>::max());
-  narrow(points);
-  for (std::size_t i = 0; i < places.size(); ++i) events[section.first + i] = points[places[i]].bounds;
 }
 
 double middle_of(const Bounds& bounds) {
@@ -326,7 +132,7 @@ void narrow(std::vector<Bounds>& bounds, const Run& run, const std::vector<Secti
     for (; done < section.first; ++done) {
       if (!log_time_of(run.events[done])) bounds[done] = bounds_around(neighbours[done]);
     }
-    narrow(bounds, run, section);
+    narrow_by_order(bounds, run, section.first, section.last);
     done = section.last + 1;
   }
 }
@@ -391,16 +197,14 @@ std::vector<RunTime> sensor_times_of(const std::vector<RunTime>& log, const std:
                                      const std::vector<Section>& sections) {
   const auto joins = joins_of(sections, log.size());
   const auto neighbours = neighbours_of(readings);
-  std::vector<Point> points;
+  std::vector<Bounds> bounds;
   std::vector<double> guesses;
   for (std::size_t i = 0; i < log.size(); ++i) {
     const RunTime time = sensor_time_of(log[i], readings[i] == nullptr ? joins[i] : nullptr, neighbours[i]);
-    points.push_back({{time.earliest, time.latest}});
+    bounds.push_back({time.earliest, time.latest});
     guesses.push_back(time.seconds);
   }
-  narrow(points);
-  std::vector<Bounds> bounds;
-  std::ranges::transform(points, std::back_inserter(bounds), &Point::bounds);
+  narrow_by_order(bounds);
   return estimate(bounds, guesses);
 }
 

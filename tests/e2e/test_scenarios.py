@@ -36,15 +36,15 @@ class ScenarioTest(EndToEndTest):
         self.expect_golden(name, said)
 
 
-# What is typed, and what has to come before more is; nothing: an automation run.
+# What is typed, and what has to come before more is (of a report its last line); nothing: an automation run.
 SESSIONS = {
     "idle_camping": (),
     "drive_with_handovers": (),
-    "voice_call": ((1, "Registered: 1"), (7, "set_report_voice_calls"), (10, "LTE RRC STATE: 1")),
-    "two_subscriptions": ((1, "on Sub :1"), (7, "set_report_voice_calls"), (9, "with status :0")),
+    "voice_call": ((1, "Timing Advance"), (7, "set_report_voice_calls"), (10, "LTE RRC STATE: 1")),
+    "two_subscriptions": ((1, "Timing Advance: 11"), (7, "set_report_voice_calls"), (9, "with status :0")),
     "high_speed_rail": (),
     "coverage_loss": (),
-    "hub_errors": (("2\n5", "error event 5"), (1, "Registered: 1"), (9, "error event 1"), (7, "error event 2")),
+    "hub_errors": (("2\n5", "error event 5"), (1, "Timing Advance"), (9, "error event 1"), (7, "error event 2")),
 }
 for _name in SESSIONS:
     setattr(ScenarioTest, f"test_{_name}", lambda self, name=_name: self.play(name, SESSIONS[name]))

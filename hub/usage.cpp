@@ -56,21 +56,15 @@ std::vector<std::string> commands_of(const CLI::App& app) {
   return names;
 }
 
-std::string in_list(const std::vector<std::string>& words) {
-  std::string list;
-  for (const auto& word : words) list += (list.empty() ? "" : &word == &words.back() ? " or " : ", ") + word;
-  return list;
-}
-
 std::string unknown_word(const CLI::App& command, const std::string& word) {
   if (word.starts_with('-')) {
     const auto names = long_names(command);
-    return concat("expected ", names.empty() ? "no option" : in_list(names), ", found ", kelvane_hub::quoted(word),
+    return concat("expected ", names.empty() ? "no option" : alternatives(names), ", found ", kelvane_hub::quoted(word),
                   nearest(word, names));
   }
   const auto commands = commands_of(command);
   if (commands.empty()) return concat("expected nothing more, found ", kelvane_hub::quoted(word));
-  return concat("expected ", in_list(commands), ", found ", kelvane_hub::quoted(word), nearest(word, commands));
+  return concat("expected ", alternatives(commands), ", found ", kelvane_hub::quoted(word), nearest(word, commands));
 }
 
 /// What was left out that has to be there; empty: nothing.
@@ -81,7 +75,7 @@ std::string missing(const CLI::App& command) {
     return concat("expected ", option->get_positional() ? value : option->get_name() + " " + value, ", found none");
   }
   const auto commands = commands_of(command);
-  return commands.empty() ? "" : concat("expected ", in_list(commands), ", found none");
+  return commands.empty() ? "" : concat("expected ", alternatives(commands), ", found none");
 }
 
 /// Of "Could not convert: NAME = VALUE", which is said of a flag's value and of a number that is none.

@@ -1,6 +1,8 @@
 // What readers of a person's input share.
 #pragma once
 
+#include <cstddef>
+#include <iterator>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -16,6 +18,18 @@ std::string concat(const Parts&... parts) {
   std::ostringstream out;
   (out << ... << parts);
   return out.str();
+}
+
+/// `items` as a stream shows them, "1, 2 or 3".
+template <class Items>
+std::string alternatives(const Items& items) {
+  std::string list;
+  std::size_t left = std::size(items);
+  for (const auto& item : items) {
+    --left;
+    list += concat(list.empty() ? "" : left == 0 ? " or " : ", ", item);
+  }
+  return list;
 }
 
 /// Whether `text` is `form` with any digits in place of its zeros.

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
+#include <vector>
 
+#include "hub/base/concat.h"
 #include "hub/import/columns.h"
 
 namespace kelvane_hub {
@@ -41,12 +43,9 @@ const Mode* find_mode(std::string_view name, const import_profile& profile) {
 }
 
 std::string mode_names() {
-  std::string names;
-  for (const Mode& mode : modes) {
-    names += names.empty() ? "" : &mode == std::end(modes) - 1 ? " or " : ", ";
-    names += mode.name;
-  }
-  return names;
+  std::vector<std::string_view> names;
+  std::ranges::transform(modes, std::back_inserter(names), &Mode::name);
+  return alternatives(names);
 }
 
 }  // namespace kelvane_hub

@@ -4,6 +4,7 @@
 
 #include <set>
 #include <system_error>
+#include <vector>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
@@ -54,11 +55,10 @@ std::string names_in(std::span<const fs::path> folders) {
 
 std::string column_names() {
   const auto& columns = *import_columns::descriptor();
-  std::string names;
-  for (int i = 0; i < columns.field_count(); ++i) {
-    names += (i == 0 ? "" : i + 1 == columns.field_count() ? " or " : ", ") + columns.field(i)->name();
-  }
-  return names;
+  std::vector<std::string> names;
+  names.reserve(static_cast<std::size_t>(columns.field_count()));
+  for (int i = 0; i < columns.field_count(); ++i) names.push_back(columns.field(i)->name());
+  return alternatives(names);
 }
 
 }  // namespace

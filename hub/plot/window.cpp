@@ -1,8 +1,10 @@
 #include "hub/plot/window.h"
 
 #include <algorithm>
+#include <iterator>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
@@ -46,12 +48,9 @@ void cut(SubscriptionTrack& track, double from, double to) {
 }
 
 std::string listed(const std::vector<SubscriptionTrack>& tracks) {
-  std::string list;
-  for (const auto& track : tracks) {
-    if (!list.empty()) list += &track == &tracks.back() ? " or " : ", ";
-    list += std::to_string(track.sub);
-  }
-  return list.empty() ? "no subscription" : list;
+  std::vector<std::uint32_t> subs;
+  std::ranges::transform(tracks, std::back_inserter(subs), &SubscriptionTrack::sub);
+  return subs.empty() ? "no subscription" : alternatives(subs);
 }
 
 void keep_subscription(Track& track, std::uint32_t sub) {

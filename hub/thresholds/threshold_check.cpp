@@ -15,18 +15,6 @@ namespace {
 using Config = mox_wwan_signal_strength_config;
 using Entry = mox_wwan_signal_threshold_info;
 
-/// "1, 2 or 3"
-template <class Items>
-std::string alternatives(const Items& items) {
-  std::string list;
-  std::size_t left = items.size();
-  for (const auto& item : items) {
-    --left;
-    list += concat(list.empty() ? "" : left == 0 ? " or " : ", ", item);
-  }
-  return list;
-}
-
 struct Flaw {
   ThresholdVerdict verdict;
   std::string explanation;

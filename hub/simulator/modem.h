@@ -3,7 +3,7 @@
 
 #include <cstdint>
 #include <map>
-#include <optional>
+#include <memory>
 #include <string>
 
 #include "mox_wwan_test.pb.h"
@@ -12,9 +12,19 @@ namespace kelvane_hub {
 
 using Cells = mox_wwan_event_serving_neighboring_cell_info;
 
+/// The cells of one subscription at some time, and the payload that tells of them. All sessions that were told of them
+/// share it.
+struct CellsAtOnce {
+  explicit CellsAtOnce(const Cells& told) : cells(told), payload(told.SerializeAsString()) {}
+
+  Cells cells;
+  std::string payload;
+};
+using SharedCells = std::shared_ptr<const CellsAtOnce>;
+
 /// The state of one subscription; what the scenario has not spoken of yet is absent.
 struct Subscription {
-  std::optional<Cells> cells;
+  SharedCells cells;
   /// What those hear at once who register for it: the payload of the last event, by its id.
   std::map<std::uint32_t, std::string> states;
 };

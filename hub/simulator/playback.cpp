@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <stdexcept>
-#include <vector>
 
 #include "hub/messages/catalogue.h"
 #include "hub/messages/cell_change.h"
@@ -13,11 +12,27 @@
 namespace kelvane_hub {
 namespace {
 
-// What was missed for longer than this (the machine slept) is skipped.
-constexpr Time longest_backlog = std::chrono::seconds(1);
+// Periodic reports that were missed for longer than this are left out: nobody wants them in one heap.
+constexpr Time longest_backlog = std::chrono::seconds(2);
 
-// Then others get their turn, however much there is to catch up on.
-constexpr int most_at_once = 50;
+// Whoever cannot follow says so anew only after it could for so long.
+constexpr Time recovery = std::chrono::seconds(10);
+
+/// How much is done before others get their turn.
+class Turn {
+ public:
+  explicit Turn(const Outbox& outbox) : outbox_(outbox), enough_(outbox.sent() + most_events) {}
+  bool goes_on() { return steps_++ < most_steps && outbox_.sent() < enough_; }
+
+ private:
+  // A millisecond's work or two.
+  static constexpr int most_steps = 50;
+  static constexpr std::size_t most_events = 1000;
+
+  const Outbox& outbox_;
+  const std::size_t enough_;
+  int steps_ = 0;
+};
 
 Modem make_modem(const std::set<std::uint32_t>& subscriptions) {
   Modem modem;
@@ -25,81 +40,117 @@ Modem make_modem(const std::set<std::uint32_t>& subscriptions) {
   return modem;
 }
 
-bool is_configured(const SensorUse& use) { return use.configuration != Configuration::none; }
-
 }  // namespace
 
 Playback::Playback(const scenario& played, double speed, Outbox& outbox)
     : outbox_(outbox), timeline_(played, speed), modem_(make_modem(subscriptions_of(played))) {}
 
+void Playback::set_thresholds(const Link& link, mox_wwan_signal_strength_config config) {
+  const auto sub = static_cast<std::uint32_t>(config.sub_id());
+  use_of(link).filters[sub].configure(std::move(config));
+}
+
+void Playback::register_for(const Link& link, std::uint32_t msg_id) {
+  registered_[msg_id].try_emplace(key_of(link), &use_of(link));
+}
+
 void Playback::configure(const Link& link, Configuration configuration, std::int32_t rate, Time now) {
-  SensorUse& use = use_of(link);
-  drop_tick(link.session, key_of(link.sensor), use);
+  const UseKey key = key_of(link);
+  SensorUse& use = uses_[key];
+  drop_tick(key, use);
   use.configuration = configuration;
+  configured_.try_emplace(key, &use);
+  on_change_.erase(key);
+  if (configuration == Configuration::on_change) on_change_.try_emplace(key, &use);
   if (configuration != Configuration::periodic) return;
   use.rate = rate;
   use.first_tick = now;
   use.ticks = 0;
-  ticks_.emplace(use.next_tick(), link.session, key_of(link.sensor));
+  ticks_.emplace(use.next_tick(), key);
 }
 
-void Playback::drop_tick(SessionId session, const SensorKey& sensor, const SensorUse& use) {
-  if (use.configuration == Configuration::periodic) ticks_.erase({use.next_tick(), session, sensor});
+void Playback::drop_tick(const UseKey& key, const SensorUse& use) {
+  if (use.configuration == Configuration::periodic) ticks_.erase({use.next_tick(), key});
 }
 
 void Playback::end_session(SessionId session) {
-  const auto ended = sessions_.find(session);
-  if (ended == sessions_.end()) return;
-  for (const auto& [sensor, use] : ended->second) drop_tick(session, sensor, use);
-  sessions_.erase(ended);
+  for (auto use = uses_.lower_bound({session, 0, 0}); use != uses_.end() && std::get<0>(use->first) == session;) {
+    drop_tick(use->first, use->second);
+    configured_.erase(use->first);
+    on_change_.erase(use->first);
+    for (auto& [msg_id, audience] : registered_) audience.erase(use->first);
+    use = uses_.erase(use);
+  }
 }
 
 void Playback::start(Time now) {
   if (timeline_.started()) return;
   timeline_.start(now);
-  while (timeline_.next_due() && *timeline_.next_due() <= now) play(timeline_.take_next(), now);
-  // A modem always knows its cells, if only that there are none.
+  starting_ = now;
+  note_progress(now);
+  for (Turn turn(outbox_); starting_ && turn.goes_on();) play_next(now);
+}
+
+/// After each step, and before the first.
+void Playback::note_progress(Time now) {
+  if (starting_ && timeline_.next_due() != starting_) complete_start(now);
+  if (timeline_.ended()) outbox_.watchers().on_end();
+}
+
+/// A modem always knows its cells, if only that there are none.
+void Playback::complete_start(Time now) {
+  starting_.reset();
   for (auto& [sub, state] : modem_) {
     if (state.cells) continue;
     Cells none;
     none.set_sub(sub);
     change_cells(none, now);
   }
-  if (timeline_.ended()) outbox_.watchers().on_end();
 }
 
 void Playback::send_all_cells(const Link& to, Time now) {
   SensorUse& use = use_of(to);
   for (const auto& [sub, state] : modem_) {
-    if (state.cells) outbox_.send_cells(to, use, *state.cells, now, timeline_.at(now));
+    if (state.cells) CellsBroadcast(outbox_, state.cells, now, timeline_.at(now)).send(to, use);
   }
 }
 
 std::optional<Time> Playback::next_tick() const {
-  return ticks_.empty() ? std::nullopt : std::optional(std::get<Time>(*ticks_.begin()));
+  return ticks_.empty() ? std::nullopt : std::optional(ticks_.begin()->first);
 }
 
 std::optional<Time> Playback::next_due() const { return earlier(timeline_.next_due(), next_tick()); }
 
 void Playback::advance(Time now) {
-  for (int done = 0; done < most_at_once; ++done) {
+  for (Turn turn(outbox_); turn.goes_on();) {
     const auto due = next_due();
     if (!due || *due > now) return;
+    note_behind(*due, now);
     if (timeline_.next_due() == due) {
       // At its own time, not at the time it is noticed: hysteresis is to come out the same on a busy machine. And
       // before a periodic report of the same moment, which shows what the step has changed.
-      play(timeline_.take_next(), *due);
-      if (timeline_.ended()) outbox_.watchers().on_end();
+      play_next(*due);
     } else {
       tick(now);
     }
   }
 }
 
+void Playback::note_behind(Time due, Time now) {
+  if (now - due < longest_backlog) return;
+  if (!behind_ || now - *behind_ > recovery) outbox_.watchers().on_behind(now - due);
+  behind_ = now;
+}
+
+void Playback::play_next(Time now) {
+  play(timeline_.take_next(), now);
+  note_progress(now);
+}
+
 void Playback::play(const scenario_step& step, Time now) {
   outbox_.watchers().on_step(step, now);
   if (step.has_cells()) return change_cells(step.cells(), now);
-  if (step.has_raw()) return tell(is_configured, step.raw().msg_id(), step.raw().payload(), now);
+  if (step.has_raw()) return tell(configured_, step.raw().msg_id(), step.raw().payload(), now);
   if (const auto* const event = event_in(step)) play_event(*event, subscription_of(step), now);
 }
 
@@ -108,58 +159,65 @@ void Playback::play_event(const google::protobuf::Message& event, std::optional<
   if (kind == nullptr) throw std::logic_error(event.GetTypeName() + " is not in the catalogue");
   const std::uint32_t msg_id = kind->id;
   const std::string payload = event.SerializeAsString();
-  if (!is_registered_for(msg_id)) return tell(is_configured, msg_id, payload, now);
+  if (!is_registered_for(msg_id)) return tell(configured_, msg_id, payload, now);
   modem_[sub.value_or(0)].states[msg_id] = payload;
-  tell([msg_id](const SensorUse& use) { return use.registered.contains(msg_id); }, msg_id, payload, now);
+  tell(registered_[msg_id], msg_id, payload, now);
 }
 
 void Playback::change_cells(const Cells& cells, Time now) {
   Subscription& state = modem_[cells.sub()];
-  const bool changed = !state.cells || cells_differ(*state.cells, cells);
-  state.cells = cells;
+  const bool changed = !state.cells || cells_differ(state.cells->cells, cells);
+  state.cells = std::make_shared<const CellsAtOnce>(cells);
   if (!changed) return;
-  for (auto& [session, uses] : sessions_) {
-    for (auto& [sensor, use] : uses) {
-      if (use.configuration != Configuration::on_change) continue;
-      tell_cells_changed({session, suid_of(sensor)}, use, cells, now);
-    }
+  const ScenarioTime time = timeline_.at(now);
+  CellsBroadcast report(outbox_, state.cells, now, time);
+  for (const auto& [key, use] : on_change_) {
+    const CellDecision decision = use->filters[cells.sub()].decide(cells, time);
+    outbox_.watchers().on_decision(link_of(key), cells.sub(), decision, time);
+    if (decision.told) report.send(link_of(key), *use);
   }
 }
 
-void Playback::tell_cells_changed(const Link& to, SensorUse& use, const Cells& cells, Time now) {
-  const ScenarioTime time = timeline_.at(now);
-  const CellDecision decision = use.filters[cells.sub()].decide(cells, time);
-  outbox_.watchers().on_decision(to, cells.sub(), decision, time);
-  if (decision.told) outbox_.send_cells(to, use, cells, now, time);
-}
-
-/// Each session that has a sensor which the event concerns, once, whichever of its sensors it comes from.
-void Playback::tell(const Concerns& concerns, std::uint32_t msg_id, const std::string& payload, Time now) {
-  for (const auto& [session, uses] : sessions_) {
-    const auto use = std::ranges::find_if(uses, [&concerns](const auto& entry) { return concerns(entry.second); });
-    if (use != uses.end()) outbox_.send({session, suid_of(use->first)}, msg_id, payload, now);
+/// Each session once, whichever of its sensors it comes from.
+void Playback::tell(const Audience& audience, std::uint32_t msg_id, const std::string& payload, Time now) {
+  Broadcast event(outbox_, msg_id, payload, now);
+  std::optional<SessionId> told;
+  for (const auto& [key, use] : audience) {
+    const Link link = link_of(key);
+    if (told != link.session) event.send(link);
+    told = link.session;
   }
 }
 
 /// One report of each periodic use that is due, by session.
 void Playback::tick(Time now) {
-  std::vector<std::pair<SessionId, SensorKey>> due;
-  while (!ticks_.empty() && std::get<Time>(*ticks_.begin()) <= now) {
-    const auto& [time, session, sensor] = *ticks_.begin();
-    due.emplace_back(session, sensor);
-    ticks_.erase(ticks_.begin());
-  }
-  std::ranges::sort(due);
-  for (const auto& [session, sensor] : due) {
-    SensorUse& use = sessions_.at(session).at(sensor);
+  const std::vector<UseKey> due = take_ticks(now);
+  for (const UseKey& key : due) {
+    SensorUse& use = uses_.at(key);
     if (now - use.next_tick() > longest_backlog) {
       use.first_tick = now;
       use.ticks = 0;
     }
     ++use.ticks;
-    ticks_.emplace(use.next_tick(), session, sensor);
-    send_all_cells({session, suid_of(sensor)}, now);
+    ticks_.emplace(use.next_tick(), key);
   }
+  std::vector<CellsBroadcast> reports;
+  for (const auto& [sub, state] : modem_) {
+    if (state.cells) reports.emplace_back(outbox_, state.cells, now, timeline_.at(now));
+  }
+  for (const UseKey& key : due) {
+    for (CellsBroadcast& report : reports) report.send(link_of(key), uses_.at(key));
+  }
+}
+
+std::vector<UseKey> Playback::take_ticks(Time now) {
+  std::vector<UseKey> due;
+  while (!ticks_.empty() && ticks_.begin()->first <= now) {
+    due.push_back(ticks_.begin()->second);
+    ticks_.erase(ticks_.begin());
+  }
+  std::ranges::sort(due);
+  return due;
 }
 
 }  // namespace kelvane_hub

@@ -1,10 +1,12 @@
 // What time brings: the scenario's steps and periodic reports, and who is told of them.
 #pragma once
 
-#include <functional>
+#include <map>
 #include <optional>
 #include <set>
-#include <tuple>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "hub/scenario/timeline.h"
 #include "hub/simulator/modem.h"
@@ -21,14 +23,17 @@ class Playback final : public Party {
 
   const Modem& modem() const { return modem_; }
 
-  /// What the session has made of the sensor; made on first use.
-  SensorUse& use_of(const Link& link) { return sessions_[link.session][key_of(link.sensor)]; }
+  /// From now on changes of the cells of its subscription are told as `config`, an accepted one, says.
+  void set_thresholds(const Link& link, mox_wwan_signal_strength_config config);
+
+  /// From now on the session is told of events with that id.
+  void register_for(const Link& link, std::uint32_t msg_id);
 
   /// From now on the session is told of the cells as `configuration` says; `rate`, reports a second from 1 on, counts
   /// for a periodic one.
   void configure(const Link& link, Configuration configuration, std::int32_t rate, Time now);
 
-  /// The first time: scenario time begins, and what happens at 0 happens.
+  /// The first time: scenario time begins, and what happens at 0 happens, or begins to if it is very much.
   void start(Time now);
 
   /// Tells of the cells of every subscription.
@@ -38,27 +43,39 @@ class Playback final : public Party {
 
   std::optional<Time> next_due() const override;
 
-  /// Plays what is due in order of time.
+  /// Plays what is due in order of time; of very much only a part, so that others get their turn.
   void advance(Time now) override;
 
  private:
-  using Tick = std::tuple<Time, SessionId, SensorKey>;
-  using Concerns = std::function<bool(const SensorUse&)>;
+  /// Those who are told of something.
+  using Audience = std::map<UseKey, SensorUse*>;
+  using Tick = std::pair<Time, UseKey>;
 
+  SensorUse& use_of(const Link& link) { return uses_[key_of(link)]; }
+  void play_next(Time now);
+  void note_progress(Time now);
+  void complete_start(Time now);
   void play(const scenario_step& step, Time now);
   void play_event(const google::protobuf::Message& event, std::optional<std::uint32_t> sub, Time now);
   void change_cells(const Cells& cells, Time now);
-  void tell_cells_changed(const Link& to, SensorUse& use, const Cells& cells, Time now);
-  void tell(const Concerns& concerns, std::uint32_t msg_id, const std::string& payload, Time now);
+  void tell(const Audience& audience, std::uint32_t msg_id, const std::string& payload, Time now);
   std::optional<Time> next_tick() const;
   void tick(Time now);
-  void drop_tick(SessionId session, const SensorKey& sensor, const SensorUse& use);
+  std::vector<UseKey> take_ticks(Time now);
+  void drop_tick(const UseKey& key, const SensorUse& use);
+  void note_behind(Time due, Time now);
 
   Outbox& outbox_;
   Timeline timeline_;
+  std::optional<Time> starting_;  // while what happens at 0 still happens: when it began to
+  std::optional<Time> behind_;    // when it was last found to be
   Modem modem_;
-  Sessions sessions_;
-  std::set<Tick> ticks_;  // the next one of each periodic use
+  std::map<UseKey, SensorUse> uses_;
+  // Of these; so that an event costs those who are told of it, not those who are not.
+  Audience configured_;
+  Audience on_change_;
+  std::map<std::uint32_t, Audience> registered_;  // by the event's id
+  std::set<Tick> ticks_;                          // the next one of each periodic use
 };
 
 }  // namespace kelvane_hub

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "hub/messages/catalogue.h"
 #include "hub/scenario/scenario_file.h"
@@ -17,6 +18,9 @@ constexpr Time lookup_time = std::chrono::milliseconds(100);
 
 constexpr std::int32_t query_mode = 2;
 constexpr std::int32_t highest_rate = 10'000;
+
+// In bytes. Clients ask for names of a few letters.
+constexpr std::size_t longest_data_type = 1000;
 
 // Of a session. Clients have one at a time.
 constexpr std::ptrdiff_t most_lookups = 100;
@@ -80,6 +84,9 @@ void Requests::advance(Time now) {
 void Requests::look_up(const Link& from, const std::string& payload, Time now) {
   sns_suid_req request;
   if (!request.ParseFromString(payload)) return outbox_.send_error(from, HubError::malformed, now);
+  if (request.data_type().size() > longest_data_type) {
+    return outbox_.send_error(from, HubError::invalid_value, now);
+  }
   const auto pending =
       std::ranges::count(lookups_, from.session, [](const PendingLookup& lookup) { return lookup.from.session; });
   if (pending == most_lookups) return outbox_.send_error(from, HubError::busy, now);
@@ -136,7 +143,9 @@ void Requests::configure_thresholds(const Link& from, const std::string& payload
   std::string explanation = "the bytes are no configuration";
   if (config.ParseFromString(payload)) verdict = check_thresholds(config, subscriptions_, explanation);
   if (verdict == ThresholdVerdict::accepted) {
-    playback_.use_of(from).filters[static_cast<std::uint32_t>(config.sub_id())].configure(config);
+    // What nobody here knows would be kept at many times its size.
+    config.DiscardUnknownFields();
+    playback_.set_thresholds(from, std::move(config));
   } else {
     outbox_.watchers().on_refusal(from, explanation);
   }
@@ -148,9 +157,8 @@ void Requests::configure_thresholds(const Link& from, const std::string& payload
 void Requests::register_events(const Link& from, const std::string& payload, Time now) {
   mox_wwan_sensor_config config;
   if (!config.ParseFromString(payload)) return outbox_.send_error(from, HubError::malformed, now);
-  SensorUse& use = playback_.use_of(from);
   for (const Registration& known : registrations) {
-    if ((config.*known.wanted)()) use.registered.insert(known.event);
+    if ((config.*known.wanted)()) playback_.register_for(from, known.event);
   }
   for (const auto& [sub, state] : playback_.modem()) {
     for (const auto& [msg_id, current] : state.states) {
@@ -164,7 +172,7 @@ void Requests::send_cell_location(const Link& from, const std::string&, Time now
   mox_wwan_get_cell_location_info_response response;
   for (const auto& [sub, state] : playback_.modem()) {
     Cells& cells = *response.add_cells();
-    if (state.cells) cells = *state.cells;
+    if (state.cells) cells = state.cells->cells;
     cells.set_sub(sub);
   }
   response.set_status(0);

@@ -10,7 +10,7 @@ CellDecision ChangeFilter::decide(const Cells& cells, ScenarioTime now) const {
   if (!last_) return {true, first_cells, {}};
   // Rounded: at some speeds two seconds of scenario time come out as a hair less.
   const auto since = std::max(std::chrono::round<std::chrono::milliseconds>(now - last_->time), {});
-  auto decision = decide_change(config_, last_->cells, cells, since);
+  auto decision = decide_change(config_, last_->cells->cells, cells, since);
   return {decision.passes, thresholds, std::move(decision.reasons)};
 }
 

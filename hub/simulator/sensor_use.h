@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <set>
+#include <tuple>
 #include <utility>
 
 #include "hub/simulator/link.h"
@@ -30,11 +30,11 @@ class ChangeFilter {
   /// Whether the session is told of `cells`, which have just changed.
   CellDecision decide(const Cells& cells, ScenarioTime now) const;
 
-  void note_told(const Cells& cells, ScenarioTime now) { last_ = Told{cells, now}; }
+  void note_told(SharedCells cells, ScenarioTime now) { last_ = Told{std::move(cells), now}; }
 
  private:
   struct Told {
-    Cells cells;
+    SharedCells cells;
     ScenarioTime time;
   };
 
@@ -45,7 +45,6 @@ class ChangeFilter {
 /// One session's view of one sensor.
 struct SensorUse {
   Configuration configuration = Configuration::none;
-  std::set<std::uint32_t> registered;             // ids of the events that it wants to hear of
   std::map<std::uint32_t, ChangeFilter> filters;  // by sub id
 
   // If periodic: tick number `ticks` is due at `first_tick` + ticks / `rate` seconds.
@@ -56,14 +55,10 @@ struct SensorUse {
   Time next_tick() const;
 };
 
-/// By suid, low half first.
-using SensorKey = std::pair<std::uint64_t, std::uint64_t>;
-using SensorUses = std::map<SensorKey, SensorUse>;
+/// A session, and the suid of the sensor that it uses, low half first: in this order they are told of what happens.
+using UseKey = std::tuple<SessionId, std::uint64_t, std::uint64_t>;
 
-/// The sessions that use a sensor.
-using Sessions = std::map<SessionId, SensorUses>;
-
-inline SensorKey key_of(suid sensor) { return {sensor.suid_low, sensor.suid_high}; }
-inline suid suid_of(const SensorKey& key) { return {key.first, key.second}; }
+inline UseKey key_of(const Link& link) { return {link.session, link.sensor.suid_low, link.sensor.suid_high}; }
+inline Link link_of(const UseKey& key) { return {std::get<0>(key), {std::get<1>(key), std::get<2>(key)}}; }
 
 }  // namespace kelvane_hub

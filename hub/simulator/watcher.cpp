@@ -26,4 +26,8 @@ void Watchers::on_end() {
   for (Watcher* const watcher : all_) watcher->on_end();
 }
 
+void Watchers::on_behind(Time late) {
+  for (Watcher* const watcher : all_) watcher->on_behind(late);
+}
+
 }  // namespace kelvane_hub

@@ -49,6 +49,10 @@ class Watcher {
 
   /// The last step of a scenario that does not begin anew has happened; the modem's state stays as it is.
   virtual void on_end() {}
+
+  /// The simulator is so late with what is due that it cannot follow: steps are played late, none is left out; periodic
+  /// reports are. Called once, not anew before it has followed for a while.
+  virtual void on_behind(Time /*late*/) {}
 };
 
 /// Tells several, in the order in which they were added.
@@ -63,6 +67,7 @@ class Watchers final : public Watcher {
   void on_refusal(const Link& to, const std::string& explanation) override;
   void on_step(const scenario_step& step, Time now) override;
   void on_end() override;
+  void on_behind(Time late) override;
 
  private:
   std::vector<Watcher*> all_;

@@ -7,6 +7,7 @@
 #include "hub/messages/catalogue.h"
 #include "hub/scenario/scenario_file.h"
 #include "hub/testbench/explainer.h"
+#include "hub/testbench/laggard.h"
 #include "kelvane_api.pb.h"
 
 namespace kelvane_hub {
@@ -64,7 +65,8 @@ class SimulatorTest : public testing::Test, public Delivery {
   void deliver(const Link& to, const std::string& message) override {
     sns_client_event_msg parsed;
     ASSERT_TRUE(parsed.ParseFromString(message));
-    EXPECT_EQ(key_of(to.sensor), std::pair(parsed.suid().suid_low(), parsed.suid().suid_high()));
+    EXPECT_EQ(std::pair(to.sensor.suid_low, to.sensor.suid_high),
+              std::pair(parsed.suid().suid_low(), parsed.suid().suid_high()));
     received_ += (to.session == 1 ? "" : "#" + std::to_string(to.session) + " ") + describe(parsed.events(0)) + "\n";
   }
 
@@ -222,6 +224,34 @@ TEST_F(SimulatorTest, LookupsOfASessionAreBounded) {
   play("");
   for (int i = 0; i < 101; ++i) ask(lookup, lookup_request, sns_suid_req());
   EXPECT_EQ(received(), "130 error 5\n");
+  sns_suid_req request;
+  request.set_data_type(std::string(1001, 'x'));
+  ask(lookup, lookup_request, request);
+  EXPECT_EQ(received(), "130 error 2\n");
+}
+
+TEST_F(SimulatorTest, OthersGetTheirTurnHoweverMuchIsDue) {
+  std::string steps;
+  for (int i = 1; i <= 120; ++i) steps += lte(0, -i);
+  play(steps + "steps { at: 1 cells { sub: 1 } }");
+  start();
+  const auto count = [this] { return std::ranges::count(received(), '\n'); };
+  EXPECT_EQ(count(), 50);
+  simulator_->advance({});
+  EXPECT_EQ(count(), 50);
+  simulator_->advance({});
+  EXPECT_EQ(count(), 21) << "the other subscription's cells are known when all is done";
+}
+
+TEST_F(SimulatorTest, WhoCannotFollowSaysSoOnce) {
+  std::vector<std::string> said;
+  Laggard laggard([&said](const std::string& line) { said.push_back(line); });
+  play(lte(0, -90) + lte(5, -91) + lte(5, -92) + lte(30, -93));
+  simulator_->watch(laggard);
+  start();
+  for (const int second : {8, 33}) simulator_->advance(std::chrono::seconds(second));
+  const std::string end = " s behind: steps are played late, none is left out; periodic reports that were missed are";
+  EXPECT_EQ(said, (std::vector{"3" + end, "3" + end})) << "once at a time";
 }
 
 TEST_F(SimulatorTest, OtherEventsGoToEveryConfiguredSessionOnce) {

@@ -1,0 +1,12 @@
+#include "hub/testbench/laggard.h"
+
+#include "hub/base/concat.h"
+
+namespace kelvane_hub {
+
+void Laggard::on_behind(Time late) {
+  say_(concat(std::chrono::round<std::chrono::seconds>(late).count(),
+              " s behind: steps are played late, none is left out; periodic reports that were missed are"));
+}
+
+}  // namespace kelvane_hub

@@ -216,6 +216,7 @@ int main(int argc, char** argv) {
   } catch (const kelvane_hub::UsageError& error) {
     (void)std::fprintf(stderr, "%s\n", error.what());
     status = kelvane_hub::usage_status;
+  } catch (const kelvane_hub::AlreadyTold&) {
   } catch (const kelvane_hub::InputError& error) {
     (void)std::fprintf(stderr, "%s\n", error.what());
   } catch (const std::exception& error) {

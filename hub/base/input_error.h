@@ -1,6 +1,7 @@
 // The exceptions for input that a person wrote: a scenario, a trace, an option.
 #pragma once
 
+#include <exception>
 #include <stdexcept>
 
 namespace kelvane_hub {
@@ -16,5 +17,8 @@ class UsageError : public InputError {
  public:
   using InputError::InputError;
 };
+
+/// A command has failed and has said why: nothing is left to be said.
+class AlreadyTold : public std::exception {};
 
 }  // namespace kelvane_hub

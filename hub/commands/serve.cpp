@@ -1,6 +1,17 @@
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <future>
 #include <iostream>
+#include <memory>
+#include <optional>
 #include <sstream>
+#include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include "hub/base/diagnostic.h"
 #include "hub/base/input_error.h"
@@ -8,26 +19,86 @@
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/scenario_file.h"
 #include "hub/server/server.h"
+#include "hub/server/voice.h"
 
 namespace kelvane_hub {
 namespace {
 
-Server make_server(const ServeOptions& options) {
-  const bool is_private = options.listen.empty();
-  // A private hub shares its standard error with its client, whose own lines are the first that count there.
-  ServerSettings settings{options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario),
-                          options.speed, options.explain, options.explain || !is_private};
-  check_pace(settings.played, settings.speed);
+scenario load(const ServeOptions& options) {
+  scenario loaded = options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario);
+  check_pace(loaded, options.speed);
+  return loaded;
+}
+
+/// A scenario that is loaded by a thread of its own, which may take long, or for ever if the file is a pipe.
+class Loading {
+ public:
+  explicit Loading(const ServeOptions& options) {
+    std::packaged_task<scenario()> task([options] { return load(options); });
+    loaded_ = task.get_future();
+    std::thread([task = std::move(task), done = done_]() mutable {
+      task();
+      (void)eventfd_write(done->get(), 1);
+    }).detach();
+  }
+
+  bool is_done_within(std::chrono::seconds time) const {
+    return !loaded_.valid() || loaded_.wait_for(time) == std::future_status::ready;
+  }
+
+  /// Can be read from when the thread has come to its end.
+  int descriptor() const { return done_->get(); }
+
+  /// Waits for the scenario; to be called once. Throws what loading has thrown.
+  scenario get() { return loaded_.get(); }
+
+ private:
+  std::shared_ptr<UniqueFd> done_ = std::make_shared<UniqueFd>(eventfd(0, EFD_CLOEXEC));
+  std::future<scenario> loaded_;
+};
+
+void serve_shared(const ServeOptions& options) {
+  scenario played = load(options);
   UniqueFd signals = take_over_signals();
-  auto source = is_private ? connections_from(UniqueFd(options.control_fd)) : listen_at(options.listen);
-  return {std::move(settings), std::move(signals), std::move(source)};
+  Voice voice;
+  Server server({options.explain, true}, voice, std::move(signals), listen_at(options.listen));
+  server.play(std::move(played), options.speed);
+  std::cout << "kelvane-hub: listening on " << options.listen << std::endl;
+  server.run();
+}
+
+/// Whoever has started the hub may go at any time, and waits only so long for the hub's hello. Returns whether the
+/// scenario was loaded by the end.
+bool serve_private(const ServeOptions& options, Voice& voice) {
+  // A scenario that is wrong is told before the hello, unless it takes longer than this.
+  constexpr std::chrono::seconds patience(1);
+  UniqueFd signals = take_over_signals();
+  Loading loading(options);
+  std::optional<scenario> played;
+  if (loading.is_done_within(patience)) played = loading.get();
+  // The standard error is the client's, too, and its own lines are the first that count there.
+  Server server({options.explain, options.explain}, voice, std::move(signals),
+                connections_from(UniqueFd(options.control_fd)));
+  if (played) {
+    server.play(*std::move(played), options.speed);
+  } else {
+    server.once_readable(loading.descriptor(), [&] { server.play(loading.get(), options.speed); });
+  }
+  server.run();
+  return loading.is_done_within({});
+}
+
+std::vector<std::string> lines_of(const std::string& text) {
+  std::istringstream stream(text);
+  std::vector<std::string> lines;
+  for (std::string line; std::getline(stream, line);) lines.push_back(line);
+  return lines;
 }
 
 /// Who speaks stands in front of each line: the client's terminal shows them among others.
-std::string with_speaker(const std::string& lines) {
-  std::istringstream text(lines);
+std::string with_speaker(const std::string& text) {
   std::string spoken;
-  for (std::string line; std::getline(text, line);) {
+  for (const std::string& line : lines_of(text)) {
     spoken.append(spoken.empty() ? "" : "\n").append(hub_speaker).append(": ").append(line);
   }
   return spoken;
@@ -35,12 +106,24 @@ std::string with_speaker(const std::string& lines) {
 
 }  // namespace
 
-void serve(const ServeOptions& options) try {
-  Server server = make_server(options);
-  if (!options.listen.empty()) std::cout << "kelvane-hub: listening on " << options.listen << std::endl;
-  server.run();
-} catch (const InputError& error) {
-  throw InputError(with_speaker(error.what()));
+void serve(const ServeOptions& options) {
+  if (!options.listen.empty()) {
+    try {
+      return serve_shared(options);
+    } catch (const InputError& error) {
+      throw InputError(with_speaker(error.what()));
+    }
+  }
+  auto voice = std::make_unique<Voice>();
+  try {
+    if (serve_private(options, *voice)) return;
+  } catch (const InputError& error) {
+    for (const auto& line : lines_of(error.what())) voice->say(About::itself, line);
+    throw AlreadyTold();
+  }
+  // The thread that loads cannot be ended, and what it works with is destroyed when main() returns.
+  voice.reset();
+  _exit(EXIT_SUCCESS);
 }
 
 }  // namespace kelvane_hub

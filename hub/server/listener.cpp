@@ -108,13 +108,16 @@ class ListeningSocket final : public ConnectionSource {
 
   int descriptor() const override { return socket_.get(); }
 
-  std::optional<UniqueFd> accept() override {
-    UniqueFd connection(accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
-    if (connection && !is_own_user(connection.get())) {
-      diagnose(hub_speaker, "a client of another user was refused");
-      connection.reset();
+  Arrival accept() override {
+    Arrival came;
+    came.connection = UniqueFd(accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
+    if (!came.connection) {
+      came.no_room = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
+    } else if (!is_own_user(came.connection.get())) {
+      came.connection.reset();
+      came.complaint = "a client of another user was refused";
     }
-    return connection;
+    return came;
   }
 
  private:
@@ -127,7 +130,13 @@ class ControlSocket final : public ConnectionSource {
  public:
   explicit ControlSocket(UniqueFd socket) : socket_(std::move(socket)) {}
   int descriptor() const override { return socket_.get(); }
-  std::optional<UniqueFd> accept() override { return receive_descriptor(socket_.get()); }
+  Arrival accept() override {
+    Arrival came;
+    auto received = receive_descriptor(socket_.get());
+    came.is_last = !received;
+    if (received) came.connection = *std::move(received);
+    return came;
+  }
 
  private:
   UniqueFd socket_;

@@ -2,12 +2,19 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "hub/base/unique_fd.h"
 
 namespace kelvane_hub {
+
+/// What came to a source.
+struct Arrival {
+  UniqueFd connection;    // none: nothing came, or it was refused
+  std::string complaint;  // why it was refused; empty: there is nothing to say
+  bool no_room = false;   // it could not be taken yet: there are no descriptors left
+  bool is_last = false;   // the source has dried up, and the hub is to end
+};
 
 /// Something to poll that yields connections. Whoever owns it serves on one thread.
 class ConnectionSource {
@@ -17,8 +24,8 @@ class ConnectionSource {
   /// Readable when accept() will not block.
   virtual int descriptor() const = 0;
 
-  /// The next connection: none if the source has dried up and the hub is to end, an empty one if what came was refused.
-  virtual std::optional<UniqueFd> accept() = 0;
+  /// The next connection.
+  virtual Arrival accept() = 0;
 };
 
 /// A Unix socket at `path` that its owner alone can use. A stale socket there is replaced; one that a hub listens on,

@@ -28,8 +28,9 @@ Loop::Entry Loop::add(int descriptor, Ready ready) {
   return last_entry_;
 }
 
-void Loop::want_to_write(Entry entry, bool wanted) {
-  control(EPOLL_CTL_MOD, registered_.at(entry).descriptor, entry, EPOLLIN | (wanted ? EPOLLOUT : 0U));
+void Loop::want(Entry entry, Interest interest) {
+  const std::uint32_t events = (interest.read ? EPOLLIN : 0U) | (interest.write ? EPOLLOUT : 0U);
+  control(EPOLL_CTL_MOD, registered_.at(entry).descriptor, entry, events);
 }
 
 void Loop::remove(Entry entry) {
@@ -63,22 +64,33 @@ Outcome Loop::run() {
   return *outcome_;
 }
 
-/// What has happened, in the order in which the descriptors were added.
-std::vector<Loop::Happened> Loop::wait() {
+/// Returns at once if somebody is overdue. Whether a descriptor may be ready.
+bool Loop::wait_until_due() const {
   std::optional<Time> due;
   for (const Party* const party : parties_) due = earlier(due, party->next_due());
   timespec timeout{};
-  if (due) timeout = to_timespec(std::max(*due - now(), Time::zero()));
+  if (due) {
+    const Time left = *due - now();
+    if (left <= Time::zero()) return true;
+    timeout = to_timespec(left);
+  }
   // To the nanosecond, which not every kernel's epoll offers.
   pollfd any{epoll_.get(), POLLIN, 0};
-  if (ppoll(&any, 1, due ? &timeout : nullptr, nullptr) <= 0) return {};
-  // Room for all: whoever has been silent for too long is told from those who have something to say.
-  std::vector<epoll_event> events(registered_.size());
-  const int count = epoll_wait(epoll_.get(), events.data(), static_cast<int>(events.size()), 0);
-  events.resize(static_cast<std::size_t>(std::max(count, 0)));
+  return ppoll(&any, 1, due ? &timeout : nullptr, nullptr) > 0;
+}
+
+/// What has happened, in the order in which the descriptors were added.
+std::vector<Loop::Happened> Loop::wait() {
+  if (!wait_until_due()) return {};
+  // Of all at once: whoever has been silent for too long is told from those who have something to say.
+  if (events_.size() < registered_.size()) events_.resize(registered_.size());
+  const int count = epoll_wait(epoll_.get(), events_.data(), static_cast<int>(events_.size()), 0);
   std::vector<Happened> happened;
-  happened.reserve(events.size());
-  for (const epoll_event& event : events) happened.push_back({event.data.u64, event.events});
+  happened.reserve(static_cast<std::size_t>(std::max(count, 0)));
+  for (int i = 0; i < count; ++i) {
+    const epoll_event& event = events_[static_cast<std::size_t>(i)];
+    happened.push_back({event.data.u64, event.events});
+  }
   std::ranges::sort(happened, {}, &Happened::entry);
   return happened;
 }

@@ -1,6 +1,8 @@
 // Waits for descriptors and for moments, and says to those concerned that they have come.
 #pragma once
 
+#include <sys/epoll.h>
+
 #include <cstdint>
 #include <functional>
 #include <map>
@@ -16,6 +18,14 @@ namespace kelvane_hub {
 enum class Outcome {
   signalled,   // somebody wants the hub to end
   no_clients,  // nobody is left who could bring any
+};
+
+/// Of what whoever has added a descriptor is told.
+struct Interest {
+  bool read = true;
+  bool write = false;
+
+  bool operator==(const Interest&) const = default;
 };
 
 /// One turn after the other on the thread that calls run(). In a turn, what is overdue happens first, then each ready
@@ -36,8 +46,8 @@ class Loop {
   /// Throws std::system_error, and nothing was added, if it is of a kind that cannot be waited for.
   Entry add(int descriptor, Ready ready);
 
-  /// Whether to tell when it can be written, too. At first not.
-  void want_to_write(Entry entry, bool wanted);
+  /// Of what it is told from now on, beside that it has ended; at first that it can be read.
+  void want(Entry entry, Interest interest);
 
   /// It is told of nothing any more, in this turn neither.
   void remove(Entry entry);
@@ -68,12 +78,14 @@ class Loop {
   };
 
   std::vector<Happened> wait();
+  bool wait_until_due() const;
   void control(int operation, int descriptor, Entry entry, std::uint32_t events);
   void serve(const Happened& happened, Time now);
 
   UniqueFd epoll_;
   Entry last_entry_ = 0;
   std::map<Entry, Registered> registered_;
+  std::vector<epoll_event> events_;  // room for all: kept, not filled anew in each turn
   std::vector<Party*> parties_;
   std::vector<std::function<void()>> ends_of_turn_;
   std::optional<Outcome> outcome_;

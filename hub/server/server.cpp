@@ -5,12 +5,13 @@
 #include <csignal>
 #include <utility>
 
-#include "hub/base/diagnostic.h"
-
 namespace kelvane_hub {
 namespace {
 
-void say(const std::string& line) { diagnose(hub_speaker, line); }
+/// Says lines about something.
+auto teller(Voice& voice, About about) {
+  return [&voice, about](const std::string& line) { voice.say(about, line); };
+}
 
 }  // namespace
 
@@ -24,23 +25,49 @@ UniqueFd take_over_signals() {
   return UniqueFd(signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
-Server::Server(ServerSettings settings, UniqueFd signals, std::unique_ptr<ConnectionSource> source)
+Server::Server(Talk talk, Voice& voice, UniqueFd signals, std::unique_ptr<ConnectionSource> source)
     : signals_(std::move(signals)),
-      clients_(loop_, std::move(source), *this),
-      simulator_(std::move(settings.played), settings.speed, clients_),
-      explainer_(say),
-      announcer_(say) {
+      talk_(talk),
+      clients_(loop_, std::move(source), *this, voice),
+      explainer_(teller(voice, About::explanations)),
+      announcer_(teller(voice, About::scenario)),
+      laggard_(teller(voice, About::itself)) {
   loop_.add(signals_.get(), [this](bool, bool, Time) { loop_.stop(Outcome::signalled); });
-  loop_.add(simulator_);
-  loop_.add(clients_);
-  if (settings.explain) simulator_.watch(explainer_);
-  if (settings.announce) simulator_.watch(announcer_);
+  loop_.add(*this);
+}
+
+void Server::play(scenario played, double speed) {
+  simulator_.emplace(std::move(played), speed, clients_);
+  simulator_->watch(laggard_);
+  if (talk_.explain) simulator_->watch(explainer_);
+  if (talk_.announce) simulator_->watch(announcer_);
+  clients_.release();
+}
+
+std::optional<Time> Server::next_due() const {
+  return earlier(clients_.next_due(), simulator_ ? simulator_->next_due() : std::nullopt);
+}
+
+void Server::advance(Time now) {
+  // What is overdue happens before whoever asks is answered.
+  if (simulator_) simulator_->advance(now);
+  clients_.advance(now);
+}
+
+void Server::once_readable(int descriptor, std::function<void()> action) {
+  const auto entry = std::make_shared<Loop::Entry>();
+  *entry = loop_.add(descriptor, [this, entry, action = std::move(action)](bool, bool, Time) {
+    loop_.remove(*entry);
+    action();
+  });
 }
 
 void Server::on_request(const Link& from, const std::string& envelope, Time now) {
-  simulator_.handle_request(from, envelope, now);
+  simulator_->handle_request(from, envelope, now);
 }
 
-void Server::on_end(SessionId session) { simulator_.end_session(session); }
+void Server::on_end(SessionId session) {
+  if (simulator_) simulator_->end_session(session);
+}
 
 }  // namespace kelvane_hub

@@ -1,21 +1,23 @@
 // A hub at work: clients, signals and a simulator in one loop.
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <optional>
+#include <string>
 
 #include "hub/server/clients.h"
 #include "hub/server/loop.h"
+#include "hub/server/voice.h"
 #include "hub/simulator/simulator.h"
 #include "hub/testbench/announcer.h"
 #include "hub/testbench/explainer.h"
+#include "hub/testbench/laggard.h"
 
 namespace kelvane_hub {
 
-/// How a hub is run.
-struct ServerSettings {
-  scenario played;  // checked
-  double speed = 1;
-  // On standard error:
+/// What a hub says of itself, beside what is wrong.
+struct Talk {
   bool explain = false;   // why changes were or were not reported
   bool announce = false;  // that the scenario is over
 };
@@ -25,25 +27,37 @@ struct ServerSettings {
 UniqueFd take_over_signals();
 
 /// Serves the clients of one source from one scenario, on the thread that calls run().
-class Server final : SessionHandler {
+class Server final : SessionHandler, Party {
  public:
-  /// `signals`: what take_over_signals() returned.
-  Server(ServerSettings settings, UniqueFd signals, std::unique_ptr<ConnectionSource> source);
+  /// `signals`: what take_over_signals() returned. `voice` outlives this object. Until there is a scenario to play
+  /// sessions are let in, but their requests wait.
+  Server(Talk talk, Voice& voice, UniqueFd signals, std::unique_ptr<ConnectionSource> source);
+
+  /// From now on requests are answered: plays `played` (one that was checked) `speed` times as fast. To be called once.
+  void play(scenario played, double speed);
+
+  /// Calls `action` once, during run(), when `descriptor`, which the caller keeps open, can be read. What it throws
+  /// ends run().
+  void once_readable(int descriptor, std::function<void()> action);
 
   /// Returns on one of the signals, or when the source has dried up.
   Outcome run() { return loop_.run(); }
 
  private:
+  std::optional<Time> next_due() const override;
+  void advance(Time now) override;
   // What was overdue has happened: the loop advances its parties first.
   void on_request(const Link& from, const std::string& envelope, Time now) override;
   void on_end(SessionId session) override;
 
   UniqueFd signals_;
+  const Talk talk_;
   Loop loop_;
   Clients clients_;
-  Simulator simulator_;
+  std::optional<Simulator> simulator_;  // none before there is a scenario
   Explainer explainer_;
   Announcer announcer_;
+  Laggard laggard_;
 };
 
 }  // namespace kelvane_hub

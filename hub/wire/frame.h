@@ -33,7 +33,7 @@ struct Frame {
 inline constexpr std::size_t max_payload = std::size_t{64} << 20;
 
 /// Clients ask for little. What a parser makes of a request can be many times its size.
-inline constexpr std::size_t max_request = std::size_t{1} << 20;
+inline constexpr std::size_t max_request = std::size_t{64} << 10;
 
 /// The payload of both hellos. The number grows when the form of a frame changes.
 inline constexpr std::string_view hello_text = "kelvane wire 1";
@@ -44,7 +44,10 @@ class WireError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// The frame as bytes. `payload` has at most max_payload bytes.
+/// Appends the frame's bytes to `bytes`. `payload` has at most max_payload bytes.
+void append_frame(std::string& bytes, FrameKind kind, suid sensor, std::string_view payload);
+
+/// The frame as bytes, likewise.
 std::string encode_frame(FrameKind kind, suid sensor, std::string_view payload);
 
 /// The two hellos are alike.
@@ -68,7 +71,7 @@ class FrameReader {
   /// The next whole frame, if there is one. Throws WireError as soon as the bytes cannot become one.
   std::optional<Frame> next();
 
-  /// Whether a frame has begun that has not ended.
+  /// Whether a frame has begun that has not been taken.
   bool in_frame() const { return consumed_ < bytes_.size(); }
 
  private:

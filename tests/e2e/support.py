@@ -137,8 +137,8 @@ class Program:
                      if name == "KELVANE_HUB_PROGRAM" or not name.startswith("KELVANE_HUB")}
         streams.setdefault("stdin", subprocess.DEVNULL)
         with open(self.name + ".out", "wb") as out, open(self.name + ".err", "wb") as err:
-            streams.setdefault("stdout", out)
-            self.process = subprocess.Popen(command, env={**inherited, **environment}, stderr=err, **streams)
+            streams = {"stdout": out, "stderr": err, **streams}
+            self.process = subprocess.Popen(command, env={**inherited, **environment}, **streams)
         self.pid = self.process.pid
         test.addCleanup(self.kill)
 
@@ -252,9 +252,9 @@ class EndToEndTest(unittest.TestCase):
         pathlib.Path("scenario.textproto").write_text(scenario)
         return {"KELVANE_HUB_SCENARIO": "scenario.textproto"}
 
-    def serve(self, scenario):
+    def serve(self, scenario, **streams):
         """Starts a shared hub at hub.sock."""
-        hub = Program(self, [HUB, "serve", "--listen", "hub.sock"], self.playing(scenario))
+        hub = Program(self, [HUB, "serve", "--listen", "hub.sock"], self.playing(scenario), **streams)
         until(lambda: hub.out == "kelvane-hub: listening on hub.sock\n", "the hub to listen")
         return hub
 

@@ -13,7 +13,7 @@ namespace kelvane_hub {
 
 /// How a hub is run.
 struct ServerSettings {
-  scenario played;  // checked
+  PackedScenario played;  // checked
   double speed = 1;
   // On standard error:
   bool explain = false;   // why changes were or were not reported

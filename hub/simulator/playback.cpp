@@ -6,7 +6,6 @@
 
 #include "hub/messages/catalogue.h"
 #include "hub/messages/cell_change.h"
-#include "hub/scenario/scenario_file.h"
 #include "hub/scenario/step.h"
 #include "hub/simulator/registrations.h"
 
@@ -29,8 +28,8 @@ bool is_configured(const SensorUse& use) { return use.configuration != Configura
 
 }  // namespace
 
-Playback::Playback(const scenario& played, double speed, Outbox& outbox)
-    : outbox_(outbox), timeline_(played, speed), modem_(make_modem(subscriptions_of(played))) {}
+Playback::Playback(const PackedScenario& played, double speed, Outbox& outbox)
+    : outbox_(outbox), timeline_(played, speed), modem_(make_modem(played.subscriptions())) {}
 
 void Playback::configure(const Link& link, Configuration configuration, std::int32_t rate, Time now) {
   SensorUse& use = use_of(link);

@@ -14,7 +14,7 @@ void PackedScenario::add_step(const scenario_step& step) {
 scenario_step PackedScenario::step(std::size_t index) const {
   const std::size_t begin = index == 0 ? 0 : steps_[index - 1].end;
   scenario_step unpacked;
-  unpacked.ParseFromArray(bytes_.data() + begin, static_cast<int>(steps_[index].end - begin));
+  (void)unpacked.ParseFromArray(bytes_.data() + begin, static_cast<int>(steps_[index].end - begin));
   return unpacked;
 }
 

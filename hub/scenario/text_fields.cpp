@@ -43,7 +43,7 @@ class Cursor {
   }
 
   bool skip_if(char wanted) {
-    if (look() != wanted || ended()) return false;
+    if (look() != wanted) return false;
     skip();
     return true;
   }
@@ -111,16 +111,16 @@ class Cursor {
     while (!ended() && is(*at_)) skip();
   }
 
+  /// To the parser a string ends with its line at the latest; that is an error, but not one of what follows.
   bool skip_string() {
     const char quote = *at_;
     skip();
-    while (look() != quote) {
+    while (look() != quote && look() != '\n') {
       if (look() == '\\') skip();
-      if (look() == '\n' || look() == '\0') return false;
-      skip();
+      if (look() == '\0') return false;
+      if (look() != '\n') skip();
     }
-    skip();
-    return true;
+    return skip_if(quote) || look() == '\n';
   }
 
   /// Strings one after the other are one.

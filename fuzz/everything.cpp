@@ -39,14 +39,14 @@ std::vector<std::string> requests_for_everything() {
           envelope(streaming_config, bytes_of<mox_wwan_streaming_sensor_config>("sample_rate: 5"))};
 }
 
-void play_everything(const scenario& played, int seconds, Delivery& delivery) {
+void play_everything(const PackedScenario& played, int seconds, Delivery& delivery) {
   static const auto requests = requests_for_everything();
   constexpr int speed = 10;
   Simulator simulator(played, speed, delivery);
   Explainer explainer([](const std::string&) {});
   simulator.watch(explainer);
   Time now = std::chrono::hours(1);
-  for (const auto& sensor : played.sensors()) {
+  for (const auto& sensor : played.head().sensors()) {
     for (const auto& request : requests) {
       simulator.handle_request({1, {sensor.suid().suid_low(), sensor.suid().suid_high()}}, request, now);
     }

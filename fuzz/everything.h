@@ -16,7 +16,7 @@ std::string envelope(std::uint32_t msg_id, const std::string& payload);
 std::vector<std::string> requests_for_everything();
 
 /// Plays `seconds` of `played`, one that was checked, to a session that has asked each sensor for everything.
-void play_everything(const scenario& played, int seconds, Delivery& delivery);
+void play_everything(const PackedScenario& played, int seconds, Delivery& delivery);
 
 /// Takes events for nobody.
 struct Nowhere final : Delivery {

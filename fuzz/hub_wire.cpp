@@ -44,7 +44,7 @@ struct ToConnection final : Delivery {
 };
 
 void converse(const std::vector<std::string_view>& pieces) {
-  static const scenario played = built_in_scenario();
+  static const PackedScenario played = built_in_scenario();
   auto [client_end, hub_end] = socket_pair(SOCK_STREAM);
   Client client(std::move(client_end));
   Connection connection(std::move(hub_end));

@@ -21,7 +21,7 @@ void import(const std::string& input) try {
   const Drive drive = read(input);
   if (drive.summary.text().empty()) std::abort();
   const std::string text = text_of(to_scenario(drive, Plmn{272, 1}));
-  if (parse_scenario(text, "drive.textproto").steps_size() != std::ssize(drive.rows)) std::abort();
+  if (parse_scenario(text, "drive.textproto").steps_size() != drive.rows.size()) std::abort();
 } catch (const InputError&) {
 }
 

@@ -63,7 +63,7 @@ std::string stream(char pieces, const std::string& bytes) { return pieces + byte
 
 Seeds hub_wires() {
   const suid lookup{sns_suid_sensor().suid_low(), sns_suid_sensor().suid_high()};
-  const auto known = built_in_scenario().sensors(0).suid();
+  const auto known = built_in_scenario().head().sensors(0).suid();
   const suid sensor{known.suid_low(), known.suid_high()};
   Seeds seeds{
       stream(0, encode_hello() + encode_frame(FrameKind::request, lookup, envelope(lookup_request, "\n\4wwan")))};
@@ -84,11 +84,11 @@ Seeds library_wires() {
 
 /// The built-in scenario whole and, smaller and quicker, each of its steps alone.
 Seeds scenarios() {
-  const scenario built_in = built_in_scenario();
+  const PackedScenario built_in = built_in_scenario();
   Seeds seeds{built_in_scenario_text, "steps { at: 1.5 raw { msg_id: 9 payload: '\\377' } } repeat_after: 1.6"};
-  for (const auto& step : built_in.steps()) {
+  for (std::size_t i = 0; i < built_in.steps_size(); ++i) {
     scenario alone;
-    *alone.add_steps() = step;
+    *alone.add_steps() = built_in.step(i);
     seeds.push_back(alone.DebugString());
   }
   return seeds;

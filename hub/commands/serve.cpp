@@ -24,8 +24,8 @@
 namespace kelvane_hub {
 namespace {
 
-scenario load(const ServeOptions& options) {
-  scenario loaded = options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario);
+PackedScenario load(const ServeOptions& options) {
+  PackedScenario loaded = options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario);
   check_pace(loaded, options.speed);
   return loaded;
 }
@@ -34,7 +34,7 @@ scenario load(const ServeOptions& options) {
 class Loading {
  public:
   explicit Loading(const ServeOptions& options) {
-    std::packaged_task<scenario()> task([options] { return load(options); });
+    std::packaged_task<PackedScenario()> task([options] { return load(options); });
     loaded_ = task.get_future();
     std::thread([task = std::move(task), done = done_]() mutable {
       task();
@@ -50,15 +50,15 @@ class Loading {
   int descriptor() const { return done_->get(); }
 
   /// Waits for the scenario; to be called once. Throws what loading has thrown.
-  scenario get() { return loaded_.get(); }
+  PackedScenario get() { return loaded_.get(); }
 
  private:
   std::shared_ptr<UniqueFd> done_ = std::make_shared<UniqueFd>(eventfd(0, EFD_CLOEXEC));
-  std::future<scenario> loaded_;
+  std::future<PackedScenario> loaded_;
 };
 
 void serve_shared(const ServeOptions& options) {
-  scenario played = load(options);
+  PackedScenario played = load(options);
   UniqueFd signals = take_over_signals();
   Voice voice;
   Server server({options.explain, true}, voice, std::move(signals), listen_at(options.listen));
@@ -74,7 +74,7 @@ bool serve_private(const ServeOptions& options, Voice& voice) {
   constexpr std::chrono::seconds patience(1);
   UniqueFd signals = take_over_signals();
   Loading loading(options);
-  std::optional<scenario> played;
+  std::optional<PackedScenario> played;
   if (loading.is_done_within(patience)) played = loading.get();
   // The standard error is the client's, too, and its own lines are the first that count there.
   Server server({options.explain, options.explain}, voice, std::move(signals),

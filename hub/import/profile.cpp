@@ -10,7 +10,7 @@
 #include "hub/base/input_error.h"
 #include "hub/import/columns.h"
 #include "hub/import/modes.h"
-#include "hub/scenario/scenario_check.h"
+#include "hub/scenario/mistakes.h"
 
 namespace kelvane_hub {
 namespace {

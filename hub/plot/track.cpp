@@ -4,6 +4,7 @@
 #include <array>
 #include <map>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <utility>
 
@@ -200,17 +201,10 @@ void note(TrackBuilder& builder, const scenario_step& step) {
 }
 
 /// A modem always knows its cells, if only that there are none.
-void note_start(TrackBuilder& builder, const scenario& played) {
-  std::map<std::uint32_t, double> begins;  // of those that have cells at all
-  for (const auto& step : played.steps()) {
-    if (step.has_cells()) begins.try_emplace(step.cells().sub(), step.at());
-  }
-  for (const auto& [sub, begin] : begins) {
-    if (begin == 0) continue;
-    Cells none;
-    none.set_sub(sub);
-    builder.cells({}, none, true);
-  }
+void note_start(TrackBuilder& builder, std::uint32_t sub) {
+  Cells none;
+  none.set_sub(sub);
+  builder.cells({}, none, true);
 }
 
 }  // namespace
@@ -230,12 +224,18 @@ Track track_of(const Run& run) {
   return builder.finish(std::string(name_of(times.clock)), end);
 }
 
-Track track_of(const scenario& played) {
+Track track_of(const PackedScenario& played) {
   TrackBuilder builder;
-  note_start(builder, played);
-  for (const auto& step : played.steps()) note(builder, step);
-  const double last = played.steps().empty() ? 0 : played.steps().rbegin()->at();
-  return builder.finish("scenario time", played.has_repeat_after() ? played.repeat_after() : end_of_last_state(last));
+  std::set<std::uint32_t> begun;  // those that have been given cells
+  for (std::size_t i = 0; i < played.steps_size(); ++i) {
+    const scenario_step step = played.step(i);
+    const std::uint32_t sub = step.cells().sub();
+    if (step.has_cells() && begun.insert(sub).second && step.at() > 0) note_start(builder, sub);
+    note(builder, step);
+  }
+  const scenario& head = played.head();
+  const double end = head.has_repeat_after() ? head.repeat_after() : end_of_last_state(played.last_time());
+  return builder.finish("scenario time", end);
 }
 
 }  // namespace kelvane_hub

@@ -8,7 +8,7 @@
 
 #include "hub/plot/quantities.h"
 #include "hub/report/run.h"
-#include "scenario.pb.h"
+#include "hub/scenario/packed_scenario.h"
 
 namespace kelvane_hub {
 
@@ -72,6 +72,6 @@ struct Track {
 Track track_of(const Run& run);
 
 /// The same of the steps of a scenario, played once, by their own time; where it repeats itself, up to then.
-Track track_of(const scenario& played);
+Track track_of(const PackedScenario& played);
 
 }  // namespace kelvane_hub

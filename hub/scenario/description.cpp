@@ -1,7 +1,6 @@
 #include <cmath>
 #include <iomanip>
 #include <limits>
-#include <map>
 #include <sstream>
 
 #include "hub/scenario/scenario_file.h"
@@ -15,28 +14,24 @@ std::string shown_seconds(double value) {
   return text.str();
 }
 
-std::string describe(const scenario& checked, double speed) {
+std::string describe(const PackedScenario& checked, double speed) {
+  const scenario& head = checked.head();
   std::ostringstream text;
-  if (checked.has_description()) text << checked.description() << '\n';
+  if (head.has_description()) text << head.description() << '\n';
   text << "sensors:";
-  for (const auto& sensor : checked.sensors()) text << ' ' << sensor.data_type();
+  for (const auto& sensor : head.sensors()) text << ' ' << sensor.data_type();
   text << "\nsubscriptions:";
-  for (const auto sub : subscriptions_of(checked)) text << ' ' << sub;
-  std::map<std::string, int> counts;
-  for (const auto& step : checked.steps()) {
-    const auto* kind = scenario_step::descriptor()->FindFieldByNumber(step.what_case());
-    ++counts[kind->name()];
-  }
+  for (const auto sub : checked.subscriptions()) text << ' ' << sub;
   text << "\nsteps: " << checked.steps_size();
-  for (const auto& [kind, count] : counts) text << ", " << kind << ' ' << count;
-  const double end = checked.steps_size() == 0 ? 0 : checked.steps(checked.steps_size() - 1).at();
+  for (const auto& [kind, count] : checked.kinds()) text << ", " << kind << ' ' << count;
+  const double end = checked.last_time();
   text << "\nlast step at " << shown_seconds(end) << " s";
-  if (checked.has_repeat_after()) text << ", begins anew after " << shown_seconds(checked.repeat_after()) << " s";
+  if (head.has_repeat_after()) text << ", begins anew after " << shown_seconds(head.repeat_after()) << " s";
   text << '\n';
   if (speed != 1) {
     const auto seconds = [speed](double time) { return shown_seconds(std::round(time / speed * 1000) / 1000); };
     text << "at speed " << speed << ": " << seconds(end) << " s";
-    if (checked.has_repeat_after()) text << ", anew after " << seconds(checked.repeat_after()) << " s";
+    if (head.has_repeat_after()) text << ", anew after " << seconds(head.repeat_after()) << " s";
     text << '\n';
   }
   return text.str();

@@ -1,16 +1,14 @@
 // What a scenario says that can hardly be meant.
 #pragma once
 
-#include <google/protobuf/text_format.h>
-
-#include "hub/scenario/scenario_check.h"
+#include "hub/scenario/mistakes.h"
+#include "hub/scenario/text_fields.h"
 #include "scenario.pb.h"
 
 namespace kelvane_hub {
 
-/// Adds a warning for each cell whose technology does not exist, or is another one than its parts are of, and for each
-/// value that no receiver measures. `places` says where the parts of `checked` stand.
-void check_plausibility(const scenario& checked, const google::protobuf::TextFormat::ParseInfoTree& places,
-                        Mistakes& warnings);
+/// Adds a warning for each cell of the step whose technology does not exist, or is another one than its parts are of,
+/// and for each value that no receiver measures. `body` is the text that `step` was parsed from, with its brackets.
+void check_plausibility(const scenario_step& step, const TextPart& body, Mistakes& warnings);
 
 }  // namespace kelvane_hub

@@ -1,125 +1,101 @@
 #include "hub/scenario/scenario_check.h"
 
 #include <algorithm>
-#include <map>
-#include <utility>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/scenario/seconds.h"
 #include "hub/wire/frame.h"
+#include "kelvane_api.pb.h"
 
 namespace kelvane_hub {
 namespace {
 
-using google::protobuf::TextFormat;
+// Keeps scenario time in nanoseconds, slowed down by the slowest speed, well inside 64 bits.
+constexpr double longest = 1e7;
 
-/// Checks what the text format cannot: the rules that scenario.proto states in words.
-class Checker {
- public:
-  Checker(const scenario& checked, const TextFormat::ParseInfoTree& places, Mistakes& mistakes)
-      : scenario_(checked), places_(places), mistakes_(mistakes), all_known_(mistakes.text().empty()) {}
+// Leaves room for the envelope around it.
+constexpr std::size_t most_bytes = max_payload - 1024;
 
-  void check() {
-    for (int i = 0; i < scenario_.sensors_size(); ++i) check_sensor(i);
-    for (int i = 0; i < scenario_.steps_size(); ++i) check_step(i);
-    check_repeat();
-  }
-
- private:
-  // Keeps scenario time in nanoseconds, slowed down by the slowest speed, well inside 64 bits.
-  static constexpr double longest = 1e7;
-
-  void complain(const char* field, int index, const std::string& message) {
-    const auto* descriptor = scenario::descriptor()->FindFieldByName(field);
-    const auto place = places_.GetLocation(descriptor, descriptor->is_repeated() ? index : -1);
-    mistakes_.AddError(place.line, place.column, message);
-  }
-
-  void check_sensor(int i) {
-    const auto& sensor = scenario_.sensors(i);
-    if (sensor.data_type().empty()) complain("sensors", i, "expected a data_type, found a sensor without one");
-    if (!std::ranges::all_of(sensor.refusals(), &scenario_refusal::has_msg_id)) {
-      complain("sensors", i, "expected a msg_id in each refusal, found a refusal without one");
-    }
-    if (!sensor.has_suid()) return complain("sensors", i, "expected a suid, found a sensor without one");
-    const std::pair key(sensor.suid().suid_low(), sensor.suid().suid_high());
-    const sns_suid_sensor lookup;
-    if (key == std::pair(lookup.suid_low(), lookup.suid_high())) {
-      complain("sensors", i, "expected a suid of its own, found that of the lookup sensor");
-    } else if (const auto [first, added] = sensors_.emplace(key, i); !added) {
-      complain("sensors", i, "expected a suid of its own, found that of sensor " + std::to_string(first->second + 1));
-    }
-  }
-
-  void check_step(int i) {
-    const auto& step = scenario_.steps(i);
-    if (!step.has_at()) {
-      complain("steps", i, "expected a time (at), found a step without one");
-    } else if (!(step.at() >= 0 && step.at() <= longest)) {
-      complain("steps", i, "expected a time (at) from 0 to 10000000 seconds, found " + shown_seconds(step.at()));
-    } else if (step.at() < last_time_) {
-      complain("steps", i,
-               "expected a time (at) of " + shown_seconds(last_time_) + " seconds or later, found " +
-                   shown_seconds(step.at()));
-    } else {
-      last_time_ = step.at();
-    }
-    // If there is an unknown field it may have been meant to happen here.
-    if (step.what_case() == scenario_step::WHAT_NOT_SET && all_known_) {
-      complain("steps", i, "expected something that happens (cells, voice_calls, …), found a step with a time only");
-    }
-    if (step.has_raw() && !step.raw().has_msg_id()) {
-      complain("steps", i, "expected a msg_id, found a raw event without one");
-    }
-    // Leaves room for the envelope around it.
-    if (step.ByteSizeLong() > max_payload - 1024) {
-      complain("steps", i,
-               "expected at most 64 MiB, found a step of " + std::to_string(step.ByteSizeLong()) + " bytes");
-    }
-  }
-
-  void check_repeat() {
-    constexpr double shortest = 0.001;
-    if (!scenario_.has_repeat_after()) return;
-    const double after = scenario_.repeat_after();
-    if (!(after >= shortest && after <= longest && after > last_time_)) {
-      complain("repeat_after", -1,
-               "expected 0.001 to 10000000 seconds and more than the last step's " + shown_seconds(last_time_) +
-                   ", found " + shown_seconds(after));
-    }
-  }
-
-  const scenario& scenario_;
-  const TextFormat::ParseInfoTree& places_;
-  Mistakes& mistakes_;
-  const bool all_known_;
-  double last_time_ = 0;
-  std::map<std::pair<std::uint64_t, std::uint64_t>, int> sensors_;
-};
+std::size_t size_of_answer(const scenario_sensor& sensor) {
+  sns_std_attr_event answer;
+  *answer.mutable_attributes() = sensor.attributes();
+  return answer.ByteSizeLong();
+}
 
 }  // namespace
 
-void Mistakes::AddError(int line, google::protobuf::io::ColumnNumber column, const std::string& message) {
-  text_ += text_.empty() ? "" : "\n";
-  text_ += concat(file_, ":", line + 1, ":", column + 1, ": ", message);
+void ScenarioCheck::check_step(const scenario_step& step, const TextPlace& place) {
+  check_time(step, place);
+  if (step.what_case() == scenario_step::WHAT_NOT_SET) {
+    findings_.push_back(
+        {place, "expected something that happens (cells, voice_calls, …), found a step with a time only", true});
+  }
+  if (step.has_raw() && !step.raw().has_msg_id()) complain(place, "expected a msg_id, found a raw event without one");
+  if (const std::size_t size = step.ByteSizeLong(); size > most_bytes) {
+    complain(place, concat("expected at most 64 MiB, found a step of ", size, " bytes"));
+  }
 }
 
-void Mistakes::throw_if_any() const {
-  if (!text_.empty()) throw InputError(text_);
+void ScenarioCheck::check_head(const scenario& head, const HeadPlaces& places) {
+  for (std::size_t i = 0; i < places.sensors.size(); ++i) {
+    check_sensor(head.sensors(static_cast<int>(i)), i, places.sensors[i]);
+  }
+  if (head.has_repeat_after()) check_repeat(head.repeat_after(), places.repeat_after);
 }
 
-void check_scenario(const scenario& checked, const TextFormat::ParseInfoTree& places, Mistakes& mistakes) {
-  Checker(checked, places, mistakes).check();
+void ScenarioCheck::tell(Mistakes& mistakes, bool all_known) const {
+  for (const auto& [place, message, is_idle] : findings_) {
+    if (all_known || !is_idle) mistakes.add(place, message);
+  }
 }
 
-void check_pace(const scenario& played, double speed) {
+void ScenarioCheck::check_time(const scenario_step& step, const TextPlace& place) {
+  if (!step.has_at()) {
+    complain(place, "expected a time (at), found a step without one");
+  } else if (!(step.at() >= 0 && step.at() <= longest)) {
+    complain(place, "expected a time (at) from 0 to 10000000 seconds, found " + shown_seconds(step.at()));
+  } else if (step.at() < last_time_) {
+    complain(place, "expected a time (at) of " + shown_seconds(last_time_) + " seconds or later, found " +
+                        shown_seconds(step.at()));
+  } else {
+    last_time_ = step.at();
+  }
+}
+
+void ScenarioCheck::check_sensor(const scenario_sensor& sensor, std::size_t index, const TextPlace& place) {
+  if (sensor.data_type().empty()) complain(place, "expected a data_type, found a sensor without one");
+  if (!std::ranges::all_of(sensor.refusals(), &scenario_refusal::has_msg_id)) {
+    complain(place, "expected a msg_id in each refusal, found a refusal without one");
+  }
+  if (const std::size_t size = size_of_answer(sensor); size > most_bytes) {
+    complain(place, concat("expected at most 64 MiB, found attributes of ", size, " bytes"));
+  }
+  if (!sensor.has_suid()) return complain(place, "expected a suid, found a sensor without one");
+  const std::pair key(sensor.suid().suid_low(), sensor.suid().suid_high());
+  const sns_suid_sensor lookup;
+  if (key == std::pair(lookup.suid_low(), lookup.suid_high())) {
+    complain(place, "expected a suid of its own, found that of the lookup sensor");
+  } else if (const auto [first, added] = sensors_.emplace(key, index); !added) {
+    complain(place, concat("expected a suid of its own, found that of sensor ", first->second + 1));
+  }
+}
+
+void ScenarioCheck::check_repeat(double after, const TextPlace& place) {
+  constexpr double shortest = 0.001;
+  if (after >= shortest && after <= longest && after > last_time_) return;
+  complain(place, "expected 0.001 to 10000000 seconds and more than the last step's " + shown_seconds(last_time_) +
+                      ", found " + shown_seconds(after));
+}
+
+void check_pace(const PackedScenario& played, double speed) {
   constexpr double most_steps_a_second = 100'000;
-  if (!played.has_repeat_after()) return;
-  const double steps_a_second = played.steps_size() / played.repeat_after() * speed;
+  if (!played.head().has_repeat_after()) return;
+  const double after = played.head().repeat_after();
+  const double steps_a_second = static_cast<double>(played.steps_size()) / after * speed;
   if (steps_a_second > most_steps_a_second) {
     throw InputError(concat("--speed: expected at most 100000 steps a second, found ", steps_a_second, " (",
-                            played.steps_size(), " steps in ", played.repeat_after(), " s at speed ", speed, ")"));
+                            played.steps_size(), " steps in ", after, " s at speed ", speed, ")"));
   }
 }
 

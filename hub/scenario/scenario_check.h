@@ -1,46 +1,54 @@
-// What can be wrong with a scenario.
+// What can be wrong with a scenario whose form is right: the rules that scenario.proto states in words.
 #pragma once
 
-#include <google/protobuf/io/tokenizer.h>
-#include <google/protobuf/text_format.h>
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
 
-#include <string>
-
+#include "hub/scenario/mistakes.h"
+#include "hub/scenario/packed_scenario.h"
 #include "scenario.pb.h"
 
 namespace kelvane_hub {
 
-/// Keeps what the parser and check_scenario() find, in the form that editors know how to jump to.
-class Mistakes final : public google::protobuf::io::ErrorCollector {
- public:
-  explicit Mistakes(std::string file) : file_(std::move(file)) {}
-
-  /// Lines and columns come counted from 0.
-  void AddError(int line, google::protobuf::io::ColumnNumber column, const std::string& message) override;
-
-  /// What is unknown to the parser; it goes on after that and may find more.
-  void AddWarning(int line, google::protobuf::io::ColumnNumber column, const std::string& message) override {
-    AddError(line, column, message);
-  }
-
-  /// A line for each mistake, "file:line:column: …", with newlines between them; empty: none.
-  const std::string& text() const { return text_; }
-
-  /// Throws InputError whose text that is.
-  void throw_if_any() const;
-
- private:
-  std::string file_;
-  std::string text_;
+/// Where the parts of a scenario without steps stand.
+struct HeadPlaces {
+  std::vector<TextPlace> sensors;
+  TextPlace repeat_after;
 };
 
-/// Checks what the text format cannot: the rules that scenario.proto states in words. `places` says where the parts of
-/// `checked` stand.
-void check_scenario(const scenario& checked, const google::protobuf::TextFormat::ParseInfoTree& places,
-                    Mistakes& mistakes);
+/// Checks a scenario step by step, then the rest of it.
+class ScenarioCheck {
+ public:
+  /// The next one in order.
+  void check_step(const scenario_step& step, const TextPlace& place);
+
+  /// After the steps.
+  void check_head(const scenario& head, const HeadPlaces& places);
+
+  /// Adds what was found. `all_known`: an unknown field may have been meant to be what happens in a step.
+  void tell(Mistakes& mistakes, bool all_known) const;
+
+ private:
+  struct Finding {
+    TextPlace place;
+    std::string message;
+    bool is_idle = false;  // a step in which nothing happens
+  };
+
+  void complain(const TextPlace& place, std::string message) { findings_.push_back({place, std::move(message)}); }
+  void check_time(const scenario_step& step, const TextPlace& place);
+  void check_sensor(const scenario_sensor& sensor, std::size_t index, const TextPlace& place);
+  void check_repeat(double after, const TextPlace& place);
+
+  double last_time_ = 0;
+  std::map<std::pair<std::uint64_t, std::uint64_t>, std::size_t> sensors_;
+  std::vector<Finding> findings_;
+};
 
 /// Throws InputError if a hub that plays the scenario at `speed` would be left no time for its clients: steps that
 /// repeat may be 100,000 a second at the most.
-void check_pace(const scenario& played, double speed);
+void check_pace(const PackedScenario& played, double speed);
 
 }  // namespace kelvane_hub

@@ -2,11 +2,12 @@
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 
 #include "hub/base/party.h"
-#include "scenario.pb.h"
+#include "hub/scenario/packed_scenario.h"
 
 namespace kelvane_hub {
 
@@ -17,7 +18,7 @@ using ScenarioTime = std::chrono::duration<double>;
 class Timeline {
  public:
   /// Keeps a reference to `played`. `speed` times as fast as the scenario says, 0.01 to 10000.
-  Timeline(const scenario& played, double speed) : scenario_(played), speed_(speed) {}
+  Timeline(const PackedScenario& played, double speed) : scenario_(played), speed_(speed) {}
 
   bool started() const { return start_.has_value(); }
   void start(Time now) { start_ = now; }
@@ -26,7 +27,7 @@ class Timeline {
   std::optional<Time> next_due() const;
 
   /// The next step, which the caller has seen to be due.
-  const scenario_step& take_next();
+  scenario_step take_next();
 
   /// Whether all steps were taken and none follows.
   bool ended() const { return started() && next_ == scenario_.steps_size(); }
@@ -37,10 +38,10 @@ class Timeline {
  private:
   double seconds_to_next() const;
 
-  const scenario& scenario_;
+  const PackedScenario& scenario_;
   double speed_;
   std::optional<Time> start_;
-  int next_ = 0;
+  std::size_t next_ = 0;
   std::int64_t round_ = 0;
 };
 

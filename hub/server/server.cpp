@@ -36,7 +36,7 @@ Server::Server(Talk talk, Voice& voice, UniqueFd signals, std::unique_ptr<Connec
   loop_.add(*this);
 }
 
-void Server::play(scenario played, double speed) {
+void Server::play(PackedScenario played, double speed) {
   simulator_.emplace(std::move(played), speed, clients_);
   simulator_->watch(laggard_);
   if (talk_.explain) simulator_->watch(explainer_);

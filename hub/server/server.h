@@ -34,7 +34,7 @@ class Server final : SessionHandler, Party {
   Server(Talk talk, Voice& voice, UniqueFd signals, std::unique_ptr<ConnectionSource> source);
 
   /// From now on requests are answered: plays `played` (one that was checked) `speed` times as fast. To be called once.
-  void play(scenario played, double speed);
+  void play(PackedScenario played, double speed);
 
   /// Calls `action` once, during run(), when `descriptor`, which the caller keeps open, can be read. What it throws
   /// ends run().

@@ -5,7 +5,6 @@
 
 #include "hub/messages/catalogue.h"
 #include "hub/messages/cell_change.h"
-#include "hub/scenario/scenario_file.h"
 #include "hub/scenario/step.h"
 #include "hub/simulator/registrations.h"
 
@@ -42,8 +41,8 @@ Modem make_modem(const std::set<std::uint32_t>& subscriptions) {
 
 }  // namespace
 
-Playback::Playback(const scenario& played, double speed, Outbox& outbox)
-    : outbox_(outbox), timeline_(played, speed), modem_(make_modem(subscriptions_of(played))) {}
+Playback::Playback(const PackedScenario& played, double speed, Outbox& outbox)
+    : outbox_(outbox), timeline_(played, speed), modem_(make_modem(played.subscriptions())) {}
 
 void Playback::set_thresholds(const Link& link, mox_wwan_signal_strength_config config) {
   const auto sub = static_cast<std::uint32_t>(config.sub_id());

@@ -19,7 +19,7 @@ namespace kelvane_hub {
 class Playback final : public Party {
  public:
   /// Plays `played` `speed` times as fast, to be told by `outbox`. Both outlive this object.
-  Playback(const scenario& played, double speed, Outbox& outbox);
+  Playback(const PackedScenario& played, double speed, Outbox& outbox);
 
   const Modem& modem() const { return modem_; }
 

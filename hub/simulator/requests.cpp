@@ -5,7 +5,6 @@
 #include <utility>
 
 #include "hub/messages/catalogue.h"
-#include "hub/scenario/scenario_file.h"
 #include "hub/simulator/registrations.h"
 #include "hub/thresholds/threshold_check.h"
 #include "kelvane_api.pb.h"
@@ -32,8 +31,8 @@ bool is_lookup_sensor(suid sensor) {
 
 }  // namespace
 
-Requests::Requests(const scenario& played, Playback& playback, Outbox& outbox)
-    : scenario_(played), subscriptions_(subscriptions_of(played)), playback_(playback), outbox_(outbox) {}
+Requests::Requests(const PackedScenario& played, Playback& playback, Outbox& outbox)
+    : scenario_(played.head()), subscriptions_(played.subscriptions()), playback_(playback), outbox_(outbox) {}
 
 Requests::Function Requests::find_function(std::uint32_t msg_id) {
   static const std::map<std::uint32_t, Function> functions{

@@ -15,7 +15,7 @@ namespace kelvane_hub {
 class Requests final : public Party {
  public:
   /// Answers for the sensors of `played`. All three outlive this object.
-  Requests(const scenario& played, Playback& playback, Outbox& outbox);
+  Requests(const PackedScenario& played, Playback& playback, Outbox& outbox);
 
   /// `envelope` is a serialised sns_client_request_msg. One that is malformed, or for a sensor that does not exist, is
   /// answered with an error event.

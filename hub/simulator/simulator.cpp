@@ -4,7 +4,7 @@
 
 namespace kelvane_hub {
 
-Simulator::Simulator(scenario played, double speed, Delivery& delivery)
+Simulator::Simulator(PackedScenario played, double speed, Delivery& delivery)
     : scenario_(std::move(played)),
       outbox_(delivery),
       playback_(scenario_, speed, outbox_),

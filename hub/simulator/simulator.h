@@ -7,10 +7,10 @@
 #include <optional>
 #include <string>
 
+#include "hub/scenario/packed_scenario.h"
 #include "hub/simulator/outbox.h"
 #include "hub/simulator/playback.h"
 #include "hub/simulator/requests.h"
-#include "scenario.pb.h"
 
 namespace kelvane_hub {
 
@@ -19,7 +19,7 @@ class Simulator final : public Party {
  public:
   /// Plays `played` (one that was checked) `speed` times as fast, 0.01 to 10000, from the first configuration of any
   /// sensor on. `delivery` outlives the simulator.
-  Simulator(scenario played, double speed, Delivery& delivery);
+  Simulator(PackedScenario played, double speed, Delivery& delivery);
   Simulator(const Simulator&) = delete;
   Simulator& operator=(const Simulator&) = delete;
 
@@ -40,7 +40,7 @@ class Simulator final : public Party {
   void advance(Time now) override;
 
  private:
-  const scenario scenario_;
+  const PackedScenario scenario_;
   Outbox outbox_;
   Playback playback_;
   Requests requests_;

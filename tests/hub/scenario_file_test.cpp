@@ -6,6 +6,7 @@
 
 #include "hub/base/input_error.h"
 #include "hub/messages/catalogue.h"
+#include "hub/wire/frame.h"
 #include "tests/golden.h"
 
 namespace kelvane_hub {
@@ -43,10 +44,47 @@ TEST(ScenarioFile, MistakesAreNamedWithTheirPlace) {
       "sensors { data_type: 'a' suid { suid_low: 0x6c6f6f6b75702d31 suid_high: 0x6b656c76616e6531 } }",
       "steps { at: 1 }\nsteps { error { } }",
       "steps { at: 0 bells {} }\nstops {}",
+      "stops {}\nsteps { at: 0 bells {} }",
+      "steps { at: 'now' }\nrepeat_after: never\nsteps { at: 'then' }",
+      "steps [{ at: 1 error {} },\n{ at: 2 }] steps: [ <error {}> ]",
+      "sensors: [{ suid {} },\n\t{ data_type: 'a' }]",
+      "steps [{ at: 1 error {} } { at: 2 error {} }]",
+      "steps: [5]",
+      "steps { at: 1 error {} >\nstops {}",
+      "\t# {\n\tsteps <\tat: 1\terror {}\tbells: '}' >\tsteps {\n\tat: now }",
+      "description: 'a' steps { at: 1 error {} } 'b'",
+      "description: 'a' steps { at: 1 error {} }, ;",
+      "repeat_after: steps { at: 1 error {} }",
+      "repeat_after: 5steps { at: 1 error {} }",
+      "description: 'a\nsteps { at: 1 error {} }'",
+      "description: 'a' [b.c] { } description: 'd'",
   };
   std::string mistakes;
   for (const auto& text : texts) mistakes += text + "\n  " + error_of(text) + "\n";
   cellscope::test::expect_golden("ScenarioMistakes", mistakes);
+}
+
+TEST(ScenarioFile, EverySpellingIsUnderstood) {
+  const std::string steps = R"(at: 1 error { } at: 2 raw { msg_id: 1 payload: "{\'\"#" } )";
+  for (const char* text : {
+           R"(steps { at: 1 error {} } steps { at: 2 raw { msg_id: 1 payload: '{\'"#' } })",
+           R"(steps:<at:1,error:<>;>;steps:{at:2e0;raw:{msg_id:0x1,payload:"{'" '\"' # " }
+              "#"}},)",
+           R"(steps [] steps: [{ at: 1. error {} }, # ]
+              <at: .2e+1f raw <msg_id: 01 payload: "\x7b'" "\"#">>];steps:[])",
+           "#{\nsteps#{\n:#{\n{#}\nat:1#}\nerror{}}#}\n;steps{at:2 raw{msg_id:1 payload:'{\\'\\42\\43'}}",
+       }) {
+    const PackedScenario parsed = parse_scenario(text, "x");
+    std::string found;
+    for (std::size_t i = 0; i < parsed.steps_size(); ++i) found += parsed.step(i).ShortDebugString() + " ";
+    EXPECT_EQ(found, steps) << text;
+  }
+}
+
+TEST(ScenarioFile, AnAnswerThatCouldNotBeSentIsRefused) {
+  const std::string text(max_payload - 1024 - 19, 'x');
+  EXPECT_EQ(error_of("\nsensors { data_type: 'a' suid {} attributes { value { values { text: '" + text + "' } } } }"),
+            "x:2:1: expected at most 64 MiB, found attributes of 67107841 bytes");
 }
 
 TEST(ScenarioFile, WhatCanHardlyBeMeantIsDoubted) {
@@ -65,6 +103,11 @@ TEST(ScenarioFile, WhatCanHardlyBeMeantIsDoubted) {
     std::ofstream(file) << "steps { at: 0 cells { cells { cell_type: 6 }\n cells { " << cell << " } } }";
     EXPECT_EQ(doubt_scenario(file).warnings, *doubt == '\0' ? "" : file + ":2:2: warning: " + doubt);
   }
+  const std::string odd =
+      ": warning: cell_type is 7, expected 1 to 6: clients print nothing of such a cell but its head";
+  std::ofstream(file)
+      << "steps [{ at: 0 cells < cells: [ { cell_type: 3 },\n\t{ cell_type: 7 }] cells { cell_type: 7 } > }]";
+  EXPECT_EQ(doubt_scenario(file).warnings, file + ":2:9" + odd + "\n" + file + ":2:27" + odd);
 }
 
 TEST(ScenarioFile, DeepNestingIsRefused) {
@@ -96,8 +139,9 @@ TEST(ScenarioFile, EveryEventOfAStepIsInTheCatalogue) {
 TEST(ScenarioFile, TheBuiltInOneShowsEverything) {
   std::set<int> technologies;
   std::set<int> kinds;
-  const scenario built_in = built_in_scenario();
-  for (const auto& step : built_in.steps()) {
+  const PackedScenario built_in = built_in_scenario();
+  for (std::size_t i = 0; i < built_in.steps_size(); ++i) {
+    const scenario_step step = built_in.step(i);
     kinds.insert(step.what_case());
     if (step.at() > 10) continue;
     for (const auto& cell : step.cells().cells()) {

@@ -1,0 +1,32 @@
+#include "hub/scenario/packed_scenario.h"
+
+#include "hub/scenario/step.h"
+
+namespace kelvane_hub {
+
+void PackedScenario::add_step(const scenario_step& step) {
+  step.AppendToString(&bytes_);
+  steps_.push_back({step.at(), bytes_.size()});
+  ++kinds_[step.what_case()];
+  if (const auto sub = subscription_of(step)) subscriptions_.insert(*sub);
+}
+
+scenario_step PackedScenario::step(std::size_t index) const {
+  const std::size_t begin = index == 0 ? 0 : steps_[index - 1].end;
+  scenario_step unpacked;
+  (void)unpacked.ParseFromArray(bytes_.data() + begin, static_cast<int>(steps_[index].end - begin));
+  return unpacked;
+}
+
+std::map<std::string, std::size_t> PackedScenario::kinds() const {
+  std::map<std::string, std::size_t> named;
+  for (const auto& [number, count] : kinds_)
+    named[scenario_step::descriptor()->FindFieldByNumber(number)->name()] = count;
+  return named;
+}
+
+std::set<std::uint32_t> PackedScenario::subscriptions() const {
+  return subscriptions_.empty() ? std::set<std::uint32_t>{0} : subscriptions_;
+}
+
+}  // namespace kelvane_hub

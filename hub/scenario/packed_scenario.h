@@ -1,0 +1,56 @@
+// A scenario in little memory.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "scenario.pb.h"
+
+namespace kelvane_hub {
+
+/// Keeps the steps as they are sent: a step takes its bytes and 16 more.
+class PackedScenario {
+ public:
+  /// All but the steps.
+  const scenario& head() const { return head_; }
+  void set_head(scenario head) { head_ = std::move(head); }
+
+  /// Behind the steps that are there.
+  void add_step(const scenario_step& step);
+
+  std::size_t steps_size() const { return steps_.size(); }
+
+  /// Unpacked, in time that grows with its size.
+  scenario_step step(std::size_t index) const;
+
+  /// Seconds at which the step happens, at once.
+  double time_of(std::size_t index) const { return steps_[index].at; }
+
+  /// Of the last step; 0 if there is none.
+  double last_time() const { return steps_.empty() ? 0 : steps_.back().at; }
+
+  /// How many steps there are of each kind that there is, by its name.
+  std::map<std::string, std::size_t> kinds() const;
+
+  /// The subscriptions that it speaks of; 0 if it speaks of none.
+  std::set<std::uint32_t> subscriptions() const;
+
+ private:
+  struct Step {
+    double at;
+    std::size_t end;  // of its bytes
+  };
+
+  scenario head_;
+  std::string bytes_;
+  std::vector<Step> steps_;
+  std::map<int, std::size_t> kinds_;  // by field number
+  std::set<std::uint32_t> subscriptions_;
+};
+
+}  // namespace kelvane_hub

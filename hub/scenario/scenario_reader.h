@@ -1,0 +1,17 @@
+// From the text of a scenario to what it says.
+#pragma once
+
+#include <string>
+
+#include "hub/scenario/mistakes.h"
+#include "hub/scenario/packed_scenario.h"
+
+namespace kelvane_hub {
+
+/// Reads and checks the scenario in `text`, which came from the file `name`; sensors are only those that it lists. Adds
+/// what can hardly be meant to `doubts`, unless that is null. Throws InputError, one line for each mistake.
+///
+/// Parses a step at a time, so that memory grows by what a step says, not by what a parser makes of it.
+PackedScenario read_scenario(const std::string& text, const std::string& name, Mistakes* doubts);
+
+}  // namespace kelvane_hub

@@ -29,7 +29,10 @@ class Launch {
   /// Nothing is inherited from this number on.
   void close_from(int first);
 
-  /// In a process group of its own, every signal at its default and none blocked.
+  /// Every signal at its default and none blocked.
+  void reset_signals();
+
+  /// The same, in a process group of its own.
   void detach_from_signals();
 
   /// Starts it; whoever calls waits for `process`. Returns 0 or the error number.

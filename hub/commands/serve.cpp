@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "hub/base/concat.h"
 #include "hub/base/diagnostic.h"
 #include "hub/base/input_error.h"
 #include "hub/commands/commands.h"
@@ -57,12 +58,19 @@ class Loading {
   std::future<PackedScenario> loaded_;
 };
 
+/// Says which expectations are not met.
+Judge::Tell teller(Voice& voice) {
+  return [&voice](const TestPoint& point) {
+    if (!point.unmet.empty()) voice.say(About::scenario, concat(point.name, ": ", point.unmet));
+  };
+}
+
 void serve_shared(const ServeOptions& options) {
   PackedScenario played = load(options);
   UniqueFd signals = take_over_signals();
   Voice voice;
   Server server({options.explain, true}, voice, std::move(signals), listen_at(options.listen));
-  server.play(std::move(played), options.speed);
+  server.play(std::move(played), {options.speed, {}}, teller(voice));
   std::cout << "kelvane-hub: listening on " << options.listen << std::endl;
   server.run();
 }
@@ -79,10 +87,11 @@ bool serve_private(const ServeOptions& options, Voice& voice) {
   // The standard error is the client's, too, and its own lines are the first that count there.
   Server server({options.explain, options.explain}, voice, std::move(signals),
                 connections_from(UniqueFd(options.control_fd)));
+  const Judge::Tell tell = options.explain ? teller(voice) : [](const TestPoint&) {};
   if (played) {
-    server.play(*std::move(played), options.speed);
+    server.play(*std::move(played), {options.speed, {}}, tell);
   } else {
-    server.once_readable(loading.descriptor(), [&] { server.play(loading.get(), options.speed); });
+    server.once_readable(loading.descriptor(), [&] { server.play(loading.get(), {options.speed, {}}, tell); });
   }
   server.run();
   return loading.is_done_within({});

@@ -18,6 +18,15 @@ scenario_step PackedScenario::step(std::size_t index) const {
   return unpacked;
 }
 
+std::string PackedScenario::data_type_of(suid sensor) const {
+  for (const auto& known : head_.sensors()) {
+    if (known.suid().suid_low() == sensor.suid_low && known.suid().suid_high() == sensor.suid_high) {
+      return known.data_type();
+    }
+  }
+  return "";
+}
+
 std::map<std::string, std::size_t> PackedScenario::kinds() const {
   std::map<std::string, std::size_t> named;
   for (const auto& [number, count] : kinds_)

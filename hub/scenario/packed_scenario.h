@@ -9,9 +9,12 @@
 #include <utility>
 #include <vector>
 
+#include "kelvane/session.h"
 #include "scenario.pb.h"
 
 namespace kelvane_hub {
+
+using com::tarn::kelvane::suid;
 
 /// Keeps the steps as they are sent: a step takes its bytes and 16 more.
 class PackedScenario {
@@ -33,6 +36,9 @@ class PackedScenario {
 
   /// Of the last step; 0 if there is none.
   double last_time() const { return steps_.empty() ? 0 : steps_.back().at; }
+
+  /// Of the sensor with that suid; empty: there is none.
+  std::string data_type_of(suid sensor) const;
 
   /// How many steps there are of each kind that there is, by its name.
   std::map<std::string, std::size_t> kinds() const;

@@ -32,6 +32,8 @@ void ScenarioCheck::check_step(const scenario_step& step, const TextPlace& place
         {place, "expected something that happens (cells, voice_calls, …), found a step with a time only", true});
   }
   if (step.has_raw() && !step.raw().has_msg_id()) complain(place, "expected a msg_id, found a raw event without one");
+  if (step.has_expect()) check_expectation(step.expect(), place);
+  if (step.has_wait_for()) check_barrier(step.wait_for(), place);
   if (const std::size_t size = step.ByteSizeLong(); size > most_bytes) {
     complain(place, concat("expected at most 64 MiB, found a step of ", size, " bytes"));
   }
@@ -42,6 +44,10 @@ void ScenarioCheck::check_head(const scenario& head, const HeadPlaces& places) {
     check_sensor(head.sensors(static_cast<int>(i)), i, places.sensors[i]);
   }
   if (head.has_repeat_after()) check_repeat(head.repeat_after(), places.repeat_after);
+  if (head.has_repeat_after() && expects_) {
+    complain(places.repeat_after,
+             "expected a scenario that happens once, since it expects something, found repeat_after");
+  }
 }
 
 void ScenarioCheck::tell(Mistakes& mistakes, bool all_known) const {
@@ -60,6 +66,39 @@ void ScenarioCheck::check_time(const scenario_step& step, const TextPlace& place
                         shown_seconds(step.at()));
   } else {
     last_time_ = step.at();
+  }
+}
+
+void ScenarioCheck::check_requests(const google::protobuf::RepeatedPtrField<scenario_request>& requests,
+                                   const TextPlace& place) {
+  const bool all_say_what = std::ranges::none_of(
+      requests, [](const auto& request) { return request.what_case() == scenario_request::WHAT_NOT_SET; });
+  if (!all_say_what) complain(place, "expected what is asked (attr_req, suid_req, …), found a request without it");
+}
+
+void ScenarioCheck::check_within(double within, const TextPlace& place) {
+  if (within >= 0 && within <= longest) return;
+  complain(place, "expected 0 to 10000000 seconds (within), found " + shown_seconds(within));
+}
+
+void ScenarioCheck::check_expectation(const scenario_expectation& expected, const TextPlace& place) {
+  expects_ = true;
+  check_requests(expected.requests(), place);
+  check_within(expected.within(), place);
+  if (expected.requests().empty()) complain(place, "expected requests, found an expectation without any");
+  if (expected.never() && (expected.has_count() || expected.in_order())) {
+    complain(place, "expected neither count nor in_order beside never, found one");
+  }
+  if (expected.has_count() && expected.count() == 0)
+    complain(place, "expected a count of 1 or more, or never, found 0");
+}
+
+void ScenarioCheck::check_barrier(const scenario_barrier& barrier, const TextPlace& place) {
+  expects_ = true;
+  check_requests(barrier.requests(), place);
+  check_within(barrier.within(), place);
+  if (barrier.requests().empty() && barrier.clients() == 0) {
+    complain(place, "expected requests or clients to wait for, found neither");
   }
 }
 

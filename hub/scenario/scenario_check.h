@@ -39,10 +39,15 @@ class ScenarioCheck {
 
   void complain(const TextPlace& place, std::string message) { findings_.push_back({place, std::move(message)}); }
   void check_time(const scenario_step& step, const TextPlace& place);
+  void check_requests(const google::protobuf::RepeatedPtrField<scenario_request>& requests, const TextPlace& place);
+  void check_within(double within, const TextPlace& place);
+  void check_expectation(const scenario_expectation& expected, const TextPlace& place);
+  void check_barrier(const scenario_barrier& barrier, const TextPlace& place);
   void check_sensor(const scenario_sensor& sensor, std::size_t index, const TextPlace& place);
   void check_repeat(double after, const TextPlace& place);
 
   double last_time_ = 0;
+  bool expects_ = false;
   std::map<std::pair<std::uint64_t, std::uint64_t>, std::size_t> sensors_;
   std::vector<Finding> findings_;
 };

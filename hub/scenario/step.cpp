@@ -2,11 +2,13 @@
 
 #include <google/protobuf/message.h>
 
+#include "hub/messages/catalogue.h"
+
 namespace kelvane_hub {
 
 const google::protobuf::Message* event_in(const scenario_step& step) {
   const auto* const field = scenario_step::descriptor()->FindFieldByNumber(step.what_case());
-  if (field == nullptr || step.has_raw()) return nullptr;
+  if (field == nullptr || find_event_kind(*field->message_type()) == nullptr) return nullptr;
   return &scenario_step::GetReflection()->GetMessage(step, field);
 }
 

@@ -8,7 +8,7 @@
 
 namespace kelvane_hub {
 
-/// The event's payload, part of `step`; null if it holds none (a raw event is not one).
+/// The event's payload, part of `step`; null if it holds none that the catalogue knows (a raw event is not one).
 const google::protobuf::Message* event_in(const scenario_step& step);
 
 /// The subscription that the step speaks of, 0 if it leaves that open; none if it speaks of none.

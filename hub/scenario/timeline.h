@@ -1,46 +1,54 @@
 // When a scenario's steps happen.
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <optional>
 
-#include "hub/base/party.h"
 #include "hub/scenario/packed_scenario.h"
+#include "hub/scenario/step_source.h"
 
 namespace kelvane_hub {
 
-/// Seconds since the scenario began, at the scenario's own pace.
-using ScenarioTime = std::chrono::duration<double>;
+/// How a scenario is played.
+struct Pace {
+  /// The speed at which each step follows as soon as the one before it has been dealt with.
+  static constexpr double at_once = std::numeric_limits<double>::infinity();
 
-/// Hands out the steps of a scenario at their time. Scenario time stands still at 0 until start().
-class Timeline {
+  double speed = 1;                   // times as fast as the scenario says, 0.01 to 10000; or at_once
+  std::optional<std::int64_t> times;  // how often, 1 or more, if it begins anew; absent: on and on
+};
+
+/// The steps of a scenario. From a step that waits for something on scenario time stands still until go_on().
+class Timeline final : public StepSource {
  public:
-  /// Keeps a reference to `played`. `speed` times as fast as the scenario says, 0.01 to 10000.
-  Timeline(const PackedScenario& played, double speed) : scenario_(played), speed_(speed) {}
+  /// Keeps a reference to `played`.
+  Timeline(const PackedScenario& played, Pace pace) : scenario_(played), pace_(pace) {}
 
-  bool started() const { return start_.has_value(); }
-  void start(Time now) { start_ = now; }
+  void start(Time now) override { start_ = last_ = now; }
+  bool started() const override { return start_.has_value(); }
+  std::optional<Time> next_due() const override;
+  scenario_step take_next(Time now) override;
+  bool ended() const override;
+  ScenarioTime at(Time now) const override;
 
-  /// When the next step is due; none if it has not started or nothing follows.
-  std::optional<Time> next_due() const;
+  bool is_held() const { return held_.has_value(); }
 
-  /// The next step, which the caller has seen to be due.
-  scenario_step take_next();
-
-  /// Whether all steps were taken and none follows.
-  bool ended() const { return started() && next_ == scenario_.steps_size(); }
-
-  /// Scenario time at `now`; it goes on over repetitions.
-  ScenarioTime at(Time now) const;
+  /// To be called while it is held, with the time at which what was waited for has come.
+  void go_on(Time now);
 
  private:
+  bool is_at_once() const { return pace_.speed == Pace::at_once; }
   double seconds_to_next() const;
+  bool begins_anew() const;
 
   const PackedScenario& scenario_;
-  double speed_;
-  std::optional<Time> start_;
+  const Pace pace_;
+  Time last_{};                // when the last step was taken
+  double last_seconds_ = 0;    // what it says of that
+  std::optional<Time> start_;  // or, after it stood still, as much later
+  std::optional<Time> held_;   // since when scenario time stands still
   std::size_t next_ = 0;
   std::int64_t round_ = 0;
 };

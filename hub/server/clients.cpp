@@ -127,6 +127,14 @@ void Clients::deliver(const Link& to, const std::string& message) {
   }
 }
 
+void Clients::send_mark() {
+  for (const auto& [session, client] : clients_) deliver({session, {}}, "");
+}
+
+bool Clients::is_all_taken() const {
+  return std::ranges::all_of(clients_, [](const auto& entry) { return entry.second.connection.is_all_taken(); });
+}
+
 void Clients::count_unsent(Client& client) {
   unsent_ -= client.counted;
   client.counted = client.connection.unsent();

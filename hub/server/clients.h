@@ -40,6 +40,13 @@ class Clients final : public Delivery, public Party {
   /// Queues the event.
   void deliver(const Link& to, const std::string& message) override;
 
+  /// Queues an event from the sensor 0 for each session, which session libraries drop as that of no sensor they know.
+  /// Whoever has taken it has handled what came before.
+  void send_mark();
+
+  /// Whether nothing waits, neither here nor between the hub and its clients.
+  bool is_all_taken() const;
+
   /// Those who have not said hello have only so long; those who have asked for more than fits into a turn have more.
   std::optional<Time> next_due() const override;
   void advance(Time now) override;

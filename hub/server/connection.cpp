@@ -1,6 +1,8 @@
 #include "hub/server/connection.h"
 
 #include <fcntl.h>
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
@@ -94,6 +96,11 @@ void Connection::write() {
     unsent_.erase(0, written_);
     written_ = 0;
   }
+}
+
+bool Connection::is_all_taken() const {
+  int unread = 0;
+  return unsent() == 0 && (ioctl(socket_.get(), SIOCOUTQ, &unread) != 0 || unread == 0);
 }
 
 void Connection::end(std::string complaint) {

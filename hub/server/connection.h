@@ -60,6 +60,9 @@ class Connection {
   /// Bytes that wait for the client to take them.
   std::size_t unsent() const { return unsent_.size() - written_; }
 
+  /// Whether the client has read all that was queued.
+  bool is_all_taken() const;
+
   static constexpr std::size_t most_unsent = std::size_t{128} << 20;
 
  private:

@@ -36,21 +36,23 @@ Server::Server(Talk talk, Voice& voice, UniqueFd signals, std::unique_ptr<Connec
   loop_.add(*this);
 }
 
-void Server::play(PackedScenario played, double speed) {
-  simulator_.emplace(std::move(played), speed, clients_);
-  simulator_->watch(laggard_);
-  if (talk_.explain) simulator_->watch(explainer_);
-  if (talk_.announce) simulator_->watch(announcer_);
+Performance& Server::play(PackedScenario played, Pace pace, Judge::Tell tell) {
+  performance_.emplace(std::move(played), pace, clients_, std::move(tell));
+  Simulator& simulator = performance_->simulator();
+  simulator.watch(laggard_);
+  if (talk_.explain) simulator.watch(explainer_);
+  if (talk_.announce) simulator.watch(announcer_);
   clients_.release();
+  return *performance_;
 }
 
 std::optional<Time> Server::next_due() const {
-  return earlier(clients_.next_due(), simulator_ ? simulator_->next_due() : std::nullopt);
+  return earlier(clients_.next_due(), performance_ ? performance_->next_due() : std::nullopt);
 }
 
 void Server::advance(Time now) {
   // What is overdue happens before whoever asks is answered.
-  if (simulator_) simulator_->advance(now);
+  if (performance_) performance_->advance(now);
   clients_.advance(now);
 }
 
@@ -63,11 +65,11 @@ void Server::once_readable(int descriptor, std::function<void()> action) {
 }
 
 void Server::on_request(const Link& from, const std::string& envelope, Time now) {
-  simulator_->handle_request(from, envelope, now);
+  performance_->simulator().handle_request(from, envelope, now);
 }
 
 void Server::on_end(SessionId session) {
-  if (simulator_) simulator_->end_session(session);
+  if (performance_) performance_->simulator().end_session(session);
 }
 
 }  // namespace kelvane_hub

@@ -9,10 +9,10 @@
 #include "hub/server/clients.h"
 #include "hub/server/loop.h"
 #include "hub/server/voice.h"
-#include "hub/simulator/simulator.h"
 #include "hub/testbench/announcer.h"
 #include "hub/testbench/explainer.h"
 #include "hub/testbench/laggard.h"
+#include "hub/testbench/performance.h"
 
 namespace kelvane_hub {
 
@@ -33,14 +33,27 @@ class Server final : SessionHandler, Party {
   /// sessions are let in, but their requests wait.
   Server(Talk talk, Voice& voice, UniqueFd signals, std::unique_ptr<ConnectionSource> source);
 
-  /// From now on requests are answered: plays `played` (one that was checked) `speed` times as fast. To be called once.
-  void play(PackedScenario played, double speed);
+  /// From now on requests are answered: plays `played` (one that was checked). `tell` is told whether its expectations
+  /// are met. To be called once; the performance is the server's.
+  Performance& play(PackedScenario played, Pace pace, Judge::Tell tell);
 
   /// Calls `action` once, during run(), when `descriptor`, which the caller keeps open, can be read. What it throws
   /// ends run().
   void once_readable(int descriptor, std::function<void()> action);
 
-  /// Returns on one of the signals, or when the source has dried up.
+  /// From now on `party`, which outlives this object, gets its turns.
+  void add(Party& party) { loop_.add(party); }
+
+  /// Queues an event from no sensor for every session; libraries drop it.
+  void send_mark() { clients_.send_mark(); }
+
+  /// Whether all that was queued so far has been taken by the clients' processes.
+  bool is_all_taken() const { return clients_.is_all_taken(); }
+
+  /// Ends run() when this turn ends.
+  void stop(Outcome outcome) { loop_.stop(outcome); }
+
+  /// Returns on one of the signals, when the source has dried up, or when it was stopped.
   Outcome run() { return loop_.run(); }
 
  private:
@@ -54,7 +67,7 @@ class Server final : SessionHandler, Party {
   const Talk talk_;
   Loop loop_;
   Clients clients_;
-  std::optional<Simulator> simulator_;  // none before there is a scenario
+  std::optional<Performance> performance_;  // none before there is a scenario
   Explainer explainer_;
   Announcer announcer_;
   Laggard laggard_;

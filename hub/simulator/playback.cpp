@@ -41,8 +41,8 @@ Modem make_modem(const std::set<std::uint32_t>& subscriptions) {
 
 }  // namespace
 
-Playback::Playback(const PackedScenario& played, double speed, Outbox& outbox)
-    : outbox_(outbox), timeline_(played, speed), modem_(make_modem(played.subscriptions())) {}
+Playback::Playback(const std::set<std::uint32_t>& subscriptions, StepSource& source, Outbox& outbox)
+    : outbox_(outbox), source_(source), modem_(make_modem(subscriptions)) {}
 
 void Playback::set_thresholds(const Link& link, mox_wwan_signal_strength_config config) {
   const auto sub = static_cast<std::uint32_t>(config.sub_id());
@@ -83,17 +83,17 @@ void Playback::end_session(SessionId session) {
 }
 
 void Playback::start(Time now) {
-  if (timeline_.started()) return;
-  timeline_.start(now);
+  if (source_.started()) return;
+  source_.start(now);
   starting_ = now;
   note_progress(now);
-  for (Turn turn(outbox_); starting_ && turn.goes_on();) play_next(now);
+  for (Turn turn(outbox_); starting_ && turn.goes_on();) play_next(now, now);
 }
 
-/// After each step, and before the first.
+/// After each step, and before the first; the source may come to its end later.
 void Playback::note_progress(Time now) {
-  if (starting_ && timeline_.next_due() != starting_) complete_start(now);
-  if (timeline_.ended()) outbox_.watchers().on_end();
+  if (starting_ && source_.next_due() != starting_) complete_start(now);
+  if (source_.ended() && !std::exchange(end_told_, true)) outbox_.watchers().on_end();
 }
 
 /// A modem always knows its cells, if only that there are none.
@@ -110,7 +110,7 @@ void Playback::complete_start(Time now) {
 void Playback::send_all_cells(const Link& to, Time now) {
   SensorUse& use = use_of(to);
   for (const auto& [sub, state] : modem_) {
-    if (state.cells) CellsBroadcast(outbox_, state.cells, now, timeline_.at(now)).send(to, use);
+    if (state.cells) CellsBroadcast(outbox_, state.cells, now, source_.at(now)).send(to, use);
   }
 }
 
@@ -118,17 +118,18 @@ std::optional<Time> Playback::next_tick() const {
   return ticks_.empty() ? std::nullopt : std::optional(ticks_.begin()->first);
 }
 
-std::optional<Time> Playback::next_due() const { return earlier(timeline_.next_due(), next_tick()); }
+std::optional<Time> Playback::next_due() const { return earlier(source_.next_due(), next_tick()); }
 
 void Playback::advance(Time now) {
+  note_progress(now);
   for (Turn turn(outbox_); turn.goes_on();) {
     const auto due = next_due();
     if (!due || *due > now) return;
     note_behind(*due, now);
-    if (timeline_.next_due() == due) {
+    if (source_.next_due() == due) {
       // At its own time, not at the time it is noticed: hysteresis is to come out the same on a busy machine. And
       // before a periodic report of the same moment, which shows what the step has changed.
-      play_next(*due);
+      play_next(*due, now);
     } else {
       tick(now);
     }
@@ -141,9 +142,9 @@ void Playback::note_behind(Time due, Time now) {
   behind_ = now;
 }
 
-void Playback::play_next(Time now) {
-  play(timeline_.take_next(), now);
-  note_progress(now);
+void Playback::play_next(Time due, Time now) {
+  play(source_.take_next(now), due);
+  note_progress(due);
 }
 
 void Playback::play(const scenario_step& step, Time now) {
@@ -168,7 +169,7 @@ void Playback::change_cells(const Cells& cells, Time now) {
   const bool changed = !state.cells || cells_differ(state.cells->cells, cells);
   state.cells = std::make_shared<const CellsAtOnce>(cells);
   if (!changed) return;
-  const ScenarioTime time = timeline_.at(now);
+  const ScenarioTime time = source_.at(now);
   CellsBroadcast report(outbox_, state.cells, now, time);
   for (const auto& [key, use] : on_change_) {
     const CellDecision decision = use->filters[cells.sub()].decide(cells, time);
@@ -202,7 +203,7 @@ void Playback::tick(Time now) {
   }
   std::vector<CellsBroadcast> reports;
   for (const auto& [sub, state] : modem_) {
-    if (state.cells) reports.emplace_back(outbox_, state.cells, now, timeline_.at(now));
+    if (state.cells) reports.emplace_back(outbox_, state.cells, now, source_.at(now));
   }
   for (const UseKey& key : due) {
     for (CellsBroadcast& report : reports) report.send(link_of(key), uses_.at(key));

@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "hub/scenario/timeline.h"
+#include "hub/scenario/step_source.h"
 #include "hub/simulator/modem.h"
 #include "hub/simulator/outbox.h"
 #include "hub/simulator/sensor_use.h"
@@ -18,8 +18,8 @@ namespace kelvane_hub {
 /// Applies steps to the modem and tells the sessions. Whoever configures a session does it here.
 class Playback final : public Party {
  public:
-  /// Plays `played` `speed` times as fast, to be told by `outbox`. Both outlive this object.
-  Playback(const PackedScenario& played, double speed, Outbox& outbox);
+  /// Plays the steps of `source` to a modem with these subscriptions, to be told by `outbox`. Both outlive this object.
+  Playback(const std::set<std::uint32_t>& subscriptions, StepSource& source, Outbox& outbox);
 
   const Modem& modem() const { return modem_; }
 
@@ -52,7 +52,7 @@ class Playback final : public Party {
   using Tick = std::pair<Time, UseKey>;
 
   SensorUse& use_of(const Link& link) { return uses_[key_of(link)]; }
-  void play_next(Time now);
+  void play_next(Time due, Time now);
   void note_progress(Time now);
   void complete_start(Time now);
   void play(const scenario_step& step, Time now);
@@ -66,9 +66,10 @@ class Playback final : public Party {
   void note_behind(Time due, Time now);
 
   Outbox& outbox_;
-  Timeline timeline_;
+  StepSource& source_;
   std::optional<Time> starting_;  // while what happens at 0 still happens: when it began to
-  std::optional<Time> behind_;    // when it was last found to be
+  bool end_told_ = false;
+  std::optional<Time> behind_;  // when it was last found to be
   Modem modem_;
   std::map<UseKey, SensorUse> uses_;
   // Of these; so that an event costs those who are told of it, not those who are not.

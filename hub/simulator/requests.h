@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "hub/scenario/packed_scenario.h"
 #include "hub/simulator/outbox.h"
 #include "hub/simulator/playback.h"
 

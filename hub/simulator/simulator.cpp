@@ -1,14 +1,9 @@
 #include "hub/simulator/simulator.h"
 
-#include <utility>
-
 namespace kelvane_hub {
 
-Simulator::Simulator(PackedScenario played, double speed, Delivery& delivery)
-    : scenario_(std::move(played)),
-      outbox_(delivery),
-      playback_(scenario_, speed, outbox_),
-      requests_(scenario_, playback_, outbox_) {}
+Simulator::Simulator(const PackedScenario& played, StepSource& source, Delivery& delivery)
+    : outbox_(delivery), playback_(played.subscriptions(), source, outbox_), requests_(played, playback_, outbox_) {}
 
 void Simulator::handle_request(const Link& from, const std::string& envelope, Time now) {
   requests_.handle(from, envelope, now);

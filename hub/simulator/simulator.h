@@ -17,9 +17,9 @@ namespace kelvane_hub {
 /// Requests know the playback and the outbox, the playback knows the outbox, and none of them knows who came before it.
 class Simulator final : public Party {
  public:
-  /// Plays `played` (one that was checked) `speed` times as fast, 0.01 to 10000, from the first configuration of any
-  /// sensor on. `delivery` outlives the simulator.
-  Simulator(PackedScenario played, double speed, Delivery& delivery);
+  /// Has the sensors and subscriptions of `played` (one that was checked), and applies the steps of `source`, which is
+  /// started by the first configuration of any sensor. All three outlive the simulator.
+  Simulator(const PackedScenario& played, StepSource& source, Delivery& delivery);
   Simulator(const Simulator&) = delete;
   Simulator& operator=(const Simulator&) = delete;
 
@@ -40,7 +40,6 @@ class Simulator final : public Party {
   void advance(Time now) override;
 
  private:
-  const PackedScenario scenario_;
   Outbox outbox_;
   Playback playback_;
   Requests requests_;

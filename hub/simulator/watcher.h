@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "hub/scenario/timeline.h"
+#include "hub/scenario/step_source.h"
 #include "hub/simulator/link.h"
 #include "hub/thresholds/change_decision.h"
 #include "scenario.pb.h"

@@ -1,0 +1,38 @@
+// Where what happens to a simulated modem comes from.
+#pragma once
+
+#include <chrono>
+#include <optional>
+
+#include "hub/base/party.h"
+#include "scenario.pb.h"
+
+namespace kelvane_hub {
+
+/// Seconds since the scenario began, at the scenario's own pace.
+using ScenarioTime = std::chrono::duration<double>;
+
+/// Hands out steps at their time, one after the other; whoever applies them knows nothing else of where they come from.
+/// One thread.
+class StepSource {
+ public:
+  virtual ~StepSource() = default;
+
+  /// Scenario time begins; before, it stands still at 0 and nothing is due. To be called once.
+  virtual void start(Time now) = 0;
+  virtual bool started() const = 0;
+
+  /// When the next step is due; none if it has not started or nothing follows. Takes at most logarithmic time.
+  virtual std::optional<Time> next_due() const = 0;
+
+  /// The next step, which the caller has seen to be due at `now`.
+  virtual scenario_step take_next(Time now) = 0;
+
+  /// Whether all steps were taken and none follows.
+  virtual bool ended() const = 0;
+
+  /// Scenario time at `now`, which is not before the start; it goes on over repetitions.
+  virtual ScenarioTime at(Time now) const = 0;
+};
+
+}  // namespace kelvane_hub

@@ -1,0 +1,181 @@
+#include "hub/testbench/judge.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <utility>
+
+#include "hub/base/concat.h"
+#include "hub/messages/catalogue.h"
+#include "hub/scenario/timeline.h"
+#include "kelvane_api.pb.h"
+
+namespace kelvane_hub {
+namespace {
+
+constexpr double longest_wait = 60;  // seconds, unless the scenario says otherwise
+
+// Of all requests, in bytes: a client that floods the hub is no use to a test.
+constexpr std::size_t most_seen = std::size_t{64} << 20;
+
+std::size_t points_in(const PackedScenario& played) {
+  const auto kinds = played.kinds();
+  const auto count = [&kinds](const char* kind) { return kinds.contains(kind) ? kinds.at(kind) : 0; };
+  return count("expect") + count("wait_for");
+}
+
+std::string in_seconds(ScenarioTime time) {
+  char text[32];
+  (void)std::snprintf(text, sizeof text, "%.3f s", time.count());
+  return text;
+}
+
+std::string times(std::size_t count) { return count == 1 ? "once" : concat(count, " times"); }
+
+Time real_time(double seconds) { return std::chrono::round<Time>(std::chrono::duration<double>(seconds)); }
+
+std::string default_name(const scenario_expectation& expected, std::size_t clients) {
+  if (expected.has_name()) return expected.name();
+  if (expected.requests().empty()) return concat(clients, clients == 1 ? " client" : " clients");
+  return concat(expected.never() ? "no " : "", text_of(expected.requests(0)));
+}
+
+}  // namespace
+
+Judge::Judge(const PackedScenario& played, const StepSource& time, double speed, Tell tell)
+    : played_(played), time_(time), speed_(speed), tell_(std::move(tell)), all_(points_in(played)) {}
+
+void Judge::on_request(const Link& from, const std::string& envelope, Time now) {
+  sns_client_request_msg request;
+  if (!request.ParseFromString(envelope)) return;
+  const bool configures = request.msg_id() == on_change_config || request.msg_id() == streaming_config;
+  if (configures) configured_.insert(from.session);
+  if (all_ == 0 || seen_bytes_ > most_seen) return;
+  seen_.push_back(
+      {from.session, played_.data_type_of(from.sensor), request.msg_id(), request.request().payload(), time_.at(now)});
+  seen_bytes_ += sizeof(SeenRequest) + envelope.size();
+  for (Open& open : open_) count(open, seen_.back());
+  decide_all(false);
+}
+
+void Judge::on_step(const scenario_step& step, Time now) {
+  const ScenarioTime at(step.at());
+  if (step.has_expect()) {
+    const auto& expected = step.expect();
+    // Where steps follow at once, clients have the seconds that are given.
+    const double speed = speed_ == Pace::at_once ? 1 : speed_;
+    open({default_name(expected, 0), at, now + real_time(expected.within() / speed), false, expected});
+  } else if (step.has_wait_for()) {
+    const auto& barrier = step.wait_for();
+    scenario_expectation expected;
+    *expected.mutable_requests() = barrier.requests();
+    if (barrier.has_name()) expected.set_name(barrier.name());
+    const double within = barrier.has_within() ? barrier.within() : longest_wait;
+    open({default_name(expected, barrier.clients()), at, now + real_time(within), true, expected, barrier.clients()});
+  }
+}
+
+void Judge::open(Open opened) {
+  ++reached_;
+  opened.counts.resize(static_cast<std::size_t>(opened.expected.requests_size()));
+  for (const SeenRequest& seen : seen_) count(opened, seen);
+  open_.push_back(std::move(opened));
+  decide_all(false);
+}
+
+void Judge::count(Open& open, const SeenRequest& seen) {
+  const auto& requests = open.expected.requests();
+  const auto next = static_cast<int>(open.in_order);
+  if (next < requests.size() && matches(requests[next], seen)) ++open.in_order;
+  for (int i = 0; i < requests.size(); ++i) {
+    if (matches(requests[i], seen)) ++open.counts[static_cast<std::size_t>(i)];
+  }
+}
+
+bool Judge::is_met(const Open& open) const {
+  const auto& expected = open.expected;
+  const auto is_right = [&expected](std::size_t count) {
+    if (expected.never()) return count == 0;
+    return expected.has_count() ? count == expected.count() : count > 0;
+  };
+  if (!std::ranges::all_of(open.counts, is_right)) return false;
+  if (expected.in_order() && open.in_order < open.counts.size()) return false;
+  return configured_.size() >= open.clients;
+}
+
+/// Whether what is so now need not be so when the time is up.
+bool Judge::can_change(const Open& open) {
+  const auto& expected = open.expected;
+  return expected.never() || expected.has_count();
+}
+
+/// Returns whether it was done.
+bool Judge::decide(const Open& open, bool is_over) {
+  const bool met = is_met(open);
+  const bool is_lost = open.expected.never() && !met;
+  if (!is_over && !is_lost && (!met || can_change(open))) return false;
+  tell_({open.name, met ? "" : unmet(open)});
+  return true;
+}
+
+void Judge::decide_all(bool is_over) {
+  std::erase_if(open_, [&](const Open& open) { return decide(open, is_over); });
+}
+
+std::optional<Time> Judge::next_due() const {
+  std::optional<Time> due;
+  for (const Open& open : open_) due = earlier(due, open.due);
+  return due;
+}
+
+void Judge::advance(Time now) {
+  std::erase_if(open_, [&](const Open& open) { return open.due <= now && decide(open, true); });
+}
+
+bool Judge::is_waiting() const { return std::ranges::any_of(open_, &Open::waits); }
+
+void Judge::close() {
+  decide_all(true);
+  if (reached_ == all_) return;
+  tell_({"every expectation is reached",
+         concat("the scenario ended before ", all_ - reached_, " of ", all_, " expectations")});
+}
+
+std::string Judge::unmet(const Open& open) const {
+  const auto& expected = open.expected;
+  const std::string by = in_seconds(open.at + ScenarioTime(open.waits ? 0 : expected.within()));
+  for (int i = 0; i < expected.requests_size(); ++i) {
+    const scenario_request& request = expected.requests(i);
+    const std::size_t count = open.counts[static_cast<std::size_t>(i)];
+    const std::string wanted = text_of(request);
+    if (expected.never() && count > 0) {
+      return concat("expected no ", wanted, " by ", by, ", found ", found_instead(open, request));
+    }
+    if (!expected.never() && expected.has_count() && count != expected.count()) {
+      return concat("expected ", wanted, " ", times(expected.count()), " by ", by, ", found it ", times(count));
+    }
+    if (!expected.never() && count == 0) {
+      return concat("expected ", wanted, " by ", by, ", found ", found_instead(open, request));
+    }
+  }
+  if (configured_.size() < open.clients) {
+    return concat("expected ", open.clients, " clients that have configured a sensor by ", by, ", found ",
+                  configured_.size());
+  }
+  const auto missing = static_cast<int>(open.in_order);
+  return concat("expected ", text_of(expected.requests(missing)), " after ", text_of(expected.requests(missing - 1)),
+                " by ", by, ", found it before");
+}
+
+/// The last that comes near it, or is it.
+std::string Judge::found_instead(const Open& open, const scenario_request& request) const {
+  const auto find = [this](const auto& is_near) { return std::find_if(seen_.rbegin(), seen_.rend(), is_near); };
+  const auto near = find([&](const SeenRequest& seen) {
+    return open.expected.never() ? matches(request, seen) : is_same_kind(request, seen);
+  });
+  const auto last = near != seen_.rend() ? near : seen_.rbegin();
+  if (last == seen_.rend()) return "no request at all";
+  const std::string what = concat(text_of(*last), " at ", in_seconds(last->at), " by session ", last->session);
+  return near != seen_.rend() ? what : concat("none; the last request was ", what);
+}
+
+}  // namespace kelvane_hub

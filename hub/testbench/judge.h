@@ -1,0 +1,86 @@
+// Whether clients have asked for what a scenario expects.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "hub/scenario/packed_scenario.h"
+#include "hub/simulator/watcher.h"
+#include "hub/testbench/request_match.h"
+
+namespace kelvane_hub {
+
+/// One thing that was to be so.
+struct TestPoint {
+  std::string name;
+  std::string unmet;  // what was expected, when, and what came instead; empty: it was met
+};
+
+/// Decides each expectation of a scenario, and each of its steps that wait, as soon as that can be done.
+class Judge final : public Watcher, public Party {
+ public:
+  /// Is told of each decision, on the thread that runs the simulator.
+  using Tell = std::function<void(const TestPoint& point)>;
+
+  /// Of `played` at `speed`; `time` says when in it something happens. Both outlive this object.
+  Judge(const PackedScenario& played, const StepSource& time, double speed, Tell tell);
+
+  void on_request(const Link& from, const std::string& envelope, Time now) override;
+  void on_step(const scenario_step& step, Time now) override;
+
+  std::optional<Time> next_due() const override;
+  void advance(Time now) override;
+
+  /// Whether a step waits for something that has not come.
+  bool is_waiting() const;
+
+  /// Whether something is still to be decided.
+  bool is_open() const { return !open_.empty(); }
+
+  /// Whether any client has configured a sensor.
+  bool has_clients() const { return !configured_.empty(); }
+
+  /// Decides what is open as it stands; what the scenario has not come to is not met.
+  void close();
+
+ private:
+  /// What is to be decided.
+  struct Open {
+    std::string name;
+    ScenarioTime at;
+    Time due;
+    bool waits;
+    scenario_expectation expected;
+    std::size_t clients = 0;
+    std::vector<std::size_t> counts{};  // of each request
+    std::size_t in_order = 0;           // how many have come in their order
+  };
+
+  void open(Open opened);
+  static void count(Open& open, const SeenRequest& seen);
+  bool is_met(const Open& open) const;
+  static bool can_change(const Open& open);
+  std::string unmet(const Open& open) const;
+  std::string found_instead(const Open& open, const scenario_request& request) const;
+  bool decide(const Open& open, bool is_over);
+  void decide_all(bool is_over);
+
+  const PackedScenario& played_;
+  const StepSource& time_;
+  const double speed_;
+  Tell tell_;
+  const std::size_t all_;    // points of the scenario
+  std::size_t reached_ = 0;  // of these
+  std::vector<Open> open_;   // in order of their steps
+  std::vector<SeenRequest> seen_;
+  std::size_t seen_bytes_ = 0;
+  std::set<SessionId> configured_;
+};
+
+}  // namespace kelvane_hub

@@ -60,7 +60,7 @@ std::vector<std::size_t> Load::open(int count) {
 void Load::close(std::size_t session) { sessions_[session] = {}; }
 
 void Load::send(std::size_t session, std::string_view bytes) {
-  if (is_open(session) && !send_all(sessions_[session].socket.get(), bytes)) close(session);
+  while (is_open(session) && !bytes.empty()) bytes.remove_prefix(offer(session, bytes));
 }
 
 std::size_t Load::offer(std::size_t session, std::string_view bytes) {

@@ -141,7 +141,12 @@ Seeds plots() {
 /// A scenario's number and, for some turns, what is done, who does it, to which sensor, and what it says.
 Seeds sessions() {
   using namespace std::string_literals;
-  const auto everything = "\0\0\2\3\0\1\2\3\1\5\0\0\2\3\2\1\0\1\0\0\1\0\3\2\7\5\4\0\3\2\3\1\1\0\0\0\4\0"s;
+  const auto everything =
+      "\0\0\1\0"                                  // on change
+      "\0\1\2\1\5\0"                              // a stream
+      "\0\2\1\2\1\0\1\0\0\1\5\3\2\14\11\0\2\1\0"  // thresholds, on change
+      "\0\2\1\3\1\1"                              // registrations
+      "\0\0\0\4\0"s;                              // a lookup
   const auto time_passes = "\2\3\3\1\2\4\3\1\2\5\3\0\0\2\6\2\0"s;
   Seeds seeds;
   for (char number = 0; number < 4; ++number) {

@@ -57,13 +57,16 @@ void take(const Measure& measure, const std::vector<Hub>& hubs) {
 }
 
 void print_head(const std::vector<Hub>& hubs) {
-  std::string head = "| |";
-  std::string rule = "| --- |";
-  for (const Hub& hub : hubs) head += " " + hub.name + " |", rule += " --- |";
-  for (std::size_t i = 1; i < hubs.size(); ++i) {
-    head += " " + hubs[i].name + " / " + hubs.front().name + " |", rule += " --- |";
-  }
-  std::printf("%s\n%s\n", head.c_str(), rule.c_str());
+  std::string names;
+  std::string rules;
+  const auto add_column = [&](const std::string& name) {
+    names += " " + name + " |";
+    rules += " --- |";
+  };
+  add_column("");
+  for (const Hub& hub : hubs) add_column(hub.name);
+  for (std::size_t i = 1; i < hubs.size(); ++i) add_column(hubs[i].name + " / " + hubs.front().name);
+  std::printf("|%s\n|%s\n", names.c_str(), rules.c_str());
 }
 
 int run(const std::vector<std::string>& words) {

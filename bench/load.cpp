@@ -53,6 +53,7 @@ std::size_t Load::open() {
 
 std::vector<std::size_t> Load::open(int count) {
   std::vector<std::size_t> opened;
+  opened.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) opened.push_back(open());
   return opened;
 }

@@ -146,9 +146,9 @@ def kill_and_expect_end(process, moment):
         wait_for(lambda: not is_running(hub), "the end of the hub of a client that was killed", SOON)
     finally:
         process.kill()
-        process.communicate()
-        with contextlib.suppress(ProcessLookupError, TypeError):
+        if hub and is_running(hub):
             os.kill(hub, signal.SIGKILL)
+        process.communicate()
 
 
 class UnreadPipe:

@@ -41,7 +41,8 @@ class Choices {
   }
 
   std::string some_bytes() {
-    const std::string some(bytes_.substr(0, below(12)));
+    const auto size = below(12);
+    std::string some(bytes_.substr(0, size));
     bytes_.remove_prefix(std::min(some.size(), bytes_.size()));
     return some;
   }

@@ -15,8 +15,8 @@ import threading
 import time
 import unittest
 
-from support import (CLIENT, LISTENING, MENU, ON_CHANGE, SENSORS, STOPPED, EndToEndTest, Program, children, field, no_cells,
-                     read, until)
+from support import (CLIENT, LISTENING, MENU, ON_CHANGE, SENSORS, STOPPED, EndToEndTest, Program, children, field, is_running,
+                     no_cells, read, until)
 
 MISMATCH = "expected a frame that starts with \"KELV\", found the bytes 6e 6f 6e 73"
 HUB_GONE = "libkelvanesession: the hub ended the connection"
@@ -154,14 +154,18 @@ class HubTest(EndToEndTest):
         console.play()
 
     def test_private_hub_that_hangs(self):
-        self.program("hangs", "echo $$ >new; mv new pid; sleep 1000; true")
-        run = self.automation("operation=1", KELVANE_HUB_PROGRAM="./hangs")
-        group = int(until(lambda: read("pid"), "the program"))
-        self.stop(run)
-        self.assertEqual("libkelvanesession: no session with the private hub: it did not say hello before a signal "
-                         "interrupted the wait\n", run.err)
-        with self.assertRaises(ProcessLookupError):
-            os.killpg(group, 0)
+        self.program("hangs", "sleep 1000 & echo $$ $! >new; mv new pids; wait")
+        pathlib.Path("typed").write_text("1 -1")
+        interrupted = ("libkelvanesession: no session with the private hub: it did not say hello before a signal "
+                       "interrupted the wait\n")
+        for arguments, status, said in (["operation=1"], 0, interrupted), ([], -signal.SIGINT, ""):
+            with self.subTest(arguments), open("typed", "rb") as typed:
+                run = Program(self, [CLIENT, *arguments], {"KELVANE_HUB_PROGRAM": "./hangs"}, stdin=typed)
+                pids = until(lambda: read("pids"), "the program").split()
+                run.interrupt()
+                self.assertEqual((status, said), (run.wait(), run.err))
+                until(lambda gone=pids: not any(map(is_running, gone)), "the program and its child to end")
+                os.remove("pids")
 
     def test_hub_of_another_user(self):
         self.fake_hub(user=1234)

@@ -40,8 +40,10 @@ void add_serve(CLI::App& app, ServeOptions& options) {
   auto* command = app.add_subcommand("serve", "Play a scenario to the clients of a Unix socket");
   command->footer(
       "Example:\n"
-      "  kelvane-hub serve --listen /tmp/hub.sock --scenario drive.textproto --speed 10 &\n"
-      "  KELVANE_HUB_SOCKET=/tmp/hub.sock cellscope\n\n"
+      "  export KELVANE_HUB_SOCKET=$XDG_RUNTIME_DIR/kelvane-hub.sock\n"
+      "  kelvane-hub serve --listen $KELVANE_HUB_SOCKET --scenario drive.textproto --speed 10 &\n"
+      "  cellscope\n\n"
+      "The socket belongs into a folder of one's own, as that one is. "
       "Scenario time starts when a client first configures a sensor. SIGINT or SIGTERM ends the hub.\n");
   auto* listen =
       command->add_option("--listen", options.listen, "Socket to listen on; only the user who runs the hub can connect")

@@ -29,12 +29,13 @@ void Launch::close_from(int first) { posix_spawn_file_actions_addclosefrom_np(&a
 
 void Launch::detach_from_signals() {
   sigset_t all;
-  sigset_t none;
+  sigset_t blocked;
   sigfillset(&all);
-  sigemptyset(&none);
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGTTOU);
   posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   posix_spawnattr_setsigdefault(&attributes_, &all);
-  posix_spawnattr_setsigmask(&attributes_, &none);
+  posix_spawnattr_setsigmask(&attributes_, &blocked);
 }
 
 int Launch::start(pid_t& process) {

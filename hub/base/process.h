@@ -29,7 +29,8 @@ class Launch {
   /// Nothing is inherited from this number on.
   void close_from(int first);
 
-  /// In a process group of its own, every signal at its default and none blocked.
+  /// In a process group of its own, every signal at its default and none blocked but SIGTTOU: it may write to the
+  /// terminal that this process has, whatever `stty tostop` says.
   void detach_from_signals();
 
   /// Starts it; whoever calls waits for `process`. Returns 0 or the error number.

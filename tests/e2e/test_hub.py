@@ -4,6 +4,7 @@ import contextlib
 import fcntl
 import os
 import pathlib
+import pty
 import re
 import resource
 import signal
@@ -288,6 +289,20 @@ class HubTest(EndToEndTest):
         self.is_answered(good)
         hub.process.send_signal(signal.SIGTERM)
         self.assertEqual(0, hub.wait())
+
+    def test_terminal_that_stops_what_writes_in_the_background(self):
+        terminal, slave = pty.openpty()
+        self.addCleanup(os.close, terminal)
+        settings = termios.tcgetattr(slave)
+        settings[3] |= termios.TOSTOP
+        termios.tcsetattr(slave, termios.TCSANOW, settings)
+        environment = self.playing(SENSORS + "steps { at: 0 cells {} } steps { at: 0.5 cells { cells {} } }")
+        run = Program(self, [CLIENT, "operation=1"], {**environment, "KELVANE_HUB_EXPLAIN": "1"}, stdin=slave, stderr=slave,
+                      start_new_session=True, preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
+        os.close(slave)
+        self.wait_for_output("Number of cells: 1")
+        self.assertIn("reported: there are no thresholds", os.read(terminal, 65536).decode())
+        self.stop(run)
 
     def test_hub_without_free_descriptors(self):
         hub = self.serve(SENSORS)

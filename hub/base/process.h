@@ -52,7 +52,8 @@ struct Ended {
 };
 
 /// Runs a program, looked for in PATH, on these standard streams and waits for it, at most for `patience`. It is in a
-/// process group of its own and does not outlive this process. To be called while there is one thread; throws
+/// process group of its own and does not outlive this process; nor does what it has started outlive it, unless this
+/// process is killed by SIGKILL. To be called while there is one thread; throws
 /// std::system_error if this process is out of what it takes to start another.
 Ended run_to_end(std::vector<std::string> words, const std::array<int, 3>& streams, std::chrono::milliseconds patience);
 

@@ -371,6 +371,9 @@ class HubTest(EndToEndTest):
             ("chekc", 2, "", f"kelvane-hub: expected {commands}, found 'chekc' (did you mean 'check'?)\n"),
             ("--versio", 2, "", "kelvane-hub: expected --help or --version, found '--versio' (did you mean "
              "'--version'?)\n"),
+            ("HELP", 2, "", f"kelvane-hub: expected {commands}, found 'HELP' (did you mean '--help'?)\n"),
+            ("--serv", 2, "", "kelvane-hub: expected --help or --version, found '--serv' (did you mean 'serve'?)\n"),
+            ("--sped 3 check x", 2, "", "kelvane-hub: expected --help or --version, found '--sped'\n"),
         )
         for arguments, *expected in cases:
             with self.subTest(arguments):

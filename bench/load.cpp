@@ -15,8 +15,8 @@
 namespace kelvane_hub::bench {
 namespace {
 
-// Read at once from a session.
-constexpr std::size_t most_at_once = std::size_t{256} << 10;
+// Read at once from a session: more would let an answer to another wait here, and it would count as the hub's.
+constexpr std::size_t most_at_once = std::size_t{32} << 10;
 
 void raise_descriptor_limit() {
   rlimit limit{};

@@ -10,7 +10,7 @@ namespace cellscope {
 bool LineBuffer::open(const std::string& path) {
   constexpr mode_t for_all = 0666;  // less what the umask takes
   (void)close();
-  descriptor_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, for_all);
+  descriptor_ = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, for_all);
   return descriptor_ != -1;
 }
 

@@ -33,16 +33,11 @@ void converse(const std::vector<std::string_view>& pieces) {
   // As if it had come together with the hub's hello.
   connection.reader.append(pieces.front());
   const auto callbacks = std::make_shared<Callbacks>();
-  std::unique_ptr<Channel> channel;
-  std::mutex made;
+  Channel channel(std::move(connection), callbacks);
   callbacks->set(sensor, [&](const std::uint8_t* data, std::size_t size, std::size_t) {
-    { const std::lock_guard lock(made); }
-    react(*channel, *callbacks, {reinterpret_cast<const char*>(data), size});
+    react(channel, *callbacks, {reinterpret_cast<const char*>(data), size});
   });
-  {
-    const std::lock_guard lock(made);
-    channel = std::make_unique<Channel>(std::move(connection), callbacks);
-  }
+  channel.begin();
   for (auto piece = pieces.begin() + 1; piece != pieces.end(); ++piece) say(hub_end, *piece);
   wait_for_end(hub_end);
 }

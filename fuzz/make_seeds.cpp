@@ -129,6 +129,32 @@ Seeds runs() {
       "=== Cell 1 === {Log Time: 21,Cell Type: 0,Timestamp: 4000000005,Timestamp Type: 0,Registered: 0}\nPayl"};
 }
 
+/// A title above what the targets for runs and scenarios begin with.
+Seeds plots() {
+  Seeds seeds;
+  for (const auto& drawn : {runs(), scenarios()}) {
+    for (const auto& text : drawn) seeds.push_back("it's \\ \xff" + std::string(1, '\0') + text);
+  }
+  return seeds;
+}
+
+/// A scenario's number and, for some turns, what is done, who does it, to which sensor, and what it says.
+Seeds sessions() {
+  using namespace std::string_literals;
+  const auto everything =
+      "\0\0\1\0"                                  // on change
+      "\0\1\2\1\5\0"                              // a stream
+      "\0\2\1\2\1\0\1\0\0\1\5\3\2\14\11\0\2\1\0"  // thresholds, on change
+      "\0\2\1\3\1\1"                              // registrations
+      "\0\0\0\4\0"s;                              // a lookup
+  const auto time_passes = "\2\3\3\1\2\4\3\1\2\5\3\0\0\2\6\2\0"s;
+  Seeds seeds;
+  for (char number = 0; number < 4; ++number) {
+    seeds.push_back(number + everything + time_passes + "\2\7"s + everything + time_passes);
+  }
+  return seeds;
+}
+
 void write(const std::filesystem::path& folder, const Seeds& seeds) {
   std::filesystem::create_directories(folder);
   std::ofstream list(folder.string() + ".list");
@@ -154,5 +180,7 @@ int main(int argc, char** argv) {
   write(folder / "scenario", scenarios());
   write(folder / "import", drives());
   write(folder / "run", runs());
+  write(folder / "plot", plots());
+  write(folder / "sessions", sessions());
   return 0;
 }

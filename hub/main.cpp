@@ -10,12 +10,14 @@
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <sstream>
 #include <string>
 
 #include "hub/base/concat.h"
 #include "hub/base/diagnostic.h"
 #include "hub/base/input_error.h"
 #include "hub/commands/commands.h"
+#include "hub/commands/outputs.h"
 #include "hub/usage.h"
 
 namespace kelvane_hub {
@@ -40,8 +42,10 @@ void add_serve(CLI::App& app, ServeOptions& options) {
   auto* command = app.add_subcommand("serve", "Play a scenario to the clients of a Unix socket");
   command->footer(
       "Example:\n"
-      "  kelvane-hub serve --listen /tmp/hub.sock --scenario drive.textproto --speed 10 &\n"
-      "  KELVANE_HUB_SOCKET=/tmp/hub.sock cellscope\n\n"
+      "  export KELVANE_HUB_SOCKET=$XDG_RUNTIME_DIR/kelvane-hub.sock\n"
+      "  kelvane-hub serve --listen $KELVANE_HUB_SOCKET --scenario drive.textproto --speed 10 &\n"
+      "  cellscope\n\n"
+      "The socket belongs into a folder of one's own, as that one is. "
       "Scenario time starts when a client first configures a sensor. SIGINT or SIGTERM ends the hub.\n");
   auto* listen =
       command->add_option("--listen", options.listen, "Socket to listen on; only the user who runs the hub can connect")
@@ -189,7 +193,10 @@ int run(int argc, char** argv) {
     app.parse(argc, argv);
     return 0;
   } catch (const CLI::Success& help) {
-    return app.exit(help);
+    std::ostringstream text;
+    const int status = app.exit(help, text);
+    write_output(text.str(), "-");
+    return status;
   } catch (const CLI::ParseError& error) {
     (void)std::fprintf(stderr, "%s\n", usage_error(app, error).c_str());
     return usage_status;
@@ -199,8 +206,8 @@ int run(int argc, char** argv) {
 /// Where a standard stream is closed, a client's socket would get its number, and what is printed.
 void open_standard_streams() {
   for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
-    // What cannot be written to standard output is told, as on a full disk.
-    const int flags = stream == STDERR_FILENO ? O_WRONLY : O_RDONLY;
+    // What cannot be read from standard input or written to standard output is told.
+    const int flags = stream == STDOUT_FILENO ? O_RDONLY : O_WRONLY;
     if (fcntl(stream, F_GETFD) == -1) (void)open("/dev/null", flags);
   }
 }

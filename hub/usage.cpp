@@ -1,7 +1,9 @@
 #include "hub/usage.h"
 
 #include <algorithm>
+#include <cctype>
 #include <cstddef>
+#include <iterator>
 #include <numeric>
 #include <string_view>
 #include <vector>
@@ -25,10 +27,19 @@ std::size_t distance(std::string_view one, std::string_view other) {
   return row.back();
 }
 
-/// " (did you mean 'serve'?)", or nothing if none of `words` is like `given`.
-std::string nearest(std::string_view given, const std::vector<std::string>& words) {
-  const auto closeness = [given](const std::string& word) {
-    return word.starts_with(given) && given.size() > 2 ? 0 : distance(given, word);
+/// `word` without dashes before it, in lower case.
+std::string plain(std::string_view word) {
+  std::string letters(word.substr(std::min(word.find_first_not_of('-'), word.size())));
+  std::ranges::transform(letters, letters.begin(), [](unsigned char letter) { return std::tolower(letter); });
+  return letters;
+}
+
+/// " (did you mean 'serve'?)", or nothing if none of `words` is like `written`.
+std::string nearest(std::string_view written, const std::vector<std::string>& words) {
+  const std::string given = plain(written);
+  const auto closeness = [&given](const std::string& word) {
+    const bool is_begun = plain(word).starts_with(given) && given.size() > 1;
+    return is_begun ? 0 : distance(given, plain(word));
   };
   const auto best = std::ranges::min_element(words, {}, closeness);
   if (best == words.end() || closeness(*best) > given.size() / 3 + 1) return "";
@@ -57,14 +68,14 @@ std::vector<std::string> commands_of(const CLI::App& app) {
 }
 
 std::string unknown_word(const CLI::App& command, const std::string& word) {
-  if (word.starts_with('-')) {
-    const auto names = long_names(command);
-    return concat("expected ", names.empty() ? "no option" : alternatives(names), ", found ", kelvane_hub::quoted(word),
-                  nearest(word, names));
-  }
+  const auto names = long_names(command);
   const auto commands = commands_of(command);
-  if (commands.empty()) return concat("expected nothing more, found ", kelvane_hub::quoted(word));
-  return concat("expected ", alternatives(commands), ", found ", kelvane_hub::quoted(word), nearest(word, commands));
+  const auto expected = word.starts_with('-') ? names : commands;
+  const char* const none = word.starts_with('-') ? "no option" : "nothing more";
+  auto words = expected;
+  std::ranges::copy(word.starts_with('-') ? commands : names, std::back_inserter(words));
+  return concat("expected ", expected.empty() ? none : alternatives(expected), ", found ", kelvane_hub::quoted(word),
+                nearest(word, words));
 }
 
 /// What was left out that has to be there; empty: nothing.
@@ -108,7 +119,8 @@ std::string problem(const CLI::App& command, const CLI::ParseError& error) {
 
 std::string usage_error(const CLI::App& app, const CLI::ParseError& error) {
   const auto chosen = app.get_subcommands();
-  if (chosen.empty()) return concat(app.get_name(), ": ", problem(app, error));
+  // What stands before the command is not the command's.
+  if (chosen.empty() || !app.remaining().empty()) return concat(app.get_name(), ": ", problem(app, error));
   return concat(app.get_name(), " ", chosen.front()->get_name(), ": ", problem(*chosen.front(), error));
 }
 

@@ -19,18 +19,20 @@ is_installed() {
   [ "$(dpkg-query -W -f='${db:Status-Status}' "$1" 2>/dev/null)" = installed ]
 }
 
-# install_missing PACKAGE…
-install_missing() {
-  local package missing=()
+# install_missing PACKAGE… One at a time, as build below.
+install_missing() (
+  exec {lock}>.build-packages.lock
+  flock "$lock"
+  missing=()
   for package in "$@"; do
     is_installed "$package" || missing+=("$package")
   done
-  [ ${#missing[@]} -gt 0 ] || return 0
+  [ ${#missing[@]} -gt 0 ] || exit 0
   is_installed ccache || missing+=(ccache) # not needed, but a second build is much faster with it
   echo "Installing what is missing: ${missing[*]}" >&2
   as_root apt-get update -qq >&2
   as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >&2
-}
+)
 
 # Shows how far ninja is: on a terminal in one line, else a line now and then.
 show_progress() {

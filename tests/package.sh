@@ -44,8 +44,8 @@ Got the  signal for 2" "$(sed -E 's/Log Time: [0-9]+/Log Time: T/' "$report" | u
 another_session_library() {
   mkdir -p a/b/c/d
   cp /usr/lib/*/cellscope/libkelvanesession.so a/b/c/d
-  expect "hub of a library elsewhere" "libkelvanesession: cannot start the hub kelvane-hub: No such file or directory;\
- looked in $PWD/a/b/c/d, $PWD/a/bin, PATH; KELVANE_HUB_PROGRAM can name it" \
+  expect "hub of a library elsewhere" "libkelvanesession: no session with the private hub: cannot start kelvane-hub:\
+ No such file or directory; looked in $PWD/a/b/c/d, $PWD/a/bin, PATH; KELVANE_HUB_PROGRAM can name it" \
     "$(PATH=/nowhere LD_LIBRARY_PATH=$PWD/a/b/c/d /usr/bin/cellscope <<<$'1\n-1' 2>&1 >/dev/null | head -n 1)"
 }
 

@@ -1,88 +1,32 @@
 #include "hub/base/files.h"
 
 #include <fcntl.h>
-#include <poll.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
-#include <csignal>
-#include <cstdio>
-#include <cstring>
-#include <memory>
 #include <optional>
-#include <random>
 #include <system_error>
-#include <utility>
 #include <variant>
 
+#include "hub/base/concat.h"
+#include "hub/base/descriptors.h"
 #include "hub/base/input_error.h"
+#include "hub/base/replace_file.h"
+#include "hub/base/unique_fd.h"
 
 namespace kelvane_hub {
 namespace {
 
 namespace fs = std::filesystem;
 
-[[noreturn]] void throw_error(int error) { throw std::system_error(error, std::generic_category()); }
-
-/// `mode` as for std::fopen.
-void write_text(std::string_view text, const fs::path& path, const char* mode) {
-  std::FILE* const file = std::fopen(path.c_str(), mode);
-  if (file == nullptr) throw_error(errno);
-  const bool written = std::fwrite(text.data(), 1, text.size(), file) == text.size();
-  const int error = errno;
-  const bool closed = std::fclose(file) == 0;
-  if (!written) throw_error(error);
-  if (!closed) throw_error(errno);
-}
-
-/// Removes the file at `path`, if there is one, at the end.
-struct RemovedAtEnd {
-  explicit RemovedAtEnd(fs::path file) : path(std::move(file)) {}
-  RemovedAtEnd(const RemovedAtEnd&) = delete;
-  RemovedAtEnd& operator=(const RemovedAtEnd&) = delete;
-  ~RemovedAtEnd() {
-    std::error_code ignored;
-    fs::remove(path, ignored);
-  }
-  fs::path path;
-};
-
-void replace_file(std::string_view text, const fs::path& target) {
-  // Short whatever the target is called, and of the same folder: a rename stays within a file system.
-  const std::string name = ".kelvane-hub-" + std::to_string(std::random_device()());
-  const RemovedAtEnd temporary(target.parent_path() / name);
-  write_text(text, temporary.path, "wbx");
-  if (fs::exists(target)) fs::permissions(temporary.path, fs::status(target).permissions());
-  fs::rename(temporary.path, target);
-}
-
-/// Without it, a pipe that nobody reads any more ends the process.
-class BrokenPipesFail {
- public:
-  BrokenPipesFail() : before_(std::signal(SIGPIPE, SIG_IGN)) {}
-  BrokenPipesFail(const BrokenPipesFail&) = delete;
-  BrokenPipesFail& operator=(const BrokenPipesFail&) = delete;
-  ~BrokenPipesFail() { (void)std::signal(SIGPIPE, before_); }
-
- private:
-  void (*before_)(int);
-};
-
-void write_all(std::string_view text, int descriptor) {
-  const BrokenPipesFail broken_pipes_fail;
-  while (!text.empty()) {
-    const auto written = write(descriptor, text.data(), text.size());
-    if (written >= 0) {
-      text.remove_prefix(static_cast<std::size_t>(written));
-    } else if (errno == EAGAIN) {
-      pollfd ready{descriptor, POLLOUT, 0};
-      (void)poll(&ready, 1, -1);
-    } else if (errno != EINTR) {
-      throw_error(errno);
-    }
-  }
+/// Into what takes the text as it stands there: a pipe, a device.
+void write_into(std::string_view text, const fs::path& path) {
+  const UniqueFd file(open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC));
+  if (!file) throw std::system_error(errno, std::generic_category());
+  write_all(text, file.get());
 }
 
 /// The descriptor of this process that `link` stands for, as those behind /dev/stdout and /dev/fd do.
@@ -119,32 +63,48 @@ Target target_of(fs::path path) {
   return Replaced{path};
 }
 
+/// Throws InputError if there is a NUL from `begin` on.
+void refuse_nul(std::string_view text, std::size_t begin, const std::string& name) {
+  const auto found = text.find('\0', begin);
+  if (found == std::string_view::npos) return;
+  const auto before = text.substr(0, found);
+  const auto line = 1 + std::ranges::count(before, '\n');
+  const auto column = found - (before.rfind('\n') + 1) + 1;  // without a line before, npos + 1 is 0
+  throw InputError(concat(name, ":", line, ":", column, ": expected text, found a NUL byte"));
+}
+
+/// All that `descriptor` has; -1: its file could not be opened, for the reason in errno.
+std::string read_text(int descriptor, const std::string& name) try {
+  if (descriptor == -1) throw std::system_error(errno, std::generic_category());
+  struct stat status {};
+  if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
+    throw InputError(name + ": expected a file, found a folder");
+  }
+  std::string text;
+  for (std::size_t read = 0; read_more(text, descriptor); read = text.size()) refuse_nul(text, read, name);
+  return text;
+} catch (const std::system_error& error) {
+  throw InputError(name + ": cannot read it: " + error.code().message());
+}
+
 }  // namespace
 
 std::string read_file(const fs::path& path) {
-  std::error_code ignored;
-  if (fs::is_directory(path, ignored)) throw InputError(path.string() + ": expected a file, found a folder");
-  const auto check = [&path](bool succeeded) {
-    if (!succeeded) throw InputError(path.string() + ": cannot read it: " + strerror(errno));
-  };
-  const std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(path.c_str(), "rb"), &std::fclose);
-  check(file != nullptr);
-  std::string text;
-  std::array<char, 65536> block{};
-  std::string_view read;
-  do {
-    read = {block.data(), std::fread(block.data(), 1, block.size(), file.get())};
-    check(std::ferror(file.get()) == 0);
-    text += read;
-  } while (!read.empty() && read.find('\0') == std::string_view::npos);
-  return text;
+  const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  return read_text(file.get(), path.string());
+}
+
+std::string name_of_input(const std::string& input) { return input == "-" ? "standard input" : input; }
+
+std::string read_input(const std::string& input) {
+  return input == "-" ? read_text(STDIN_FILENO, name_of_input(input)) : read_file(input);
 }
 
 void write_file(std::string_view text, const fs::path& path) try {
   const Target target = target_of(path);
   if (const auto* const replaced = std::get_if<Replaced>(&target)) return replace_file(text, replaced->path);
   if (const auto* const descriptor = std::get_if<int>(&target)) return write_all(text, *descriptor);
-  write_text(text, path, "ab");
+  write_into(text, path);
 } catch (const std::system_error& error) {
   throw InputError(path.string() + ": " + error.code().message());
 }

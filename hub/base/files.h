@@ -7,12 +7,19 @@
 
 namespace kelvane_hub {
 
-/// All that stands in the file, or comes from the pipe, at `path`, up to the end of the block in which its first NUL
-/// stands: an endless device is no text. Throws InputError, "file: cannot read it: reason".
+/// All that stands in the file, or comes from the pipe, at `path`. Throws InputError: "file: cannot read it: reason",
+/// or "file:line:column: expected text, found a NUL byte". No more is read then, so that an endless device has an end.
 std::string read_file(const std::filesystem::path& path);
 
-/// Writes `text` to `path`. A file appears whole or not at all: on failure it throws InputError ("file: reason") and a
-/// file that stood there before is untouched. Into what is no file (a pipe, a device) it writes directly, and into what
+/// The same of what a command is given: "-" is standard input, from where it stands.
+std::string read_input(const std::string& input);
+
+/// What messages call it.
+std::string name_of_input(const std::string& input);
+
+/// Writes `text` to `path`. A file appears whole or not at all, whatever ends the program meanwhile, and is on the disk
+/// when this returns; see replace_file(). On failure it throws InputError ("file: reason") and a file that stood there
+/// before is untouched. Into what is no file (a pipe, a device) it writes directly, and into what
 /// is open here already (/dev/stdout, /dev/fd/N) through that descriptor, from where it stands.
 void write_file(std::string_view text, const std::filesystem::path& path);
 

@@ -27,11 +27,6 @@ void Launch::open(const char* path, int flags, int as) {
 
 void Launch::close_from(int first) { posix_spawn_file_actions_addclosefrom_np(&actions_, first); }
 
-void Launch::detach_from_signals() {
-  reset_signals();
-  posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
-}
-
 void Launch::reset_signals() {
   sigset_t all;
   sigset_t none;
@@ -40,6 +35,15 @@ void Launch::reset_signals() {
   posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   posix_spawnattr_setsigdefault(&attributes_, &all);
   posix_spawnattr_setsigmask(&attributes_, &none);
+}
+
+void Launch::detach_from_signals() {
+  sigset_t blocked;
+  sigemptyset(&blocked);
+  sigaddset(&blocked, SIGTTOU);
+  reset_signals();
+  posix_spawnattr_setflags(&attributes_, POSIX_SPAWN_SETPGROUP | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  posix_spawnattr_setsigmask(&attributes_, &blocked);
 }
 
 int Launch::start(pid_t& process) {

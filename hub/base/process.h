@@ -32,7 +32,8 @@ class Launch {
   /// Every signal at its default and none blocked.
   void reset_signals();
 
-  /// The same, in a process group of its own.
+  /// The same, in a process group of its own, but for SIGTTOU, which is blocked: it may write to the terminal that this
+  /// process has, whatever `stty tostop` says.
   void detach_from_signals();
 
   /// Starts it; whoever calls waits for `process`. Returns 0 or the error number.
@@ -54,7 +55,8 @@ struct Ended {
 };
 
 /// Runs a program, looked for in PATH, on these standard streams and waits for it, at most for `patience`. It is in a
-/// process group of its own and does not outlive this process. To be called while there is one thread; throws
+/// process group of its own and does not outlive this process; nor does what it has started outlive it, unless this
+/// process is killed by SIGKILL. To be called while there is one thread; throws
 /// std::system_error if this process is out of what it takes to start another.
 Ended run_to_end(std::vector<std::string> words, const std::array<int, 3>& streams, std::chrono::milliseconds patience);
 

@@ -8,40 +8,25 @@
 #include <system_error>
 
 #include "hub/base/process.h"
+#include "hub/base/signals_held.h"
 #include "hub/base/unique_fd.h"
 
 namespace kelvane_hub {
 namespace {
 
-/// SIGCHLD is held back and can be waited for, as long as this lives.
-class ChildSignal {
+/// Children leave a status while this lives, as they do not where SIGCHLD is ignored.
+class ChildrenLeaveStatus {
  public:
-  ChildSignal() {
-    sigemptyset(&mask_);
-    sigaddset(&mask_, SIGCHLD);
-    sigprocmask(SIG_BLOCK, &mask_, &masked_before_);
+  ChildrenLeaveStatus() {
     struct sigaction usual {};
-    usual.sa_handler = SIG_DFL;  // where it is ignored, children leave no status
+    usual.sa_handler = SIG_DFL;
     sigaction(SIGCHLD, &usual, &action_before_);
   }
-  ~ChildSignal() {
-    sigaction(SIGCHLD, &action_before_, nullptr);
-    sigprocmask(SIG_SETMASK, &masked_before_, nullptr);
-  }
-  ChildSignal(const ChildSignal&) = delete;
-  ChildSignal& operator=(const ChildSignal&) = delete;
-
-  void release() const { sigprocmask(SIG_SETMASK, &masked_before_, nullptr); }
-
-  void wait(std::chrono::nanoseconds longest) const {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(longest);
-    const timespec time{static_cast<time_t>(seconds.count()), static_cast<long>((longest - seconds).count())};
-    (void)sigtimedwait(&mask_, nullptr, &time);
-  }
+  ~ChildrenLeaveStatus() { sigaction(SIGCHLD, &action_before_, nullptr); }
+  ChildrenLeaveStatus(const ChildrenLeaveStatus&) = delete;
+  ChildrenLeaveStatus& operator=(const ChildrenLeaveStatus&) = delete;
 
  private:
-  sigset_t mask_{};
-  sigset_t masked_before_{};
   struct sigaction action_before_ {};
 };
 
@@ -57,7 +42,7 @@ class ChildSignal {
 }
 
 /// Starts the program; returns 0 or the error number.
-int start(std::vector<std::string>& words, const std::array<int, 3>& streams, const ChildSignal& signal,
+int start(std::vector<std::string>& words, const std::array<int, 3>& streams, const SignalsHeld& signals,
           pid_t& process) {
   std::vector<char*> arguments;
   arguments.reserve(words.size() + 1);
@@ -71,7 +56,7 @@ int start(std::vector<std::string>& words, const std::array<int, 3>& streams, co
   process = fork();
   if (process == -1) return errno;
   if (process == 0) {
-    signal.release();
+    signals.release();
     become(arguments.data(), parent, streams, failure_in_child.get());
   }
   failure_in_child.reset();
@@ -81,28 +66,38 @@ int start(std::vector<std::string>& words, const std::array<int, 3>& streams, co
   return error;
 }
 
-/// The status of `process` when it has ended; none if it had to be killed.
-std::optional<int> wait_in_time(pid_t process, const ChildSignal& signal, std::chrono::milliseconds patience) {
+/// Whether the child has ended; it is still to be waited for.
+bool has_ended(pid_t child) {
+  siginfo_t info{};
+  return waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOHANG | WNOWAIT) == -1 || info.si_pid != 0;
+}
+
+/// The status of `process` when it has ended; none if it had to be killed. A signal that is to end this process ends
+/// both.
+std::optional<int> wait_in_time(pid_t process, const SignalsHeld& signals, std::chrono::milliseconds patience) {
   using Clock = std::chrono::steady_clock;
-  int status = 0;
   const auto deadline = Clock::now() + patience;
-  for (auto now = Clock::now(); now < deadline; now = Clock::now()) {
-    if (waitpid(process, &status, WNOHANG) != 0) return status;
-    signal.wait(deadline - now);
+  int ending = 0;
+  bool ended = false;
+  for (auto now = Clock::now(); !(ended = has_ended(process)) && ending == 0 && now < deadline; now = Clock::now()) {
+    const int signal = signals.wait(deadline - now);
+    if (signal > 0 && signal != SIGCHLD) ending = signal;
   }
-  (void)kill(-process, SIGKILL);
-  (void)waitpid(process, &status, 0);
-  return {};
+  (void)kill(-process, SIGKILL);  // what it has started, too
+  const int status = wait_for(process);
+  if (ending != 0) (void)raise(ending);  // takes effect when signals are held no longer
+  return ended ? std::optional(status) : std::nullopt;
 }
 
 }  // namespace
 
 Ended run_to_end(std::vector<std::string> words, const std::array<int, 3>& streams,
                  std::chrono::milliseconds patience) {
-  const ChildSignal signal;
+  const ChildrenLeaveStatus children_leave_status;
+  const SignalsHeld signals({SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM});
   pid_t process = -1;
-  if (const int error = start(words, streams, signal, process); error != 0) return {error, {}};
-  return {0, wait_in_time(process, signal, patience)};
+  if (const int error = start(words, streams, signals, process); error != 0) return {error, {}};
+  return {0, wait_in_time(process, signals, patience)};
 }
 
 }  // namespace kelvane_hub

@@ -1,10 +1,27 @@
 #include "hub/base/unix_socket.h"
 
+#include <fcntl.h>
+#include <poll.h>
+
 #include <cerrno>
 #include <system_error>
 #include <utility>
 
 namespace kelvane_hub {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// Returns false at the deadline.
+bool wait_for_room(int socket, Clock::time_point deadline) {
+  const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
+  if (left.count() <= 0) return false;
+  pollfd room{socket, POLLOUT, 0};
+  (void)poll(&room, 1, static_cast<int>(left.count()));
+  return true;
+}
+
+}  // namespace
 
 UnixAddress::UnixAddress(std::string_view path) {
   address_.sun_family = AF_UNIX;
@@ -26,6 +43,14 @@ std::array<UniqueFd, 2> socket_pair(int type) {
   return {beside_standard_streams(std::move(first)), beside_standard_streams(std::move(second))};
 }
 
+int connect_at_once(int socket, const UnixAddress& address) {
+  const int flags = fcntl(socket, F_GETFL);
+  (void)fcntl(socket, F_SETFL, flags | O_NONBLOCK);
+  const int error = connect(socket, address.get(), UnixAddress::size()) == 0 ? 0 : errno;
+  (void)fcntl(socket, F_SETFL, flags);
+  return error;
+}
+
 ssize_t receive_some(int socket, std::span<char> buffer) {
   ssize_t received = -1;
   do {
@@ -34,12 +59,17 @@ ssize_t receive_some(int socket, std::span<char> buffer) {
   return received;
 }
 
-bool send_all(int socket, std::string_view bytes) {
+bool send_all(int socket, std::string_view bytes, std::chrono::milliseconds longest) {
+  const auto deadline = Clock::now() + longest;
   while (!bytes.empty()) {
-    const ssize_t sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL);
-    if (sent == -1 && errno == EINTR) continue;
-    if (sent <= 0) return false;
-    bytes.remove_prefix(static_cast<std::size_t>(sent));
+    const ssize_t sent = send(socket, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent >= 0) {
+      bytes.remove_prefix(static_cast<std::size_t>(sent));
+    } else if (errno == EAGAIN) {
+      if (!wait_for_room(socket, deadline)) return false;
+    } else if (errno != EINTR) {
+      return false;
+    }
   }
   return true;
 }

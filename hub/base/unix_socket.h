@@ -5,6 +5,7 @@
 #include <sys/un.h>
 
 #include <array>
+#include <chrono>
 #include <cstddef>
 #include <span>
 #include <string>
@@ -36,10 +37,14 @@ UniqueFd new_stream_socket();
 /// A connected pair of the given type (SOCK_STREAM, say), likewise. Throws std::system_error.
 std::array<UniqueFd, 2> socket_pair(int type);
 
+/// Connects a stream socket, which blocks or not as before. Does not wait: returns 0 or the error number, which is
+/// EAGAIN if the listener has no room left for those that wait for it.
+int connect_at_once(int socket, const UnixAddress& address);
+
 /// Receives what comes next, as recv() does, but goes on after a signal.
 ssize_t receive_some(int socket, std::span<char> buffer);
 
-/// Sends all of `bytes`. Returns false if the peer is gone, or the socket's time-out has passed.
-bool send_all(int socket, std::string_view bytes);
+/// Sends all of `bytes`. Returns false if the peer is gone, or has not taken them within `longest`.
+bool send_all(int socket, std::string_view bytes, std::chrono::milliseconds longest);
 
 }  // namespace kelvane_hub

@@ -54,11 +54,9 @@ import_profile profile_of(const ImportOptions& options) {
 
 void import(const ImportOptions& options) {
   refuse_same_file(options.csv, options.output, "the recording");
-  const bool is_piped = options.csv == "-";
   const auto plmn = plmn_of(options);
   const import_profile profile = profile_of(options);
-  const std::string text = read_file(is_piped ? "/dev/stdin" : options.csv);
-  const Drive drive = read_drive(is_piped ? "standard input" : options.csv, text, profile);
+  const Drive drive = read_drive(name_of_input(options.csv), read_input(options.csv), profile);
   write_output(text_of(to_scenario(drive, plmn)), options.output);
   (void)std::fputs(drive.summary.text().c_str(), stderr);
 }

@@ -1,8 +1,6 @@
 #include "hub/commands/load_run.h"
 
 #include <cstdio>
-#include <iostream>
-#include <iterator>
 
 #include "hub/base/files.h"
 #include "hub/report/payload_truth.h"
@@ -10,8 +8,6 @@
 
 namespace kelvane_hub {
 namespace {
-
-std::string read_standard_input() { return {std::istreambuf_iterator(std::cin), {}}; }
 
 /// Says of one or more of a kind what they are, and where the first is.
 void tell(const std::string& file, const Oddity& oddity, const char* one, const char* several) {
@@ -23,8 +19,9 @@ void tell(const std::string& file, const Oddity& oddity, const char* one, const 
 
 }  // namespace
 
-Run load_run(const std::string& file, Reading reading) {
-  Run run = read_run(file == "-" ? read_standard_input() : read_file(file), file, reading);
+Run load_run(const std::string& input, Reading reading) {
+  const std::string file = name_of_input(input);
+  Run run = read_run(read_input(input), file, reading);
   const Oddity others = believe_payloads(run);
   tell(file, run.strays, "line that is no report was skipped", "lines that are no report were skipped");
   tell(file, run.glued, "report begins behind other text", "reports begin behind other text");
@@ -34,6 +31,12 @@ Run load_run(const std::string& file, Reading reading) {
   if (run.cut_off != 0) {
     (void)std::fprintf(stderr, "%s:%zu: the report that begins here is cut off, and left out\n", file.c_str(),
                        run.cut_off);
+  }
+  if (run.torn != 0) {
+    (void)std::fprintf(
+        stderr,
+        "%s:%zu: the file ends in the middle of this line, as on a full disk; what was printed after that is missing\n",
+        file.c_str(), run.torn);
   }
   return run;
 }

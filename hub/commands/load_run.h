@@ -10,8 +10,8 @@ namespace kelvane_hub {
 
 /// Reads the output file of a run or a saved console session; "-" is standard input. Absent values of its messages are
 /// those of the payloads. Says on standard error, once of each kind, what is odd in it: lines that are no report,
-/// broken reports, one at the end that is not whole. Throws InputError, if `reading` is strict for these, too, but the
-/// last.
-Run load_run(const std::string& file, Reading reading = Reading::tolerant);
+/// broken reports, a report or a line at the end that is not whole. Throws InputError, if `reading` is strict for
+/// these, too, but the last.
+Run load_run(const std::string& input, Reading reading = Reading::tolerant);
 
 }  // namespace kelvane_hub

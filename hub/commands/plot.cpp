@@ -2,6 +2,7 @@
 
 #include <filesystem>
 
+#include "hub/base/files.h"
 #include "hub/commands/commands.h"
 #include "hub/commands/load_run.h"
 #include "hub/commands/outputs.h"
@@ -21,8 +22,7 @@ void plot(const PlotOptions& options) {
   refuse_same_file(options.file, options.output, "what is drawn");
   const PictureFormat& format = format_for(options.output);
   const Track track = part_of(load_track(options.file), {options.from, options.to, options.sub});
-  const std::string source =
-      options.file == "-" ? "standard input" : std::filesystem::path(options.file).filename().string();
+  const std::string source = std::filesystem::path(name_of_input(options.file)).filename();
   write_output(draw(track, source, format), options.output);
 }
 

@@ -3,12 +3,12 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <system_error>
 
 #include "hub/base/concat.h"
+#include "hub/base/descriptors.h"
 #include "hub/base/input_error.h"
 #include "hub/base/process.h"
 #include "hub/base/unique_fd.h"
@@ -23,23 +23,11 @@ UniqueFd memory_file(const char* name) {
   return file;
 }
 
-void write_all(const UniqueFd& file, const std::string& text) {
-  std::size_t written = 0;
-  while (written < text.size()) {
-    const ssize_t more = write(file.get(), text.data() + written, text.size() - written);
-    if (more == -1) throw std::system_error(errno, std::generic_category(), "a file in memory");
-    written += static_cast<std::size_t>(more);
-  }
-  (void)lseek(file.get(), 0, SEEK_SET);
-}
-
-std::string read_all(const UniqueFd& file) {
+std::string all_of(const UniqueFd& file) {
   std::string text;
-  std::array<char, 65536> buffer;
-  ssize_t size = 0;
   (void)lseek(file.get(), 0, SEEK_SET);
-  while ((size = read(file.get(), buffer.data(), buffer.size())) > 0)
-    text.append(buffer.data(), static_cast<std::size_t>(size));
+  while (read_more(text, file.get())) {
+  }
   return text;
 }
 
@@ -62,7 +50,8 @@ std::string run_gnuplot(const std::string& script, std::chrono::milliseconds pat
   const UniqueFd in = memory_file("script");
   const UniqueFd out = memory_file("picture");
   const UniqueFd errors = memory_file("errors");
-  write_all(in, script);
+  write_all(script, in.get());
+  (void)lseek(in.get(), 0, SEEK_SET);
   // Without the user's start-up files.
   const Ended ended = run_to_end({"gnuplot", "-d"}, {in.get(), out.get(), errors.get()}, patience);
   if (ended.start_error == ENOENT) {
@@ -75,8 +64,8 @@ std::string run_gnuplot(const std::string& script, std::chrono::milliseconds pat
     const auto seconds = std::chrono::duration<double>(patience).count();
     throw InputError(concat("plot: gnuplot has not drawn anything after ", seconds, " seconds, and was stopped"));
   }
-  if (*ended.status != 0) throw InputError(failure(without_blank_ends(read_all(errors))));
-  return read_all(out);
+  if (*ended.status != 0) throw InputError(failure(without_blank_ends(all_of(errors))));
+  return all_of(out);
 }
 
 }  // namespace kelvane_hub

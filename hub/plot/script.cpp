@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <iomanip>
 #include <map>
 #include <set>
 #include <sstream>
@@ -19,11 +20,16 @@
 namespace kelvane_hub {
 namespace {
 
-/// In gnuplot's single quotes.
+/// In gnuplot's double quotes, with whatever means something to it there by its octal number. (It does not read every
+/// text in single quotes that has such in it.)
 std::string in_quotes(std::string_view text) {
-  std::string quoted = "'";
-  for (const char character : text) quoted += character == '\'' ? std::string("''") : std::string(1, character);
-  return quoted + "'";
+  std::string quoted = "\"";
+  for (const char character : text) {
+    const bool is_special = std::string_view("\"\\`@").find(character) != std::string_view::npos;
+    quoted += is_special ? concat("\\", std::oct, std::setfill('0'), std::setw(3), int{character})
+                         : std::string(1, character);
+  }
+  return quoted + "\"";
 }
 
 /// As short as it can be without another value.

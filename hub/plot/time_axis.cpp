@@ -11,7 +11,10 @@ namespace {
 constexpr double minute = 60;
 constexpr double hour = 60 * minute;
 constexpr double day = 24 * hour;
-constexpr double most_steps = 10;
+constexpr int most_steps = 10;
+
+/// From here on seconds are only counted: in hours and minutes they would be no whole numbers any more.
+constexpr double longest = 1e15;
 
 /// 1, 2 or 5 times a power of ten, at least `least`.
 double decimal_step(double least) {
@@ -35,7 +38,7 @@ double step_for(double length) {
 enum class Form { seconds, minutes, hours, hours_and_seconds };
 
 Form form_for(double step, double end) {
-  if (step < 1 || end < minute) return Form::seconds;
+  if (step < 1 || end < minute || end > longest) return Form::seconds;
   if (end < hour) return Form::minutes;
   return step < minute ? Form::hours_and_seconds : Form::hours;
 }
@@ -52,7 +55,7 @@ std::string printed(const char* format, Numbers... numbers) {
 std::string shown(double time, Form form, double step) {
   if (form == Form::seconds) {
     const int digits = step < 1 ? static_cast<int>(std::ceil(-std::log10(step) - 1e-9)) : 0;
-    return printed("%.*f", digits, time);
+    return time > longest ? printed("%.17g", time) : printed("%.*f", digits, time);
   }
   const auto seconds = std::llround(time);
   const auto minutes = seconds / 60;
@@ -68,9 +71,11 @@ TimeAxis time_axis(double begin, double end) {
   const Form form = form_for(step, end);
   TimeAxis axis{units[static_cast<int>(form)], {}};
   const double first = std::ceil(begin / step - 1e-9);
-  for (double i = first; i * step <= end * (1 + 1e-12) && i - first <= most_steps; ++i) {
-    const double time = i * step + 0.0;  // not -0
-    axis.ticks.emplace_back(time, shown(time, form, step));
+  for (int i = 0; i <= most_steps; ++i) {
+    const double time = (first + i) * step + 0.0;  // not -0
+    if (time > end * (1 + 1e-12)) break;
+    // A step may be less than what tells such times from each other.
+    if (axis.ticks.empty() || axis.ticks.back().first < time) axis.ticks.emplace_back(time, shown(time, form, step));
   }
   return axis;
 }

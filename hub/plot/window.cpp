@@ -71,7 +71,8 @@ Track part_of(Track track, const Window& window) {
   if (from >= track.end) {
     throw InputError(concat("--from: expected less than the ", track.end, " seconds that there are, found ", from));
   }
-  const double to = std::min(window.to.value_or(track.end), track.end);
+  constexpr double shortest = 1e-9;  // what is drawn is divided by its length
+  const double to = std::max(std::min(window.to.value_or(track.end), track.end), from + shortest);
   for (auto& subscription : track.subscriptions) cut(subscription, from, to);
   track.begin = from;
   track.end = to;

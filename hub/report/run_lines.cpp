@@ -124,11 +124,13 @@ void RunLines::pass_stray() {
 bool RunLines::end(bool has_begun) {
   const std::string_view last = rest_;
   rest_ = {};
-  const bool is_report = std::ranges::any_of(beginnings, [last](std::string_view text) {
-    return text.starts_with(last) || last.find(text) != std::string_view::npos;
+  const bool is_report = std::ranges::any_of(beginnings, [this, last](std::string_view text) {
+    return text.starts_with(last) || last.starts_with(text) || (tolerant_ && last.find(text) != std::string_view::npos);
   });
-  if (has_begun || is_report || !tolerant_) return true;
-  if (!begins_one_of(listening, last) && !begins_one_of(others, last)) run_.strays.add(number_, quoted(last));
+  if (has_begun || is_report) return true;
+  if (begins_one_of(listening, last) || begins_one_of(others, last)) return false;
+  if (!tolerant_) LineScanner(file_, number_, last).fail(beginning_of_report);
+  run_.strays.add(number_, quoted(last));
   return false;
 }
 

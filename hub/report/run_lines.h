@@ -13,6 +13,9 @@ namespace kelvane_hub {
 /// The file ends in the middle of a report.
 struct CutOff {};
 
+/// What is expected where no report goes on.
+inline constexpr const char* beginning_of_report = "the beginning of a report (Payload size: … or Log Time: …)";
+
 /// Goes through a file, past the lines of the main thread and, if it is tolerant, past all that is like no line of a
 /// report; the run hears of both. Refers to what it is given.
 class RunLines {
@@ -35,6 +38,7 @@ class RunLines {
   /// Passes over the next line, which is no beginning of a report, and notes it.
   void pass_stray();
   /// Ends the reading where no whole line follows; a report has begun before, or not. Returns whether one is cut off.
+  /// Throws InputError if that is to be strict and the rest is of no report.
   bool end(bool has_begun);
 
  private:

@@ -17,8 +17,6 @@ namespace {
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 
-constexpr const char* beginning = "the beginning of a report (Payload size: … or Log Time: …)";
-
 // ---- values ----
 
 bool take_flag(LineScanner& line) {
@@ -204,28 +202,22 @@ RunEvent take_event(RunLines& lines) {
   } else if (first.starts_with("Log Time: ")) {
     take_timed_event(lines, event);
   } else {
-    first.fail(beginning);
+    first.fail(beginning_of_report);
   }
   return event;
 }
 
 // ---- the whole ----
 
-void check_for_text(std::string_view text, const std::string& name) {
-  const auto found = text.find('\0');
-  if (found == std::string_view::npos) return;
-  const auto line = 1 + std::ranges::count(text.substr(0, found), '\n');
-  throw InputError(name + ":" + std::to_string(line) + ": expected text, found a NUL");
-}
-
 void read_strictly(RunLines& lines, Run& run) {
   while (!lines.at_end()) {
     const std::size_t begin = lines.number();
+    bool has_begun = false;
     try {
+      has_begun = begins_report(lines.peek().rest());
       run.events.push_back(take_event(lines));
     } catch (const CutOff&) {
-      run.cut_off = begin;
-      return;
+      if (lines.end(has_begun)) run.cut_off = begin;
     }
   }
 }
@@ -255,15 +247,15 @@ void check_for_reports(const Run& run, const std::string& name) {
   if (!run.events.empty()) return;
   if (run.broken.count != 0) throw InputError(run.broken.first);
   if (run.strays.count == 0) return;
-  throw InputError(name + ":" + std::to_string(run.strays.line) + ": expected " + beginning + ", found " +
+  throw InputError(name + ":" + std::to_string(run.strays.line) + ": expected " + beginning_of_report + ", found " +
                    run.strays.first);
 }
 
 }  // namespace
 
 Run read_run(std::string_view text, const std::string& name, Reading reading) {
-  check_for_text(text, name);
   Run run;
+  if (!text.empty() && !text.ends_with('\n')) run.torn = 1 + static_cast<std::size_t>(std::ranges::count(text, '\n'));
   RunLines lines(text, name, reading, run);
   if (reading == Reading::strict) {
     read_strictly(lines, run);

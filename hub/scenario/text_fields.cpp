@@ -28,7 +28,7 @@ char closing(char c) {
   }
 }
 
-/// Goes over tokens. What says whether it went over one may stand anywhere after it has not.
+/// Goes over tokens. Where it stands once a function has returned false, nobody knows.
 class Cursor {
  public:
   explicit Cursor(const TextPart& text) : at_(text.text.data()), end_(at_ + text.text.size()), place_(text.begin) {}

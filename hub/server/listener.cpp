@@ -1,18 +1,15 @@
 #include "hub/server/listener.h"
 
-#include <fcntl.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 
 #include <cerrno>
 #include <cstring>
-#include <ctime>
-#include <filesystem>
 
 #include "hub/base/diagnostic.h"
 #include "hub/base/input_error.h"
 #include "hub/base/unix_socket.h"
+#include "hub/server/path_lock.h"
 #include "hub/wire/descriptor_passing.h"
 
 namespace kelvane_hub {
@@ -33,26 +30,6 @@ const char* kind_of(const struct stat& status) {
   return S_ISREG(status.st_mode) ? "a file" : "neither";
 }
 
-/// Keeps other hubs from taking or leaving a place in `path`'s folder while it lives. Throws InputError if another
-/// program does not let go of the folder.
-class FolderLock {
- public:
-  explicit FolderLock(const std::string& path) {
-    const auto folder = std::filesystem::path(path).parent_path();
-    folder_ = UniqueFd(open(folder.empty() ? "." : folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    constexpr int most_tries = 500;
-    constexpr timespec pause{0, 10'000'000};
-    for (int tries = 0; flock(folder_.get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK; ++tries) {
-      if (tries == most_tries)
-        throw InputError(path + ": cannot listen there: another program keeps its folder locked");
-      (void)nanosleep(&pause, nullptr);
-    }
-  }
-
- private:
-  UniqueFd folder_;
-};
-
 /// Makes room at `path` if all that stands there is the socket of a hub that is gone.
 void remove_stale(const std::string& path, const UnixAddress& address) {
   struct stat status {};
@@ -61,10 +38,12 @@ void remove_stale(const std::string& path, const UnixAddress& address) {
     throw InputError(path + ": expected a free path or a socket, found " + kind_of(status));
   }
   const UniqueFd probe = new_stream_socket();
-  if (connect(probe.get(), address.get(), UnixAddress::size()) == 0) {
+  const int error = connect_at_once(probe.get(), address);
+  // No room left: somebody listens all the same.
+  if (error == 0 || error == EAGAIN) {
     throw InputError(path + ": expected a free path, found a socket that a running hub listens on");
   }
-  if (errno != ECONNREFUSED) throw InputError(path + ": cannot tell whether its socket is in use: " + strerror(errno));
+  if (error != ECONNREFUSED) throw InputError(path + ": cannot tell whether its socket is in use: " + strerror(error));
   (void)unlink(path.c_str());
 }
 
@@ -78,7 +57,7 @@ class ListeningSocket final : public ConnectionSource {
  public:
   explicit ListeningSocket(std::string path) : path_(std::move(path)), socket_(new_stream_socket()) {
     const UnixAddress address = address_of(path_);
-    const FolderLock lock(path_);
+    const PathLock lock(path_);
     remove_stale(path_, address);
     const mode_t before = umask(S_IRWXG | S_IRWXO | S_IXUSR);
     const int bound = bind(socket_.get(), address.get(), UnixAddress::size());
@@ -94,13 +73,11 @@ class ListeningSocket final : public ConnectionSource {
   }
 
   ~ListeningSocket() override {
+    // Another hub's may stand there by now, or the folder may be gone.
+    if (!is_ours()) return;
     try {
-      const FolderLock lock(path_);
-      struct stat found {};
-      // Another hub's may stand there by now.
-      const bool ours =
-          lstat(path_.c_str(), &found) == 0 && found.st_dev == made_.st_dev && found.st_ino == made_.st_ino;
-      if (ours) (void)unlink(path_.c_str());
+      const PathLock lock(path_);
+      if (is_ours()) (void)unlink(path_.c_str());
     } catch (const InputError& error) {
       diagnose(hub_speaker, error.what());
     }
@@ -121,6 +98,11 @@ class ListeningSocket final : public ConnectionSource {
   }
 
  private:
+  bool is_ours() const {
+    struct stat found {};
+    return lstat(path_.c_str(), &found) == 0 && found.st_dev == made_.st_dev && found.st_ino == made_.st_ino;
+  }
+
   std::string path_;
   UniqueFd socket_;
   struct stat made_ {};

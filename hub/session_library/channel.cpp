@@ -13,13 +13,16 @@
 namespace kelvane_hub {
 namespace {
 
+/// What the calling thread is the thread of.
+thread_local const void* own = nullptr;
+
 void complain(std::string_view what) { diagnose(library_speaker, what); }
 
-/// Appends what comes next to `reader`. Returns false at the end of the connection.
-bool append_next(int socket, FrameReader& reader, std::span<char> buffer) {
-  const ssize_t received = receive_some(socket, buffer);
+/// Appends what comes next to the reader. Returns false at the end of the connection.
+bool append_next(HubConnection& hub, std::span<char> buffer) {
+  const ssize_t received = receive_some(hub.socket.get(), buffer);
   if (received <= 0) return false;
-  reader.append({buffer.data(), static_cast<std::size_t>(received)});
+  hub.reader.append({buffer.data(), static_cast<std::size_t>(received)});
   return true;
 }
 
@@ -39,15 +42,30 @@ std::shared_ptr<const event_callback> Callbacks::find(suid sensor) const {
 }
 
 Channel::Channel(HubConnection hub, std::shared_ptr<Callbacks> callbacks) : shared_(std::make_shared<Shared>()) {
-  shared_->socket = std::move(hub.socket);
+  shared_->hub = std::move(hub);
   shared_->callbacks = std::move(callbacks);
+}
+
+void Channel::begin() {
   const SignalsBlocked signals_blocked;
-  thread_ =
-      std::thread([shared = shared_, reader = std::move(hub.reader)]() mutable { run(shared, std::move(reader)); });
-  thread_id_ = thread_.get_id();
+  const auto shared = shared_;
+  const std::lock_guard lock(shared->starting);
+  thread_ = std::thread([shared] {
+    // By then thread_ is set.
+    { const std::lock_guard started(shared->starting); }
+    own = shared.get();
+    run(*shared);
+  });
 }
 
 Channel::~Channel() {
+  if (is_forked()) {
+    // There is no such thread here: its handle can be neither joined nor detached nor destroyed, and it will not let go
+    // of its share.
+    shared_->hub.socket.reset();
+    ::new (static_cast<void*>(&thread_)) std::thread();
+    return;
+  }
   stop();
   {
     // A request that another thread is sending fails now; it must not lose its channel meanwhile.
@@ -59,42 +77,50 @@ Channel::~Channel() {
 
 bool Channel::send(suid sensor, std::string_view request) {
   const SignalsBlocked signals_blocked;
+  if (is_forked()) return false;
   const std::lock_guard lock(send_mutex_);
   if (shared_->stopped || request.size() > max_request) return false;
-  if (send_all(shared_->socket.get(), encode_frame(FrameKind::request, sensor, request))) return true;
+  const int socket = shared_->hub.socket.get();
+  if (send_all(socket, encode_frame(FrameKind::request, sensor, request), send_patience)) return true;
   // Part of a frame may be on its way: nothing can follow it.
-  (void)shutdown(shared_->socket.get(), SHUT_RDWR);
+  (void)shutdown(socket, SHUT_RDWR);
   return false;
 }
 
 void Channel::stop() {
   const SignalsBlocked signals_blocked;
+  if (is_forked()) return;
   shared_->stopped = true;
-  (void)shutdown(shared_->socket.get(), SHUT_RDWR);
-  if (std::this_thread::get_id() == thread_id_) return;
+  (void)shutdown(shared_->hub.socket.get(), SHUT_RDWR);
+  if (own == shared_.get()) return;
   const std::lock_guard lock(join_mutex_);
   if (thread_.joinable()) thread_.join();
 }
 
-void Channel::run(const std::shared_ptr<Shared>& shared, FrameReader reader) {
+void Channel::run(Shared& shared) try {
   std::vector<char> buffer(std::size_t{64} << 10);
-  try {
-    while (deliver_frames(*shared, reader) && append_next(shared->socket.get(), reader, buffer)) {
-    }
-    // A process that ends stops its hub first.
-    if (shared->stopped || is_process_ending()) return;
-    complain(reader.in_frame() ? "the hub ended the connection in the middle of a frame"
-                               : "the hub ended the connection");
-  } catch (const std::exception& error) {
-    complain(std::string("the hub broke the connection's rules: ") + error.what() + "; session ended");
+  while (deliver_frames(shared) && append_next(shared.hub, buffer)) {
   }
-  shared->stopped = true;
-  (void)shutdown(shared->socket.get(), SHUT_RDWR);
+  // A process that ends stops its hub first.
+  if (shared.stopped || is_process_ending()) return;
+  complain(shared.hub.reader.in_frame() ? "the hub ended the connection in the middle of a frame"
+                                        : "the hub ended the connection");
+  end(shared);
+  // It has ended, too, unless it hung up on this session only.
+  if (shared.hub.hub) (void)shared.hub.hub->wait_for_end(std::chrono::seconds(1));
+} catch (const std::exception& error) {
+  complain(std::string("the hub broke the connection's rules: ") + error.what() + "; session ended");
+  end(shared);
 }
 
-bool Channel::deliver_frames(Shared& shared, FrameReader& reader) {
+void Channel::end(Shared& shared) {
+  shared.stopped = true;
+  (void)shutdown(shared.hub.socket.get(), SHUT_RDWR);
+}
+
+bool Channel::deliver_frames(Shared& shared) {
   while (!shared.stopped) {
-    const auto frame = reader.next();
+    const auto frame = shared.hub.reader.next();
     if (!frame) return true;
     if (frame->kind != FrameKind::event) throw WireError("expected an event, found a frame of another kind");
     deliver(*shared.callbacks, *frame);

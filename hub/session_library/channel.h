@@ -1,6 +1,8 @@
 // A session's connection to the hub, and the thread that calls its callbacks.
 #pragma once
 
+#include <unistd.h>
+
 #include <atomic>
 #include <map>
 #include <memory>
@@ -31,11 +33,15 @@ class Callbacks {
 };
 
 /// From the hello to the end of the connection. Owned by its session; its thread holds a share of the connection, so
-/// that a callback may destroy the session it belongs to.
+/// that a callback may destroy the session it belongs to. In a child that the process has forked it is of no use, does
+/// nothing and waits for nothing: the connection stays the parent's.
 class Channel {
  public:
-  /// Starts the thread, which blocks all signals.
   Channel(HubConnection hub, std::shared_ptr<Callbacks> callbacks);
+
+  /// Starts the thread, which blocks all signals. Once, when callbacks can find the channel; they may stop and destroy
+  /// it at once. Throws std::system_error.
+  void begin();
 
   /// Stops as stop() does.
   ~Channel();
@@ -49,24 +55,27 @@ class Channel {
   void stop();
 
   /// By stop() or because the hub is gone.
-  bool stopped() const { return shared_->stopped; }
+  bool stopped() const { return shared_->stopped || is_forked(); }
 
  private:
   struct Shared {
-    UniqueFd socket;
+    HubConnection hub;
     std::shared_ptr<Callbacks> callbacks;
     std::atomic<bool> stopped = false;
+    std::mutex starting;
   };
 
-  static void run(const std::shared_ptr<Shared>& shared, FrameReader reader);
-  static bool deliver_frames(Shared& shared, FrameReader& reader);
+  static void run(Shared& shared);
+  static void end(Shared& shared);
+  static bool deliver_frames(Shared& shared);
+  bool is_forked() const { return getpid() != owner_; }
   static void deliver(const Callbacks& callbacks, const Frame& frame);
 
   std::shared_ptr<Shared> shared_;
   std::mutex send_mutex_;
   std::mutex join_mutex_;
   std::thread thread_;
-  std::thread::id thread_id_;
+  const pid_t owner_ = getpid();
 };
 
 }  // namespace kelvane_hub

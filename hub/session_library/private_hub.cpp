@@ -1,18 +1,16 @@
 #include "hub/session_library/private_hub.h"
 
 #include <fcntl.h>
-#include <poll.h>
+#include <pthread.h>
 #include <sys/socket.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <atomic>
-#include <csignal>
 #include <cstring>
 #include <mutex>
+#include <stdexcept>
 #include <string>
 
-#include "hub/base/diagnostic.h"
 #include "hub/base/process.h"
 #include "hub/base/unix_socket.h"
 #include "hub/session_library/hub_program.h"
@@ -23,7 +21,7 @@ namespace kelvane_hub {
 namespace {
 
 struct PrivateHub {
-  pid_t pid = -1;
+  std::shared_ptr<Child> process;
   // Each session's connection is handed to the hub through this socket; when it closes, the hub ends.
   UniqueFd control;
 };
@@ -35,7 +33,18 @@ std::atomic<bool> process_ends = false;
 
 constexpr int control_fd_in_hub = 3;
 
-bool start() {
+/// Otherwise the hub would not end before the child of a fork has ended, too.
+void forget_in_forks() {
+  static const int registered = pthread_atfork([] { mutex.lock(); }, [] { mutex.unlock(); },
+                                               [] {
+                                                 private_hub = {};
+                                                 mutex.unlock();
+                                               });
+  if (registered != 0) throw std::runtime_error(strerror(registered));
+}
+
+void start() {
+  forget_in_forks();
   auto [ours, theirs] = socket_pair(SOCK_SEQPACKET);
   const HubProgram program = find_hub_program();
   Launch hub({program.path, "serve", "--control-fd", std::to_string(control_fd_in_hub)});
@@ -44,32 +53,21 @@ bool start() {
   hub.close_from(control_fd_in_hub + 1);
   hub.open("/dev/null", O_RDONLY, STDIN_FILENO);
   hub.open("/dev/null", O_WRONLY, STDOUT_FILENO);
-  const int error = hub.start(private_hub.pid);
-  if (error != 0) {
-    diagnose(library_speaker, "cannot start the hub " + program.path + ": " + strerror(error) + program.looked_in);
-    private_hub.pid = -1;
-    return false;
+  pid_t process = -1;
+  if (const int error = hub.start(process); error != 0) {
+    throw std::runtime_error("cannot start " + program.path + ": " + strerror(error) + program.looked_in);
   }
+  private_hub.process = std::make_shared<Child>(process);
   private_hub.control = std::move(ours);
-  return true;
-}
-
-/// Waits until the process has ended, or `milliseconds` have passed.
-void wait_for_end(pid_t pid, int milliseconds) {
-  const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
-  pollfd end{process.get(), POLLIN, 0};
-  (void)poll(&end, 1, milliseconds);
 }
 
 void stop() {
-  if (private_hub.pid == -1) return;
-  constexpr int patience_ms = 5000;
+  if (!private_hub.process) return;
   private_hub.control.reset();
-  wait_for_end(private_hub.pid, patience_ms);
-  // Without effect on one that has ended; one that hangs has nothing to lose.
-  (void)kill(private_hub.pid, SIGKILL);
-  (void)wait_for(private_hub.pid);
-  private_hub.pid = -1;
+  // One that hangs has nothing to lose.
+  if (!private_hub.process->wait_for_end(hub_end_patience)) private_hub.process->kill();
+  (void)private_hub.process->wait_for_end(hub_end_patience);
+  private_hub.process.reset();
 }
 
 /// Runs after the destructors of the program's globals, so that a session which the program never closed can still be
@@ -82,24 +80,25 @@ void stop() {
 }
 
 bool hand_over(const UniqueFd& connection) {
-  return private_hub.control && send_descriptor(private_hub.control.get(), connection.get());
+  return private_hub.process && !private_hub.process->wait_for_end({}) &&
+         send_descriptor(private_hub.control.get(), connection.get());
 }
 
 }  // namespace
 
 bool is_process_ending() { return process_ends; }
 
-UniqueFd connect_to_private_hub() {
+PrivateConnection connect_to_private_hub() {
   const SignalsBlocked signals_blocked;
   const std::lock_guard lock(mutex);
-  if (process_ends) return {};
+  if (process_ends) throw std::runtime_error("this process is ending");
   auto [ours, theirs] = socket_pair(SOCK_STREAM);
-  if (hand_over(theirs)) return std::move(ours);
+  if (hand_over(theirs)) return {std::move(ours), private_hub.process, false};
   stop();
-  if (!start()) return {};
+  start();
   // A hub that has ended already shows in the hello that does not come, like one that ends a moment later.
   (void)hand_over(theirs);
-  return std::move(ours);
+  return {std::move(ours), private_hub.process, true};
 }
 
 }  // namespace kelvane_hub

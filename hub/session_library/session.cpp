@@ -30,8 +30,10 @@ int HubSession::open() {
   if (channel_) return channel_->stopped() ? failed : done;
   try {
     channel_ = std::make_unique<Channel>(connect_to_hub(), callbacks_);
+    channel_->begin();
     return done;
   } catch (const std::exception& error) {
+    channel_.reset();
     diagnose(library_speaker, error.what());
     return failed;
   }

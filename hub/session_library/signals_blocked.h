@@ -22,6 +22,9 @@ class SignalsBlocked {
   SignalsBlocked(const SignalsBlocked&) = delete;
   SignalsBlocked& operator=(const SignalsBlocked&) = delete;
 
+  /// What was blocked before, for a wait that signals may interrupt.
+  const sigset_t& before() const { return before_; }
+
  private:
   sigset_t before_{};
 };

@@ -5,11 +5,13 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 namespace kelvane_hub {
 namespace {
 
-/// A message of one byte with room for one descriptor.
+/// A message of one byte with room for one descriptor, and for one more where the alignment leaves it.
 struct Message {
   Message() {
     header.msg_iov = &part;
@@ -24,6 +26,20 @@ struct Message {
   msghdr header{};
 };
 
+/// Takes over every descriptor that has come.
+std::vector<UniqueFd> take_descriptors(msghdr& header) {
+  std::vector<UniqueFd> taken;
+  for (cmsghdr* part = CMSG_FIRSTHDR(&header); part != nullptr; part = CMSG_NXTHDR(&header, part)) {
+    if (part->cmsg_level != SOL_SOCKET || part->cmsg_type != SCM_RIGHTS) continue;
+    for (std::size_t at = CMSG_LEN(0); at + sizeof(int) <= part->cmsg_len; at += sizeof(int)) {
+      int descriptor = -1;
+      std::memcpy(&descriptor, reinterpret_cast<const char*>(part) + at, sizeof descriptor);
+      taken.emplace_back(descriptor);
+    }
+  }
+  return taken;
+}
+
 }  // namespace
 
 bool send_descriptor(int socket, int descriptor) {
@@ -33,7 +49,7 @@ bool send_descriptor(int socket, int descriptor) {
   rights->cmsg_type = SCM_RIGHTS;
   rights->cmsg_len = CMSG_LEN(sizeof descriptor);
   std::memcpy(CMSG_DATA(rights), &descriptor, sizeof descriptor);
-  return sendmsg(socket, &message.header, MSG_NOSIGNAL) == 1;
+  return sendmsg(socket, &message.header, MSG_NOSIGNAL | MSG_DONTWAIT) == 1;
 }
 
 std::optional<UniqueFd> receive_descriptor(int socket) {
@@ -43,11 +59,9 @@ std::optional<UniqueFd> receive_descriptor(int socket) {
     received = recvmsg(socket, &message.header, MSG_CMSG_CLOEXEC);
   } while (received == -1 && errno == EINTR);
   if (received <= 0) return std::nullopt;
-  const cmsghdr* rights = CMSG_FIRSTHDR(&message.header);
-  if (rights == nullptr || rights->cmsg_type != SCM_RIGHTS) return UniqueFd();
-  int descriptor = -1;
-  std::memcpy(&descriptor, CMSG_DATA(rights), sizeof descriptor);
-  return UniqueFd(descriptor);
+  std::vector<UniqueFd> taken = take_descriptors(message.header);
+  if (taken.empty() || (message.header.msg_flags & MSG_CTRUNC) != 0) return UniqueFd();
+  return std::move(taken.front());
 }
 
 }  // namespace kelvane_hub

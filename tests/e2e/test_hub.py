@@ -4,6 +4,7 @@ import contextlib
 import fcntl
 import os
 import pathlib
+import pty
 import re
 import resource
 import signal
@@ -16,8 +17,8 @@ import threading
 import time
 import unittest
 
-from support import (CLIENT, LISTENING, MENU, ON_CHANGE, SENSORS, STOPPED, EndToEndTest, Program, children, field, no_cells,
-                     read, until)
+from support import (CLIENT, LISTENING, MENU, ON_CHANGE, SENSORS, STOPPED, EndToEndTest, Program, children, field, is_running,
+                     no_cells, read, until)
 
 MISMATCH = "expected a frame that starts with \"KELV\", found the bytes 6e 6f 6e 73"
 HUB_GONE = "libkelvanesession: the hub ended the connection"
@@ -39,13 +40,29 @@ LOOKUP_REQUEST = frame(REQUEST, LOOKUP, field(3, field(1, field(1, b"wwan"))) + 
 LOOKUP_ANSWER = event(LOOKUP, 768, field(1, b"wwan") + field(2, field(1, 1) + field(2, 2)))
 
 
+@contextlib.contextmanager
+def as_user(user):
+    own = os.geteuid()
+    try:
+        os.seteuid(own if user is None else user)
+    except OSError as error:
+        raise unittest.SkipTest(f"cannot become another user: {error}") from error
+    yield
+    os.seteuid(own)
+
+
 class HubTest(EndToEndTest):
 
-    def fake_hub(self, *connections):
+    def program(self, name, script):
+        pathlib.Path(name).write_text(f"#!/bin/sh\n{script}\n")
+        os.chmod(name, 0o700)
+
+    def fake_hub(self, *connections, user=None):
         """Listens at hub.sock; on each connection waits for some bytes and sends others, in turns."""
         listener = socket.socket(socket.AF_UNIX)
         listener.bind("hub.sock")
-        listener.listen()
+        with as_user(user):
+            listener.listen()
 
         def serve():
             with contextlib.suppress(OSError):
@@ -83,19 +100,27 @@ class HubTest(EndToEndTest):
 
     def test_hub_that_cannot_be_reached(self):
         pathlib.Path("bad.textproto").write_text("steps {\n  at: 0\n  bells {} }\n")
-        prefix, closed = "libkelvanesession: no session with the ", "it closed the connection instead of saying hello\n"
+        prefix = "libkelvanesession: no session with the "
+        private = prefix + "private hub: "
+        for name, script in ("killed", "kill -9 $$"), ("closed", "exec 3>&-; exec sleep 1000"):
+            self.program(name, script)
         no_speed = ("kelvane-hub serve: --speed: expected 0.01 to 10000, found '{}' (KELVANE_HUB_SPEED sets it, too)\n"
-                    f"{prefix}private hub: {closed}")
+                    f"{private}it ended with exit status 2\n")
+        unreadable = "kelvane-hub: none.textproto: cannot read it: No such file or directory\n"
         self.fake_hub([(1, b"nonsense")])
         cases = (
             ({"KELVANE_HUB_SOCKET": "none.sock"}, prefix + "hub at none.sock: No such file or directory\n"),
             ({"KELVANE_HUB_SOCKET": "bad.textproto"}, prefix + "hub at bad.textproto: Connection refused\n"),
             ({"KELVANE_HUB_SOCKET": "hub.sock"}, f"{prefix}hub at hub.sock: {MISMATCH}\n"),
             ({"KELVANE_HUB_SCENARIO": "none.textproto"},
-             f"kelvane-hub: none.textproto: cannot read it: No such file or directory\n{prefix}private hub: {closed}"),
+             f"{unreadable}{private}it ended with exit status 1\n"),
+            ({"KELVANE_HUB_SCENARIO": "none.textproto", "CHILD_IGNORED": ""}, f"{unreadable}{private}it ended\n"),
+            ({"KELVANE_HUB_PROGRAM": "./killed"}, private + "it was ended by signal 9\n"),
+            ({"KELVANE_HUB_PROGRAM": "./closed"}, private + "it closed the connection instead of saying hello\n"),
+            ({"KELVANE_HUB_PROGRAM": "./none"}, private + "cannot start ./none: No such file or directory\n"),
             ({"KELVANE_HUB_SCENARIO": "bad.textproto"},
              "kelvane-hub: bad.textproto:3:9: Message type \"scenario_step\" has no field named \"bells\".\n"
-             f"{prefix}private hub: {closed}"),
+             f"{private}it ended with exit status 1\n"),
             ({"KELVANE_HUB_SPEED": "0"}, no_speed.format("0")),
             ({"KELVANE_HUB_SPEED": "nan"}, no_speed.format("nan")),
         )
@@ -103,7 +128,9 @@ class HubTest(EndToEndTest):
             with self.subTest(environment):
                 pathlib.Path("typed").write_text("1 -1")
                 with open("typed", "rb") as typed:
-                    console = Program(self, [CLIENT], environment, stdin=typed)
+                    on_child = signal.SIG_IGN if "CHILD_IGNORED" in environment else signal.SIG_DFL
+                    console = Program(self, [CLIENT], environment, stdin=typed,
+                                      preexec_fn=lambda action=on_child: signal.signal(signal.SIGCHLD, action))
                 self.assertEqual((0, diagnostics), (console.wait(), console.err))
                 failed = "connecting to on-change sensor\nget Suidfailed to open ISession for suid discovery"
                 self.assertEqual(MENU + failed + MENU, console.out)
@@ -123,9 +150,42 @@ class HubTest(EndToEndTest):
         console.play()
         os.kill(console.hub(), signal.SIGKILL)
         console.says(HUB_GONE)
+        until(lambda: not children(console.pid), "the hub to be reaped")
         console.play()
         self.assertEqual(1, len(children(console.pid)))
         console.play()
+
+    def test_private_hub_that_hangs(self):
+        self.program("hangs", "sleep 1000 & echo $$ $! >new; mv new pids; wait")
+        pathlib.Path("typed").write_text("1 -1")
+        interrupted = ("libkelvanesession: no session with the private hub: it did not say hello before a signal "
+                       "interrupted the wait\n")
+        for arguments, status, said in (["operation=1"], 0, interrupted), ([], -signal.SIGINT, ""):
+            with self.subTest(arguments), open("typed", "rb") as typed:
+                run = Program(self, [CLIENT, *arguments], {"KELVANE_HUB_PROGRAM": "./hangs"}, stdin=typed)
+                pids = until(lambda: read("pids"), "the program").split()
+                run.interrupt()
+                self.assertEqual((status, said), (run.wait(), run.err))
+                until(lambda gone=pids: not any(map(is_running, gone)), "the program and its child to end")
+                os.remove("pids")
+
+    def test_hub_of_another_user(self):
+        self.fake_hub(user=1234)
+        run = self.automation("operation=1", KELVANE_HUB_SOCKET="hub.sock")
+        run.says("libkelvanesession: no session with the hub at hub.sock: it belongs to user 1234, expected user 0")
+        pathlib.Path("my.sock.lock").touch()
+        os.chown("my.sock.lock", 1234, -1)
+        self.assertEqual((1, "", "kelvane-hub: my.sock.lock: expected no file or one of user 0, found one of user 1234\n"),
+                         self.hub_command("serve", "--listen", "my.sock"))
+
+    def test_closed_standard_streams(self):
+        runs = {stream: Program(self, ["sh", "-c", f'exec "$0" operation=1 filename={stream} {stream}>&-', CLIENT],
+                                self.playing(SENSORS)) for stream in (1, 2)}
+        for stream, run in runs.items():
+            self.wait_for_output(no_cells(), stream)
+            self.stop(run)
+            self.assertEqual("Input given 1\nconnecting to on-change sensor\n" + no_cells() + STOPPED,
+                             read(f"output/{stream}").replace(LISTENING, ""))
 
     def test_hub_that_turns_to_nonsense(self):
         hello = (len(frame(HELLO)), frame(HELLO))
@@ -230,6 +290,20 @@ class HubTest(EndToEndTest):
         hub.process.send_signal(signal.SIGTERM)
         self.assertEqual(0, hub.wait())
 
+    def test_terminal_that_stops_what_writes_in_the_background(self):
+        terminal, slave = pty.openpty()
+        self.addCleanup(os.close, terminal)
+        settings = termios.tcgetattr(slave)
+        settings[3] |= termios.TOSTOP
+        termios.tcsetattr(slave, termios.TCSANOW, settings)
+        environment = self.playing(SENSORS + "steps { at: 0 cells {} } steps { at: 0.5 cells { cells {} } }")
+        run = Program(self, [CLIENT, "operation=1"], {**environment, "KELVANE_HUB_EXPLAIN": "1"}, stdin=slave, stderr=slave,
+                      start_new_session=True, preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
+        os.close(slave)
+        self.wait_for_output("Number of cells: 1")
+        self.assertIn("reported: there are no thresholds", os.read(terminal, 65536).decode())
+        self.stop(run)
+
     def test_hub_without_free_descriptors(self):
         hub = self.serve(SENSORS)
         first = self.connect()
@@ -297,6 +371,9 @@ class HubTest(EndToEndTest):
             ("chekc", 2, "", f"kelvane-hub: expected {commands}, found 'chekc' (did you mean 'check'?)\n"),
             ("--versio", 2, "", "kelvane-hub: expected --help or --version, found '--versio' (did you mean "
              "'--version'?)\n"),
+            ("HELP", 2, "", f"kelvane-hub: expected {commands}, found 'HELP' (did you mean '--help'?)\n"),
+            ("--serv", 2, "", "kelvane-hub: expected --help or --version, found '--serv' (did you mean 'serve'?)\n"),
+            ("--sped 3 check x", 2, "", "kelvane-hub: expected --help or --version, found '--sped'\n"),
         )
         for arguments, *expected in cases:
             with self.subTest(arguments):
@@ -325,3 +402,13 @@ class HubTest(EndToEndTest):
         replacement.process.send_signal(signal.SIGHUP)
         self.assertEqual((0, ""), (replacement.wait(), replacement.err))
         self.assertFalse(os.path.exists("hub.sock"))
+
+    def test_locks_of_others(self):
+        folder = os.open(".", os.O_RDONLY)
+        self.addCleanup(os.close, folder)
+        fcntl.flock(folder, fcntl.LOCK_EX)
+        pathlib.Path("hub.sock.lock").touch()  # of a hub that was killed
+        hub = self.serve(SENSORS)
+        self.assertFalse(os.path.exists("hub.sock.lock"))
+        self.stop(hub)
+        self.assertEqual(("", False, False), (hub.err, os.path.exists("hub.sock"), os.path.exists("hub.sock.lock")))

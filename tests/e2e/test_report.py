@@ -6,11 +6,12 @@ import json
 import os
 import pathlib
 import re
+import signal
 import subprocess
 import unittest.mock
 import xml.etree.ElementTree
 
-from support import HUB, EndToEndTest, Program, children, is_running, read, until
+from support import CLIENT, HUB, EndToEndTest, Program, children, is_running, read, until
 
 KINDS = {"serving_neighboring_cell_info", "highspeed_rail_network_info", "voice_calls"}
 
@@ -48,6 +49,11 @@ class ReportTest(EndToEndTest):
         self.assertEqual(set(), colours - set(re.findall('"([^"]+)"', style)) - {"none", "currentColor"})
         status, picture, said = self.hub_command("plot", odd_name, "-o", "-", "--sub", "1", "--from", "1", "--to", "2.5")
         self.assertEqual((0, "", pathlib.Path("two.svg").read_text()[:40]), (status, said, picture[:40]))
+        for name in ("''a'b''.textproto", '"`touch ran`$(touch ran)@HOME\\n\\{}%d^_;#.textproto', "<!--.textproto"):
+            os.symlink(scenario, name)
+            self.assertEqual((0, "", ""), self.hub_command("plot", name, "-o", f"{name}.svg"))
+            self.assertIn(name, self.texts(f"{name}.svg"))
+        self.assertFalse(os.path.exists("ran"))
         for name, begin in (("a.png", b"\x89PNG\r\n"), ("a.pdf", b"%PDF-")):
             self.assertEqual((0, "", ""), self.hub_command("plot", odd_name, "-o", name))
             self.assertTrue(pathlib.Path(name).read_bytes().startswith(begin), name)
@@ -76,14 +82,20 @@ class ReportTest(EndToEndTest):
 
     def test_gnuplot_ends_with_the_hub(self):
         pathlib.Path("a.textproto").write_text("steps { at: 0 cells { } }")
-        pathlib.Path("gnuplot").write_text("#!/bin/sh\nexec sleep 1000\n")
+        pathlib.Path("gnuplot").write_text("#!/bin/sh\nsleep 1000 &\necho $! > started\n[ -z $HANGS ] || wait\n")
         os.chmod("gnuplot", 0o755)
         path = f"{os.getcwd()}:{os.environ['PATH']}"
-        hub = Program(self, [HUB, "plot", "a.textproto", "-o", "a.svg"], {"PATH": path})
-        gnuplot = until(lambda: children(hub.pid), "gnuplot")[0]
-        until(lambda: read(f"/proc/{gnuplot}/comm") == "sleep\n", "gnuplot to hang")
-        hub.process.terminate()
-        until(lambda: not is_running(gnuplot), "gnuplot to end")
+        for number in (0, signal.SIGHUP, signal.SIGINT, signal.SIGTERM):
+            with self.subTest(number):
+                hub = Program(self, [HUB, "plot", "a.textproto", "-o", "a.svg"], {"PATH": path, "HANGS": str(number or "")})
+                started = int(until(lambda: read("started").strip(), "what gnuplot starts"))
+                gnuplots = children(hub.pid)
+                if number:
+                    hub.process.send_signal(number)
+                self.assertEqual(-number or 1, hub.wait())
+                for process in (started, *gnuplots):
+                    until(lambda pid=process: not is_running(pid), "gnuplot to end")
+                os.remove("started")
 
     def test_failures_leave_nothing_behind(self):
         pathlib.Path("run.txt").write_text("Payload size: 0\nReceived HST info on Sub :0\nhst\n")
@@ -107,8 +119,15 @@ class ReportTest(EndToEndTest):
         cells = ("Payload size: 2\n8 1 \nReceived serving neighboring cell info on Sub :0\n"
                  "serving neighboring cell info. Number of cells: 0\n")
         beginning = "the beginning of a report (Payload size: … or Log Time: …)"
+
+        def torn(line):
+            return (f":{line}: the file ends in the middle of this line, as on a full disk; "
+                    "what was printed after that is missing")
+
         cases = (
-            (report + report[:-5], 0, event(1), ":3: the report that begins here is cut off, and left out"),
+            (report + report[:16], 0, event(1), ":3: the report that begins here is cut off, and left out"),
+            (report + report[:-5], 0, event(1), ":3: the report that begins here is cut off, and left out\nrun.txt" + torn(4)),
+            (report + "Listening For str", 0, event(1), torn(3)),
             ("$ cellscope\n" + report + "1\n2\n", 0, event(2),
              ": 3 lines that are no report were skipped, the first at line 1: '$ cellscope'"),
             ("SUID received" + report, 0, event(1), ": 1 report begins behind other text, at line 1: 'SUID received'"),
@@ -123,9 +142,49 @@ class ReportTest(EndToEndTest):
                 pathlib.Path("run.txt").write_text(text)
                 found = self.hub_command("report", "run.txt")
                 self.assertEqual((status, found[1] if out is None else out, f"run.txt{said}\n"), found)
-        pathlib.Path("run.txt").write_text(report + "1\n")
-        self.assertEqual((1, "", f"run.txt:3: expected {beginning}, found '1'\n"),
-                         self.hub_command("report", "run.txt", "--strict"))
+        for text in (report + "1\n", report + "1"):
+            pathlib.Path("run.txt").write_text(text)
+            self.assertEqual((1, "", f"run.txt:3: expected {beginning}, found '1'\n"),
+                             self.hub_command("report", "run.txt", "--strict"))
+
+    def test_output_file_that_is_truncated_meanwhile(self):
+        run = self.automation("operation=1", KELVANE_HUB_SPEED="50")
+        self.wait_for_output("=== Cell 1")
+        os.truncate("output/wwan_test_output.txt", 0)
+        self.wait_for_output("=== Cell 1")
+        self.stop(run)
+        self.assertNotIn("\0", read("output/wwan_test_output.txt"))
+
+    def test_full_disk(self):
+        run = Program(self, ["bash", "-c", "trap '' XFSZ; ulimit -f 4; exec \"$0\" operation=1", CLIENT],
+                      {"KELVANE_HUB_SPEED": "50"}, stdout=subprocess.DEVNULL)
+        output = "output/wwan_test_output.txt"
+        until(lambda: len(read(output)) > 0 and os.path.getsize(output) == 4096, "a full disk")
+        self.stop(run)
+        self.assertEqual(4096, os.path.getsize(output))
+        status, events, said = self.hub_command("report", output)
+        self.assertEqual(0, status)
+        self.assertIn("serving_neighboring_cell_info", events)
+        line = read(output).count("\n") + 1
+        self.assertRegex(said, f"^({output}:\\d+: the report that begins here is cut off, and left out\n)?"
+                               f"{output}:{line}: the file ends in the middle of this line, ")
+
+    def test_inputs_that_are_no_text(self):
+        report = "Payload size: 2\nerror info: 0\n"
+        pathlib.Path("hole").write_text(report + "\0" * 100000 + report * 2000)
+        pathlib.Path("nul.csv").write_text("Timestamp,NetworkMode\n1,L\0TE\n")
+        nul = "expected text, found a NUL byte\n"
+        cases = (("report hole", f"hole:3:1: {nul}"), ("report - < hole", f"standard input:3:1: {nul}"),
+                 ("cat hole | $HUB plot - -o -", f"standard input:3:1: {nul}"), ("check hole", f"hole:3:1: {nul}"),
+                 ("report - < /dev/zero", f"standard input:1:1: {nul}"), ("import nul.csv -o out", f"nul.csv:2:4: {nul}"),
+                 ("(read line; $HUB import - -o -) < nul.csv", f"standard input:1:4: {nul}"),
+                 *((command, f"standard input: {reason}\n")
+                   for redirected, reason in (("<&-", "cannot read it: Bad file descriptor"),
+                                              ("< .", "expected a file, found a folder"))
+                   for command in (f"report - {redirected}", f"import - -o - {redirected}")))
+        for command, said in cases:
+            with self.subTest(command):
+                self.assertEqual((1, said), self.shell(command))
 
     def test_outputs(self):
         report = "Payload size: 2\nerror info: 0\n"
@@ -144,7 +203,8 @@ class ReportTest(EndToEndTest):
                 self.shell(f"(echo a; cat run.txt | $HUB report - {output}; echo b) > out")
                 self.assertEqual(f"a\n{event}b\n", read("out"))
         for closed, reason in (("> /dev/full", "No space left on device"), (">&-", "Bad file descriptor")):
-            self.assertEqual((1, f"standard output: {reason}\n"), self.shell(f"report run.txt {closed}"))
+            for command in ("report run.txt", "--help", "plot --help", "--version"):
+                self.assertEqual((1, f"standard output: {reason}\n"), self.shell(f"{command} {closed}"))
         reader, writer = os.pipe()
         os.close(reader)
         done = subprocess.run([HUB, "report", "run.txt"], stdout=writer, stderr=subprocess.PIPE, text=True, check=False)

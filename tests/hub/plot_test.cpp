@@ -181,6 +181,7 @@ TEST(PlotTest, AWindowShowsWhatHoldsWhenItOpens) {
               (void)part({10, {}, {}});
             }),
             "--from: expected less than the 10 seconds that there are, found 10");
+  EXPECT_EQ(part_of(track_in(text), {1, 1 + 1e-15, {}}).end, 1 + 1e-9);  // it is divided by its length
   EXPECT_EQ(error_of([&part] { (void)part({{}, {}, 1}); }), "--sub: expected 0 or 3, found 1");
 }
 
@@ -225,7 +226,11 @@ TEST(PlotTest, TicksDifferFromEachOther) {
                {0, 3599, "min:s", "0:00 10:00 20:00 30:00 40:00 50:00"},
                {7190, 7250, "h:min:s", "1:59:50 2:00:00 2:00:10 2:00:20 2:00:30 2:00:40 2:00:50"},
                {0, 9999, "h:min", "0:00 0:30 1:00 1:30 2:00 2:30"},
-               {0, 1e7, "h:min", "0:00 480:00 960:00 1440:00 1920:00 2400:00"}};
+               {0, 1e7, "h:min", "0:00 480:00 960:00 1440:00 1920:00 2400:00"},
+               // Times that a step does not tell from each other.
+               {9999999, 9999999.000000001, "s", "9999999.0000000000 9999999.0000000019"},
+               {1e16, 1e16 + 4, "s", "10000000000000000 10000000000000002 10000000000000004"},
+               {1e19, 1.5e19, "s", "1.0368e+19 1.1232e+19 1.2096e+19 1.296e+19 1.3824e+19 1.4688e+19"}};
   for (const auto& [begin, end, unit, expected] : cases) {
     const TimeAxis axis = time_axis(begin, end);
     std::string ticks;
@@ -240,14 +245,14 @@ TEST(PlotTest, ALineOfTheScriptForWhateverIsShown) {
   const std::string busy = script(lte(0, -90) + step(3, "cells { }") + step(4, "rrc_states { nr5g_rrc_state: 7 }") +
                                   step(5, "cells { sub: 1 }"));
   for (const char* const line :
-       {"'RSRP of the serving cell (dBm)'", "title 'LTE RSRP'", "title 'no serving cell'", "title 'RRC state 7'",
-        "set ytics scale 0 ('technology' 1.5, 'RRC NR' 0.5)", "'subscription 0: RSRP",
-        "'subscription 1: no signal of a serving cell in it''s'", "set label 3 'time (scenario time, s)'"}) {
+       {"\"RSRP of the serving cell (dBm)\"", "title \"LTE RSRP\"", "title \"no serving cell\"",
+        "title \"RRC state 7\"", "set ytics scale 0 (\"technology\" 1.5, \"RRC NR\" 0.5)", "\"subscription 0: RSRP",
+        "\"subscription 1: no signal of a serving cell in it's\"", "set label 3 'time (scenario time, s)'"}) {
     const bool stands = busy.find(line) != std::string::npos;
-    EXPECT_EQ(stands, !std::string(line).starts_with("'RSRP")) << line;  // there is a subscription before it
+    EXPECT_EQ(stands, !std::string(line).starts_with("\"RSRP")) << line;  // there is a subscription before it
   }
-  EXPECT_NE(script("").find("'no cell reports in it''s'"), std::string::npos);
-  EXPECT_NE(script(step(0, "voice_calls { calls { } }")).find("'no cell reports in it''s'"), std::string::npos);
+  EXPECT_NE(script("").find("\"no cell reports in it's\""), std::string::npos);
+  EXPECT_NE(script(step(0, "voice_calls { calls { } }")).find("\"no cell reports in it's\""), std::string::npos);
 }
 
 TEST(PlotTest, TitlesAreTextThatEveryPictureCanShow) {

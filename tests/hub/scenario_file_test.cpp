@@ -6,6 +6,7 @@
 
 #include "hub/base/input_error.h"
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/scenario_check.h"
 #include "hub/wire/frame.h"
 #include "tests/golden.h"
 
@@ -81,10 +82,29 @@ TEST(ScenarioFile, EverySpellingIsUnderstood) {
   }
 }
 
-TEST(ScenarioFile, AnAnswerThatCouldNotBeSentIsRefused) {
-  const std::string text(max_payload - 1024 - 19, 'x');
-  EXPECT_EQ(error_of("\nsensors { data_type: 'a' suid {} attributes { value { values { text: '" + text + "' } } } }"),
-            "x:2:1: expected at most 64 MiB, found attributes of 67107841 bytes");
+TEST(ScenarioFile, WhatCouldNotBeSentIsRefused) {
+  scenario_step step;
+  step.set_at(1);
+  step.mutable_raw()->set_msg_id(1);
+  scenario head;
+  auto& sensor = *head.add_sensors();
+  sensor.set_data_type("a");
+  sensor.mutable_suid();
+  auto& values = *sensor.add_attributes()->mutable_value()->add_values();
+  for (const std::size_t size : {max_payload - 1100, max_payload - 1024}) {
+    const std::string bytes(size, 'x');
+    step.mutable_raw()->set_payload(bytes);
+    values.set_text(bytes);
+    ScenarioCheck check;
+    check.check_step(step, {2, 3});
+    check.check_head(head, {{{4, 5}}, {}});
+    Mistakes mistakes("x");
+    check.tell(mistakes, true);
+    EXPECT_EQ(mistakes.text(), size < max_payload - 1024
+                                   ? ""
+                                   : "x:3:4: expected at most 64 MiB, found a step of 67107861 bytes\n"
+                                     "x:5:6: expected at most 64 MiB, found attributes of 67107860 bytes");
+  }
 }
 
 TEST(ScenarioFile, WhatCanHardlyBeMeantIsDoubted) {

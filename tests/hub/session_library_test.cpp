@@ -1,8 +1,15 @@
 // libkelvanesession as a client sees it, with a hub at the other end that says what the test wants.
 
 #include <gtest/gtest.h>
+#include <linux/filter.h>
+#include <linux/seccomp.h>
+#include <poll.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -14,7 +21,10 @@
 #include <future>
 #include <memory>
 #include <thread>
+#include <vector>
 
+#include "hub/base/child.h"
+#include "hub/base/process.h"
 #include "hub/base/unique_fd.h"
 #include "hub/wire/frame.h"
 
@@ -194,6 +204,116 @@ TEST_F(SessionLibrary, AHubThatGoesOrTalksNonsenseEndsTheSession) {
     EXPECT_EQ(session->open(), -1);
     EXPECT_NE(session->send_request(sensor, "x"), 0);
   }
+}
+
+TEST_F(SessionLibrary, ASignalShortensTheWaitForTheHub) {
+  (void)std::signal(SIGUSR1, [](int) {});
+  ASSERT_EQ(listen(listener_.get(), 0), 0);  // room for one
+  for (const std::string missed : {"say hello", "take the connection"}) {
+    const auto session = new_session();
+    testing::internal::CaptureStderr();
+    std::promise<int> opened;
+    std::thread opener([&] { opened.set_value(session->open()); });
+    auto result = opened.get_future();
+    while (result.wait_for(10ms) != std::future_status::ready) pthread_kill(opener.native_handle(), SIGUSR1);
+    opener.join();
+    EXPECT_EQ(result.get(), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "libkelvanesession: no session with the hub at " +
+                                                          path_.string() + ": it did not " + missed +
+                                                          " before a signal interrupted the wait\n");
+  }
+}
+
+TEST_F(SessionLibrary, AForkedChildLeavesItsParentsSessionAlone) {
+  auto session = new_session();
+  Inbox inbox;
+  session->register_callback(sensor, {}, {}, inbox.callback());
+  ASSERT_NE(open(*session), -1);
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(30);
+    const bool refused = session->open() == -1 && session->send_request(sensor, "x") != 0;
+    session.reset();
+    _exit(refused ? 0 : 1);
+  }
+  int status = -1;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  deliver("a");
+  EXPECT_EQ(inbox.until("a"), "a");
+}
+
+TEST(PrivateHub, EndsWithItsClientThoughAForkOfThatLives) {
+  int said[2];
+  int life[2];
+  ASSERT_EQ(pipe(said), 0);
+  ASSERT_EQ(pipe(life), 0);
+  const pid_t client = fork();
+  if (client == 0) {
+    dup2(said[1], STDERR_FILENO);
+    close(said[1]);
+    close(life[1]);
+    const int opened = new_session().release()->open();
+    if (fork() == 0) {
+      close(STDERR_FILENO);
+      char byte = 0;
+      _exit(static_cast<int>(read(life[0], &byte, 1)));
+    }
+    _exit(opened == -1 ? 1 : 0);
+  }
+  const UniqueFd lives(life[1]);
+  close(life[0]);
+  close(said[1]);
+  int status = -1;
+  EXPECT_EQ(waitpid(client, &status, 0), client);
+  EXPECT_EQ(status, 0);
+  pollfd end{said[0], POLLIN, 0};
+  ASSERT_EQ(poll(&end, 1, std::chrono::milliseconds(deadline).count()), 1) << "the hub lives";
+  char byte = 0;
+  EXPECT_EQ(read(said[0], &byte, 1), 0);
+  close(said[0]);
+}
+
+/// As on an old kernel, for the calling thread. Returns false if that cannot be had.
+bool without_pidfds() {
+  sock_filter filter[] = {BPF_STMT(BPF_LD | BPF_W | BPF_ABS, offsetof(seccomp_data, nr)),
+                          BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_pidfd_open, 0, 1),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
+                          BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW)};
+  const sock_fprog program{std::size(filter), filter};
+  return prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) == 0 && prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &program) == 0;
+}
+
+std::string end_of(std::vector<std::string> words, bool kill) {
+  Launch launch(std::move(words));
+  launch.detach_from_signals();
+  pid_t process = -1;
+  EXPECT_EQ(launch.start(process), 0);
+  Child child(process);
+  if (kill) {
+    EXPECT_FALSE(child.wait_for_end({}));
+    child.kill();
+  }
+  EXPECT_TRUE(child.wait_for_end(deadline));
+  return child.how_it_ended();
+}
+
+void expect_ends() {
+  for (const bool ignored : {false, true}) {
+    (void)std::signal(SIGCHLD, ignored ? SIG_IGN : SIG_DFL);
+    EXPECT_EQ(end_of({"sh", "-c", "exit 3"}, false), ignored ? "it ended" : "it ended with exit status 3");
+    EXPECT_EQ(end_of({"sleep", "1000"}, true), ignored ? "it ended" : "it was ended by signal 9");
+  }
+}
+
+TEST(Child, EndsAreNoticed) { expect_ends(); }
+
+TEST(Child, EndsAreNoticedByOldKernels) {
+  bool possible = false;
+  std::thread([&possible] {
+    if ((possible = without_pidfds())) expect_ends();
+  }).join();
+  if (!possible) GTEST_SKIP() << "no filter of system calls";
 }
 
 }  // namespace

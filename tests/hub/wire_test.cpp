@@ -1,5 +1,9 @@
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstring>
 
 #include "hub/wire/descriptor_passing.h"
 #include "hub/wire/frame.h"
@@ -52,6 +56,33 @@ TEST(Wire, ADescriptorArrivesOrNoneOrTheEnd) {
   received.reset();
   sender.reset();
   EXPECT_FALSE(receive_descriptor(receiver.get()));
+}
+
+TEST(Wire, OfSeveralDescriptorsNoneLeaks) {
+  for (const std::size_t count : {2U, 3U}) {  // what the alignment leaves room for, and more
+    int ends[2];
+    int pipe[2];
+    ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends), 0);
+    ASSERT_EQ(pipe2(pipe, O_NONBLOCK), 0);
+    const UniqueFd receiver(ends[0]);
+    const UniqueFd sender(ends[1]);
+    const UniqueFd reader(pipe[0]);
+    UniqueFd writer(pipe[1]);
+    alignas(cmsghdr) char control[CMSG_SPACE(3 * sizeof(int))] = {};
+    char byte = 'x';
+    iovec part{&byte, 1};
+    msghdr message{nullptr, 0, &part, 1, control, CMSG_SPACE(count * sizeof(int)), 0};
+    cmsghdr* rights = CMSG_FIRSTHDR(&message);
+    *rights = {CMSG_LEN(count * sizeof(int)), SOL_SOCKET, SCM_RIGHTS};
+    const int sent[] = {sender.get(), writer.get(), writer.get()};
+    std::memcpy(CMSG_DATA(rights), sent, count * sizeof(int));
+    ASSERT_EQ(sendmsg(sender.get(), &message, 0), 1);
+    writer.reset();
+    const auto received = receive_descriptor(receiver.get());
+    ASSERT_TRUE(received);
+    EXPECT_EQ(received->get() != -1, count == 2);
+    EXPECT_EQ(read(reader.get(), &byte, 1), 0) << "somebody still has the other end";
+  }
 }
 
 }  // namespace

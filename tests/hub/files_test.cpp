@@ -1,0 +1,113 @@
+// Files that are written while the program is ended, or while the disk fails.
+
+#include "hub/base/files.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+
+#include "hub/base/input_error.h"
+#include "hub/base/process.h"
+#include "tests/hub/file_calls.h"
+
+namespace kelvane_hub {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Its parameter says whether the file system has files without a name.
+class WrittenFile : public testing::TestWithParam<bool> {
+ protected:
+  WrittenFile() {
+    has_no_unnamed_files = !GetParam();
+    fs::create_directory(folder_);
+    umask_ = umask(022);
+  }
+  ~WrittenFile() override {
+    has_no_unnamed_files = false;
+    at_fsync = {};
+    umask(umask_);
+    fs::remove_all(folder_);
+  }
+
+  void make_old(mode_t mode) const {
+    std::ofstream(target_) << "old";
+    chmod(target_.c_str(), mode);
+  }
+
+  /// As waitpid() has it: what comes of a process that writes, and does `action` before its file is on the disk.
+  int status_of_writer(const std::function<void()>& action) const {
+    const pid_t child = fork();
+    if (child != 0) return wait_for(child);
+    at_fsync = [&action](int) { return action(), 0; };
+    write_file("new", target_);
+    _exit(0);
+  }
+
+  auto count_files() const { return std::distance(fs::directory_iterator(folder_), {}); }
+
+  const fs::path folder_ = fs::path(testing::TempDir()) / ("files_test_" + std::to_string(getpid()));
+  const fs::path target_ = folder_ / "target";
+  mode_t umask_;
+};
+
+INSTANTIATE_TEST_SUITE_P(FileSystems, WrittenFile, testing::Bool());
+
+TEST_P(WrittenFile, ASignalLeavesNothingHalfDone) {
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGKILL}) {
+    if (signal == SIGKILL && has_no_unnamed_files) continue;
+    make_old(0644);
+    const int status = status_of_writer([signal] { (void)raise(signal); });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << signal << " " << status;
+    EXPECT_EQ(count_files(), 1) << signal;
+    // A name that it has for a moment is its own at the end, so that a signal may come late.
+    EXPECT_TRUE(read_file(target_) == "old" || has_no_unnamed_files) << signal;
+  }
+}
+
+TEST_P(WrittenFile, ReadableForNobodyMoreThanTheOldOne) {
+  make_old(0640);
+  mode_t mode = 0;
+  at_fsync = [&mode](int file) {
+    struct stat status {};
+    fstat(file, &status);
+    mode = status.st_mode & ACCESSPERMS;
+    return 0;
+  };
+  write_file("new", target_);
+  EXPECT_EQ(mode, 0640U);
+  EXPECT_EQ(read_file(target_), "new");
+  EXPECT_EQ(fs::status(target_).permissions(), fs::perms(0640));
+  write_file("new", folder_ / "another");
+  EXPECT_EQ(fs::status(folder_ / "another").permissions(), fs::perms(0644));
+  EXPECT_EQ(count_files(), 2);
+}
+
+TEST_P(WrittenFile, WhatTheDiskRefusesIsAnError) {
+  make_old(0644);
+  at_fsync = [](int) { return errno = EIO, -1; };
+  try {
+    write_file("new", target_);
+    ADD_FAILURE() << "no error";
+  } catch (const InputError& error) {
+    EXPECT_EQ(error.what(), target_.string() + ": Input/output error");
+  }
+  EXPECT_EQ(read_file(target_), "old");
+  EXPECT_EQ(count_files(), 1);
+}
+
+TEST_P(WrittenFile, AnotherWriterMayComeFirst) {
+  at_fsync = [this](int) { return make_old(0644), 0; };
+  write_file("new", target_);
+  EXPECT_EQ(read_file(target_), "new");
+  EXPECT_EQ(count_files(), 1);
+}
+
+}  // namespace
+}  // namespace kelvane_hub

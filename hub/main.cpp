@@ -18,6 +18,7 @@
 #include "hub/base/input_error.h"
 #include "hub/commands/commands.h"
 #include "hub/commands/outputs.h"
+#include "hub/scenario/timeline.h"
 #include "hub/usage.h"
 
 namespace kelvane_hub {
@@ -69,6 +70,56 @@ void add_serve(CLI::App& app, ServeOptions& options) {
     listen->required(options.control_fd == -1);
     if (options.listen.empty() == (options.control_fd == -1)) throw CLI::RequiredError(listen->get_name());
     serve(options);
+  });
+}
+
+/// What is wrong with seconds from the start; empty: nothing.
+std::string check_seconds(const std::string& given) {
+  double seconds = 0;
+  const char* const end = given.data() + given.size();
+  const auto [stop, error] = std::from_chars(given.data(), end, seconds);
+  if (error == std::errc() && stop == end && seconds >= 0 && std::isfinite(seconds)) return "";
+  return "expected seconds from the start, 0 or more, found " + kelvane_hub::quoted(given);
+}
+
+/// What is wrong with the speed of a run; empty: nothing.
+std::string check_run_speed(const std::string& given) {
+  const std::string wrong = check_speed(given);
+  return given == "max" || wrong.empty() ? "" : "expected 0.01 to 10000 or max, found " + kelvane_hub::quoted(given);
+}
+
+void add_run(CLI::App& app, RunOptions& options, int& status) {
+  auto* command = app.add_subcommand("run", "Play a scenario to a program and judge it");
+  command->footer(
+      "Example:\n"
+      "  kelvane-hub run scenarios/idle_camping.textproto --speed 10 -- cellscope operation=1 request_id=1\n\n"
+      "Starts the program, stops it with SIGINT when the scenario is over, and says which of the scenario's "
+      "expectations\n"
+      "were not met. Exit status: 0 all were and the program ended with 0; 1 something was not; 2 it could not be "
+      "run.\n");
+  command->add_option("scenario", options.scenario, "Scenario to play")->type_name("FILE")->required();
+  command->add_option("program", options.program, "Program to start, with its arguments, after --")
+      ->type_name("PROGRAM")
+      ->required();
+  auto* speed =
+      command->add_option("--speed", "Play it N times as fast, 0.01 to 10000, or as fast as can be (default: 1)");
+  speed->type_name("N|max")->check(check_run_speed);
+  command->add_option("--times", options.times, "Play a scenario that begins anew N times (default: 1)")
+      ->type_name("N")
+      ->check(CLI::Range(1, 1'000'000'000));
+  command->add_option("--timeout", options.timeout, "Give it S seconds at most (default: a minute more than it takes)")
+      ->type_name("S")
+      ->check(check_seconds);
+  command->add_flag("--tap", options.tap, "Say what was met in the Test Anything Protocol, on standard output");
+  command->add_option("--junit", options.junit, "Write what was met as JUnit")->type_name("FILE");
+  command->add_flag("--quiet", options.is_quiet, "Show no progress on a terminal");
+  command->callback([speed, &options, &status] {
+    if (speed->count() > 0) options.speed = speed->as<std::string>() == "max" ? Pace::at_once : speed->as<double>();
+    try {
+      status = run(options) ? 0 : 1;
+    } catch (const InputError& error) {
+      throw UsageError(error.what());
+    }
   });
 }
 
@@ -126,15 +177,6 @@ void add_report(CLI::App& app, ReportOptions& options) {
   command->callback([&options] { report(options); });
 }
 
-/// What is wrong with seconds from the start; empty: nothing.
-std::string check_seconds(const std::string& given) {
-  double seconds = 0;
-  const char* const end = given.data() + given.size();
-  const auto [stop, error] = std::from_chars(given.data(), end, seconds);
-  if (error == std::errc() && stop == end && seconds >= 0 && std::isfinite(seconds)) return "";
-  return "expected seconds from the start, 0 or more, found " + kelvane_hub::quoted(given);
-}
-
 /// What is wrong with the number of a subscription; empty: nothing.
 std::string check_sub(const std::string& given) {
   std::uint32_t sub = 0;
@@ -174,27 +216,30 @@ void add_plot(CLI::App& app, PlotOptions& options) {
 // Of the exit statuses: the command line was wrong. 1 is for everything else that fails.
 constexpr int usage_status = 2;
 
-int run(int argc, char** argv) {
+int run_command(int argc, char** argv) {
   CLI::App app("A simulated sensor hub for cellscope, and tools for the scenarios that it plays.", "kelvane-hub");
   app.footer("`kelvane-hub COMMAND --help` tells more of each command, with an example.");
   app.set_version_flag("--version", CELLSCOPE_VERSION);
   app.require_subcommand(1);
+  int status = 0;
   ServeOptions serve_options;
+  RunOptions run_options;
   ImportOptions import_options;
   ReportOptions report_options;
   PlotOptions plot_options;
   CheckOptions check_options;
   add_serve(app, serve_options);
+  add_run(app, run_options, status);
   add_check(app, check_options);
   add_import(app, import_options);
   add_report(app, report_options);
   add_plot(app, plot_options);
   try {
     app.parse(argc, argv);
-    return 0;
+    return status;
   } catch (const CLI::Success& help) {
     std::ostringstream text;
-    const int status = app.exit(help, text);
+    status = app.exit(help, text);
     write_output(text.str(), "-");
     return status;
   } catch (const CLI::ParseError& error) {
@@ -219,7 +264,7 @@ int main(int argc, char** argv) {
   kelvane_hub::open_standard_streams();
   int status = 1;
   try {
-    status = kelvane_hub::run(argc, argv);
+    status = kelvane_hub::run_command(argc, argv);
   } catch (const kelvane_hub::UsageError& error) {
     (void)std::fprintf(stderr, "%s\n", error.what());
     status = kelvane_hub::usage_status;

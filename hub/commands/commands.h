@@ -17,6 +17,17 @@ struct ServeOptions {
   bool explain = false;
 };
 
+struct RunOptions {
+  std::string scenario;  // empty: the built-in one
+  double speed = 1;      // 0.01 to 10000, or Pace::at_once
+  std::int64_t times = 1;
+  std::optional<double> timeout;  // seconds
+  bool tap = false;
+  std::string junit;  // a file, "-": standard output, or empty: none
+  bool is_quiet = false;
+  std::vector<std::string> program;  // and its arguments
+};
+
 struct CheckOptions {
   std::string file;
   double speed = 1;  // 0.01 to 10000
@@ -49,6 +60,10 @@ struct PlotOptions {
 
 /// Serves until a signal ends it, or until the process that hands over connections has gone.
 void serve(const ServeOptions& options);
+
+/// Plays a scenario to a program, which it starts and stops, and judges it. Returns whether all was as expected. Throws
+/// what keeps it from being run.
+bool run(const RunOptions& options);
 
 /// Says on standard output what is in a scenario, and on standard error what in it can hardly be meant.
 void check(const CheckOptions& options);

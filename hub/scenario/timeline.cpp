@@ -12,6 +12,7 @@ std::optional<Time> Timeline::next_due() const {
 
 scenario_step Timeline::take_next(Time now) {
   const auto due = next_due();
+  ++taken_;
   last_ = now;
   last_seconds_ = seconds_to_next();
   scenario_step step = scenario_.step(next_++);
@@ -21,6 +22,10 @@ scenario_step Timeline::take_next(Time now) {
   }
   if (step.has_wait_for()) held_ = due;
   return step;
+}
+
+double Timeline::length() const {
+  return static_cast<double>(rounds() - 1) * scenario_.head().repeat_after() + scenario_.last_time();
 }
 
 bool Timeline::ended() const { return started() && !held_ && next_ == scenario_.steps_size(); }

@@ -35,11 +35,19 @@ class Timeline final : public StepSource {
 
   bool is_held() const { return held_.has_value(); }
 
+  /// Seconds of scenario time up to the last step, if it is not played on and on.
+  double length() const;
+
+  /// How many steps were taken, and how many there are, likewise.
+  std::size_t taken() const { return taken_; }
+  std::size_t steps() const { return scenario_.steps_size() * static_cast<std::size_t>(rounds()); }
+
   /// To be called while it is held, with the time at which what was waited for has come.
   void go_on(Time now);
 
  private:
   bool is_at_once() const { return pace_.speed == Pace::at_once; }
+  std::int64_t rounds() const { return scenario_.head().has_repeat_after() ? pace_.times.value_or(1) : 1; }
   double seconds_to_next() const;
   bool begins_anew() const;
 
@@ -50,6 +58,7 @@ class Timeline final : public StepSource {
   std::optional<Time> start_;  // or, after it stood still, as much later
   std::optional<Time> held_;   // since when scenario time stands still
   std::size_t next_ = 0;
+  std::size_t taken_ = 0;
   std::int64_t round_ = 0;
 };
 

@@ -18,6 +18,7 @@ namespace kelvane_hub {
 enum class Outcome {
   signalled,   // somebody wants the hub to end
   no_clients,  // nobody is left who could bring any
+  finished,    // what it was run for is done
 };
 
 /// Of what whoever has added a descriptor is told.

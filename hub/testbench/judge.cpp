@@ -12,7 +12,7 @@
 namespace kelvane_hub {
 namespace {
 
-constexpr double longest_wait = 60;  // seconds, unless the scenario says otherwise
+constexpr double usual_wait = 60;  // seconds, unless the scenario says otherwise
 
 // Of all requests, in bytes: a client that floods the hub is no use to a test.
 constexpr std::size_t most_seen = std::size_t{64} << 20;
@@ -21,6 +21,17 @@ std::size_t points_in(const PackedScenario& played) {
   const auto kinds = played.kinds();
   const auto count = [&kinds](const char* kind) { return kinds.contains(kind) ? kinds.at(kind) : 0; };
   return count("expect") + count("wait_for");
+}
+
+double wait_of(const scenario_barrier& barrier) { return barrier.has_within() ? barrier.within() : usual_wait; }
+
+double wait_in(const PackedScenario& played) {
+  double seconds = 0;
+  if (!played.kinds().contains("wait_for")) return seconds;
+  for (std::size_t i = 0; i < played.steps_size(); ++i) {
+    if (const auto step = played.step(i); step.has_wait_for()) seconds += wait_of(step.wait_for());
+  }
+  return seconds;
 }
 
 std::string in_seconds(ScenarioTime time) {
@@ -42,7 +53,12 @@ std::string default_name(const scenario_expectation& expected, std::size_t clien
 }  // namespace
 
 Judge::Judge(const PackedScenario& played, const StepSource& time, double speed, Tell tell)
-    : played_(played), time_(time), speed_(speed), tell_(std::move(tell)), all_(points_in(played)) {}
+    : played_(played),
+      time_(time),
+      speed_(speed),
+      tell_(std::move(tell)),
+      longest_wait_(wait_in(played)),
+      all_(points_in(played)) {}
 
 void Judge::on_request(const Link& from, const std::string& envelope, Time now) {
   sns_client_request_msg request;
@@ -58,20 +74,32 @@ void Judge::on_request(const Link& from, const std::string& envelope, Time now) 
 }
 
 void Judge::on_step(const scenario_step& step, Time now) {
-  const ScenarioTime at(step.at());
+  auto opened = point_of(step);
+  if (!opened) return;
+  // Where steps follow at once, clients have the seconds that are given.
+  const double speed = opened->waits || speed_ == Pace::at_once ? 1 : speed_;
+  opened->due = now + real_time(opened->expected.within() / speed);
+  open(*std::move(opened));
+}
+
+/// What the step has to be decided; none if it has nothing.
+std::optional<Judge::Open> Judge::point_of(const scenario_step& step) {
+  Open point;
+  point.at = ScenarioTime(step.at());
+  point.waits = step.has_wait_for();
   if (step.has_expect()) {
-    const auto& expected = step.expect();
-    // Where steps follow at once, clients have the seconds that are given.
-    const double speed = speed_ == Pace::at_once ? 1 : speed_;
-    open({default_name(expected, 0), at, now + real_time(expected.within() / speed), false, expected});
+    point.expected = step.expect();
   } else if (step.has_wait_for()) {
     const auto& barrier = step.wait_for();
-    scenario_expectation expected;
-    *expected.mutable_requests() = barrier.requests();
-    if (barrier.has_name()) expected.set_name(barrier.name());
-    const double within = barrier.has_within() ? barrier.within() : longest_wait;
-    open({default_name(expected, barrier.clients()), at, now + real_time(within), true, expected, barrier.clients()});
+    *point.expected.mutable_requests() = barrier.requests();
+    if (barrier.has_name()) point.expected.set_name(barrier.name());
+    point.expected.set_within(wait_of(barrier));
+    point.clients = barrier.clients();
+  } else {
+    return std::nullopt;
   }
+  point.name = default_name(point.expected, point.clients);
+  return point;
 }
 
 void Judge::open(Open opened) {
@@ -135,9 +163,13 @@ bool Judge::is_waiting() const { return std::ranges::any_of(open_, &Open::waits)
 
 void Judge::close() {
   decide_all(true);
-  if (reached_ == all_) return;
-  tell_({"every expectation is reached",
-         concat("the scenario ended before ", all_ - reached_, " of ", all_, " expectations")});
+  std::size_t number = 0;
+  for (std::size_t i = 0; i < played_.steps_size() && reached_ < all_; ++i) {
+    const auto point = point_of(played_.step(i));
+    if (!point || number++ < reached_) continue;
+    ++reached_;
+    tell_({point->name, concat("expected the scenario to come to ", in_seconds(point->at), ", it ended before")});
+  }
 }
 
 std::string Judge::unmet(const Open& open) const {

@@ -46,6 +46,9 @@ class Judge final : public Watcher, public Party {
   /// Whether any client has configured a sensor.
   bool has_clients() const { return !configured_.empty(); }
 
+  /// Seconds that the steps which wait do so at most, all together.
+  double longest_wait() const { return longest_wait_; }
+
   /// Decides what is open as it stands; what the scenario has not come to is not met.
   void close();
 
@@ -53,15 +56,16 @@ class Judge final : public Watcher, public Party {
   /// What is to be decided.
   struct Open {
     std::string name;
-    ScenarioTime at;
-    Time due;
-    bool waits;
-    scenario_expectation expected;
+    ScenarioTime at{};
+    Time due{};
+    bool waits = false;
+    scenario_expectation expected;  // of a step that waits likewise
     std::size_t clients = 0;
     std::vector<std::size_t> counts{};  // of each request
     std::size_t in_order = 0;           // how many have come in their order
   };
 
+  static std::optional<Open> point_of(const scenario_step& step);
   void open(Open opened);
   static void count(Open& open, const SeenRequest& seen);
   bool is_met(const Open& open) const;
@@ -75,6 +79,7 @@ class Judge final : public Watcher, public Party {
   const StepSource& time_;
   const double speed_;
   Tell tell_;
+  const double longest_wait_;
   const std::size_t all_;    // points of the scenario
   std::size_t reached_ = 0;  // of these
   std::vector<Open> open_;   // in order of their steps

@@ -1,0 +1,30 @@
+// How far a long run has come, for whoever watches it on a terminal.
+#pragma once
+
+#include <optional>
+
+#include "hub/testbench/performance.h"
+
+namespace kelvane_hub {
+
+/// Keeps one line on standard error up to date, once a second, and wipes it away at the end. Only where standard error
+/// is a terminal; else it does nothing.
+class Progress final : public Party {
+ public:
+  /// Of `shown`, which outlives this object.
+  Progress(const Performance& shown, bool is_quiet);
+  ~Progress() override;
+  Progress(const Progress&) = delete;
+  Progress& operator=(const Progress&) = delete;
+
+  std::optional<Time> next_due() const override;
+  void advance(Time now) override;
+
+ private:
+  const Performance& shown_;
+  const bool is_shown_;
+  std::optional<Time> started_;  // when scenario time began
+  std::optional<Time> next_;
+};
+
+}  // namespace kelvane_hub

@@ -1,0 +1,72 @@
+#include "hub/testbench/test_report.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <nlohmann/json.hpp>
+#include <string_view>
+
+#include "hub/base/concat.h"
+
+namespace kelvane_hub {
+namespace {
+
+/// A description ends with its line, and "#" begins a directive.
+std::string in_tap(const std::string& name) {
+  std::string text;
+  for (const char character : name) {
+    if (character == '#' || character == '\\') text += '\\';
+    text += character == '\n' || character == '\r' ? ' ' : character;
+  }
+  return text;
+}
+
+std::string in_xml(std::string_view value) {
+  std::string text;
+  for (const char character : value) {
+    switch (character) {
+      case '&':
+        text += "&amp;";
+        break;
+      case '<':
+        text += "&lt;";
+        break;
+      case '"':
+        text += "&quot;";
+        break;
+      default:
+        // XML has no way to write the others.
+        text += static_cast<unsigned char>(character) < ' ' ? ' ' : character;
+    }
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string to_tap(std::span<const TestPoint> points) {
+  std::string text = concat("TAP version 13\n1..", points.size(), "\n");
+  for (std::size_t number = 1; const TestPoint& point : points) {
+    text += concat(point.unmet.empty() ? "" : "not ", "ok ", number++, " - ", in_tap(point.name), "\n");
+    if (point.unmet.empty()) continue;
+    // A string of JSON is one of YAML, too.
+    const auto message = nlohmann::json(point.unmet).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
+    text += concat("  ---\n  message: ", message, "\n  ...\n");
+  }
+  return text;
+}
+
+std::string to_junit(std::span<const TestPoint> points, const std::string& suite, double seconds) {
+  const auto failures = std::ranges::count_if(points, [](const TestPoint& point) { return !point.unmet.empty(); });
+  char time[32];
+  (void)std::snprintf(time, sizeof time, "%.3f", seconds);
+  std::string text = concat("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<testsuite name=\"", in_xml(suite),
+                            "\" tests=\"", points.size(), "\" failures=\"", failures, "\" time=\"", time, "\">\n");
+  for (const TestPoint& point : points) {
+    text += concat("  <testcase name=\"", in_xml(point.name), "\" classname=\"", in_xml(suite), "\"");
+    text += point.unmet.empty() ? "/>\n"
+                                : concat(">\n    <failure message=\"", in_xml(point.unmet), "\"/>\n  </testcase>\n");
+  }
+  return text + "</testsuite>\n";
+}
+
+}  // namespace kelvane_hub

@@ -47,7 +47,7 @@ void converse(const std::vector<std::string_view>& pieces) {
   static const PackedScenario played = built_in_scenario();
   auto [client_end, hub_end] = socket_pair(SOCK_STREAM);
   Client client(std::move(client_end));
-  Connection connection(std::move(hub_end));
+  Connection connection(std::move(hub_end), false);
   ToConnection delivery(connection);
   Simulator simulator(played, 10, delivery);
   Explainer explainer([](const std::string&) {});
@@ -55,9 +55,11 @@ void converse(const std::vector<std::string_view>& pieces) {
   Time now = std::chrono::hours(1);
   for (const auto piece : pieces) {
     client.send(piece);
-    connection.read([&](suid sensor, const std::string& envelope) {
+    const auto handle = [&](suid sensor, const std::string& envelope) {
       simulator.handle_request({1, sensor}, envelope, now);
-    });
+    };
+    connection.read(handle);
+    while (connection.has_more()) connection.take(handle);
     simulator.advance(now += std::chrono::milliseconds(150));
     connection.write();
     client.take_events();

@@ -30,11 +30,23 @@ PackedScenario load(const ServeOptions& options) {
   return loaded;
 }
 
+/// What loading has come to. Its error is a text, not an exception: two threads would share that.
+struct Loaded {
+  PackedScenario scenario;
+  std::string error;  // empty: none
+};
+
+Loaded load_or_say_why(const ServeOptions& options) try {
+  return {load(options), ""};
+} catch (const std::exception& error) {
+  return {{}, error.what()};
+}
+
 /// A scenario that is loaded by a thread of its own, which may take long, or for ever if the file is a pipe.
 class Loading {
  public:
   explicit Loading(const ServeOptions& options) {
-    std::packaged_task<PackedScenario()> task([options] { return load(options); });
+    std::packaged_task<Loaded()> task([options] { return load_or_say_why(options); });
     loaded_ = task.get_future();
     std::thread([task = std::move(task), done = done_]() mutable {
       task();
@@ -49,12 +61,16 @@ class Loading {
   /// Can be read from when the thread has come to its end.
   int descriptor() const { return done_->get(); }
 
-  /// Waits for the scenario; to be called once. Throws what loading has thrown.
-  PackedScenario get() { return loaded_.get(); }
+  /// Waits for the scenario; to be called once. Throws InputError if it could not be loaded.
+  PackedScenario get() {
+    Loaded loaded = loaded_.get();
+    if (!loaded.error.empty()) throw InputError(loaded.error);
+    return std::move(loaded.scenario);
+  }
 
  private:
   std::shared_ptr<UniqueFd> done_ = std::make_shared<UniqueFd>(eventfd(0, EFD_CLOEXEC));
-  std::future<PackedScenario> loaded_;
+  std::future<Loaded> loaded_;
 };
 
 void serve_shared(const ServeOptions& options) {

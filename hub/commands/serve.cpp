@@ -1,12 +1,13 @@
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <exception>
 #include <future>
-#include <iostream>
+#include <iterator>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -16,6 +17,7 @@
 #include "hub/base/diagnostic.h"
 #include "hub/base/input_error.h"
 #include "hub/commands/commands.h"
+#include "hub/commands/outputs.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/scenario_file.h"
 #include "hub/server/server.h"
@@ -54,8 +56,8 @@ class Loading {
     }).detach();
   }
 
-  bool is_done_within(std::chrono::seconds time) const {
-    return !loaded_.valid() || loaded_.wait_for(time) == std::future_status::ready;
+  bool is_done() const {
+    return !loaded_.valid() || loaded_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   }
 
   /// Can be read from when the thread has come to its end.
@@ -73,35 +75,55 @@ class Loading {
   std::future<Loaded> loaded_;
 };
 
+/// Waits until standard output takes a line. Returns false if a signal comes first.
+bool can_print(const UniqueFd& signals) {
+  pollfd ready[] = {{STDOUT_FILENO, POLLOUT, 0}, {signals.get(), POLLIN, 0}};
+  (void)poll(ready, std::size(ready), -1);
+  return ready[1].revents == 0;
+}
+
 void serve_shared(const ServeOptions& options) {
   PackedScenario played = load(options);
-  UniqueFd signals = take_over_signals();
+  const UniqueFd signals = take_over_signals();
   Voice voice;
-  Server server({options.explain, true}, voice, std::move(signals), listen_at(options.listen));
+  auto source = listen_at(options.listen, [&voice](const std::string& line) { voice.say(About::itself, line); });
+  Server server({options.explain, true}, voice, signals, std::move(source));
   server.play(std::move(played), options.speed);
-  std::cout << "kelvane-hub: listening on " << options.listen << std::endl;
+  if (!can_print(signals)) return;
+  write_output("kelvane-hub: listening on " + options.listen + "\n", "-");
   server.run();
 }
 
-/// Whoever has started the hub may go at any time, and waits only so long for the hub's hello. Returns whether the
-/// scenario was loaded by the end.
-bool serve_private(const ServeOptions& options, Voice& voice) {
-  // A scenario that is wrong is told before the hello, unless it takes longer than this.
-  constexpr std::chrono::seconds patience(1);
-  UniqueFd signals = take_over_signals();
-  Loading loading(options);
-  std::optional<PackedScenario> played;
-  if (loading.is_done_within(patience)) played = loading.get();
-  // The standard error is the client's, too, and its own lines are the first that count there.
-  Server server({options.explain, options.explain}, voice, std::move(signals),
-                connections_from(UniqueFd(options.control_fd)));
-  if (played) {
-    server.play(*std::move(played), options.speed);
-  } else {
-    server.once_readable(loading.descriptor(), [&] { server.play(loading.get(), options.speed); });
+/// Ends the process if the scenario is still being loaded: the thread that does it cannot be ended, and what it works
+/// with is destroyed when main() returns.
+class UnlessLoading {
+ public:
+  UnlessLoading(const Loading& loading, std::unique_ptr<Voice>& voice) : loading_(loading), voice_(voice) {}
+  ~UnlessLoading() {
+    if (loading_.is_done()) return;
+    voice_.reset();
+    _exit(std::uncaught_exceptions() == 0 ? EXIT_SUCCESS : EXIT_FAILURE);
   }
+  UnlessLoading(const UnlessLoading&) = delete;
+  UnlessLoading& operator=(const UnlessLoading&) = delete;
+
+ private:
+  const Loading& loading_;
+  std::unique_ptr<Voice>& voice_;
+};
+
+/// Whoever has started the hub may go at any time, and waits only so long for the hub's hello.
+void serve_private(const ServeOptions& options, std::unique_ptr<Voice>& voice) {
+  // What is wrong with a scenario is best told before the hello: then no session begins. The library waits for 10 s.
+  constexpr Time patience = std::chrono::seconds(8);
+  const UniqueFd signals = take_over_signals();
+  Loading loading(options);
+  const UnlessLoading at_end(loading, voice);
+  // The standard error is the client's, too, and its own lines are the first that count there.
+  Server server({options.explain, options.explain}, *voice, signals, connections_from(UniqueFd(options.control_fd)));
+  server.once_readable(loading.descriptor(), [&] { server.play(loading.get(), options.speed); });
+  server.greet_at(Loop::now() + patience);
   server.run();
-  return loading.is_done_within({});
 }
 
 std::vector<std::string> lines_of(const std::string& text) {
@@ -132,14 +154,11 @@ void serve(const ServeOptions& options) {
   }
   auto voice = std::make_unique<Voice>();
   try {
-    if (serve_private(options, *voice)) return;
+    serve_private(options, voice);
   } catch (const InputError& error) {
     for (const auto& line : lines_of(error.what())) voice->say(About::itself, line);
     throw AlreadyTold();
   }
-  // The thread that loads cannot be ended, and what it works with is destroyed when main() returns.
-  voice.reset();
-  _exit(EXIT_SUCCESS);
 }
 
 }  // namespace kelvane_hub

@@ -25,14 +25,13 @@ UniqueFd take_over_signals() {
   return UniqueFd(signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
-Server::Server(Talk talk, Voice& voice, UniqueFd signals, std::unique_ptr<ConnectionSource> source)
-    : signals_(std::move(signals)),
-      talk_(talk),
+Server::Server(Talk talk, Voice& voice, const UniqueFd& signals, std::unique_ptr<ConnectionSource> source)
+    : talk_(talk),
       clients_(loop_, std::move(source), *this, voice),
       explainer_(teller(voice, About::explanations)),
       announcer_(teller(voice, About::scenario)),
       laggard_(teller(voice, About::itself)) {
-  loop_.add(signals_.get(), [this](bool, bool, Time) { loop_.stop(Outcome::signalled); });
+  loop_.add(signals.get(), [this](bool, bool, Time) { loop_.stop(Outcome::signalled); });
   loop_.add(*this);
 }
 
@@ -41,16 +40,22 @@ void Server::play(PackedScenario played, double speed) {
   simulator_->watch(laggard_);
   if (talk_.explain) simulator_->watch(explainer_);
   if (talk_.announce) simulator_->watch(announcer_);
+  greet_due_.reset();
   clients_.release();
 }
 
 std::optional<Time> Server::next_due() const {
-  return earlier(clients_.next_due(), simulator_ ? simulator_->next_due() : std::nullopt);
+  const auto next = earlier(clients_.next_due(), simulator_ ? simulator_->next_due() : std::nullopt);
+  return earlier(greet_due_, next);
 }
 
 void Server::advance(Time now) {
   // What is overdue happens before whoever asks is answered.
   if (simulator_) simulator_->advance(now);
+  if (greet_due_ && *greet_due_ <= now) {
+    greet_due_.reset();
+    clients_.greet();
+  }
   clients_.advance(now);
 }
 

@@ -332,6 +332,20 @@ class HubTest(EndToEndTest):
         hub, = children(run.pid)
         run.kill()
         until(lambda: not os.path.exists(f"/proc/{hub}"), "the end of the hub")
+        # A mistake that shows late is told all the same before a session begins.
+        run = self.automation("operation=1", KELVANE_HUB_SCENARIO="slow.textproto")
+        with open("slow.textproto", "w") as scenario:
+            scenario.write("bells {}")
+        run.says("libkelvanesession: no session with the private hub: it ended with exit status 1")
+        self.stop(run)
+
+    def test_process_that_opens_too_many_connections(self):
+        hub = self.serve(SENSORS, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (96, 96)))
+        peers = [self.connect() for _ in range(17)]
+        self.assertEqual(b"", peers[-1].recv(1))
+        hub.says(f"kelvane-hub: process {os.getpid()} has 16 connections open; one more was refused")
+        peers[0].sendall(frame(HELLO))
+        self.is_answered(peers[0])
 
     def test_commands(self):
         files = {

@@ -149,7 +149,7 @@ class HubTest(EndToEndTest):
         console = self.console("private_hub_is_killed")
         console.play()
         os.kill(console.hub(), signal.SIGKILL)
-        console.says(HUB_GONE)
+        console.says(HUB_GONE + ": it was ended by signal 9")
         until(lambda: not children(console.pid), "the hub to be reaped")
         console.play()
         self.assertEqual(1, len(children(console.pid)))

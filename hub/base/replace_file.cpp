@@ -58,7 +58,7 @@ class Replacement {
     };
     if (name(target_)) return true;
     if (errno != EEXIST) return false;
-    const SignalsHeld held(ending_signals);
+    const SignalsHeld held;
     const fs::path temporary = name_in(folder_);
     check(name(temporary));
     const RemovedAtEnd removed(temporary);
@@ -67,7 +67,7 @@ class Replacement {
   }
 
   void put_named() const {
-    const SignalsHeld held(ending_signals);
+    const SignalsHeld held;
     const fs::path temporary = name_in(folder_);
     const UniqueFd file(open(temporary.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, first_mode()));
     check(bool(file));

@@ -60,7 +60,7 @@ class WrittenFile : public testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(FileSystems, WrittenFile, testing::Bool());
 
 TEST_P(WrittenFile, ASignalLeavesNothingHalfDone) {
-  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGKILL}) {
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGKILL}) {
     if (signal == SIGKILL && has_no_unnamed_files) continue;
     make_old(0644);
     const int status = status_of_writer([signal] { (void)raise(signal); });

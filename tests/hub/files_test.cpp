@@ -48,8 +48,12 @@ class WrittenFile : public testing::TestWithParam<bool> {
     const pid_t child = fork();
     if (child != 0) return wait_for(child);
     at_fsync = [&action](int) { return action(), 0; };
-    write_file("new", target_);
-    _exit(0);
+    try {
+      write_file("new", target_);
+      _exit(0);
+    } catch (const std::exception&) {
+      _exit(1);
+    }
   }
 
   auto count_files() const { return std::distance(fs::directory_iterator(folder_), {}); }

@@ -8,6 +8,7 @@
 #include "bench/lateness.h"
 #include "bench/load.h"
 #include "hub/base/concat.h"
+#include "hub/messages/catalogue.h"
 #include "kelvane_api.pb.h"
 #include "mox_wwan_test.pb.h"
 
@@ -19,13 +20,6 @@ using std::chrono::milliseconds;
 
 constexpr suid sensor{1, 1};
 constexpr suid large_sensor{2, 2};  // with 100 kB of attributes
-
-constexpr std::uint32_t attribute_request = 1;
-constexpr std::uint32_t attribute_event = 128;
-constexpr std::uint32_t on_change_config = 514;
-constexpr std::uint32_t report_registration = 641;
-constexpr std::uint32_t streaming_config = 642;
-constexpr std::uint32_t cells_event = 1281;
 
 constexpr auto nothing = [](std::size_t, const EventView&, Time) {};
 

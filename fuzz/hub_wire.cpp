@@ -38,28 +38,36 @@ class Client {
 };
 
 struct ToConnection final : Delivery {
-  explicit ToConnection(Connection& to) : connection(to) {}
-  void deliver(const Link& to, const std::string& message) override { connection.send_event(to.sensor, message); }
+  ToConnection(Connection& to, std::size_t& waiting_bytes) : connection(to), waiting(waiting_bytes) {}
+  void deliver(const Link& to, const std::string& message) override {
+    connection.send(std::make_shared<const Outgoing>(encode_frame(FrameKind::event, to.sensor, message), waiting), {});
+  }
   Connection& connection;
+  std::size_t& waiting;
 };
 
 void converse(const std::vector<std::string_view>& pieces) {
   static const PackedScenario played = built_in_scenario();
+  std::size_t waiting = 0;
   auto [client_end, hub_end] = socket_pair(SOCK_STREAM);
   Client client(std::move(client_end));
   Connection connection(std::move(hub_end));
-  ToConnection delivery(connection);
+  ToConnection delivery(connection, waiting);
   Simulator simulator(played, 10, delivery);
   Explainer explainer([](const std::string&) {});
   simulator.watch(explainer);
+  const auto hello = std::make_shared<const Outgoing>(encode_hello(), waiting);
   Time now = std::chrono::hours(1);
   for (const auto piece : pieces) {
     client.send(piece);
-    connection.read([&](suid sensor, const std::string& envelope) {
+    const auto handle = [&](suid sensor, const std::string& envelope) {
       simulator.handle_request({1, sensor}, envelope, now);
-    });
+    };
+    connection.read();
+    while (connection.has_more()) (void)connection.take(hello, handle, now);
     simulator.advance(now += std::chrono::milliseconds(150));
-    connection.write();
+    while (connection.write() > 0) {
+    }
     client.take_events();
     if (connection.ended()) simulator.end_session(1);
   }

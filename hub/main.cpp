@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
@@ -16,6 +17,7 @@
 #include "hub/base/concat.h"
 #include "hub/base/diagnostic.h"
 #include "hub/base/input_error.h"
+#include "hub/base/line_queue.h"
 #include "hub/commands/commands.h"
 #include "hub/commands/outputs.h"
 #include "hub/scenario/timeline.h"
@@ -243,9 +245,23 @@ int run_command(int argc, char** argv) {
     write_output(text.str(), "-");
     return status;
   } catch (const CLI::ParseError& error) {
-    (void)std::fprintf(stderr, "%s\n", usage_error(app, error).c_str());
-    return usage_status;
+    throw UsageError(usage_error(app, error));
   }
+}
+
+/// Whether a session library has started this process, and may be gone before it ends.
+bool is_private(int argc, char** argv) {
+  return std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--control-fd"; });
+}
+
+/// Says it on standard error. A private hub does not wait for whoever should read that.
+void tell(const std::string& text, bool is_private) {
+  if (!is_private) {
+    (void)std::fprintf(stderr, "%s\n", text.c_str());
+    return;
+  }
+  static constexpr LineCause causes[] = {{"the command line", 1}};
+  LineQueue(STDERR_FILENO, "", causes).say(0, text);
 }
 
 /// Where a standard stream is closed, a client's socket would get its number, and what is printed.
@@ -262,17 +278,18 @@ void open_standard_streams() {
 
 int main(int argc, char** argv) {
   kelvane_hub::open_standard_streams();
+  const bool is_private = kelvane_hub::is_private(argc, argv);
   int status = 1;
   try {
     status = kelvane_hub::run_command(argc, argv);
   } catch (const kelvane_hub::UsageError& error) {
-    (void)std::fprintf(stderr, "%s\n", error.what());
+    kelvane_hub::tell(error.what(), is_private);
     status = kelvane_hub::usage_status;
   } catch (const kelvane_hub::AlreadyTold&) {
   } catch (const kelvane_hub::InputError& error) {
-    (void)std::fprintf(stderr, "%s\n", error.what());
+    kelvane_hub::tell(error.what(), is_private);
   } catch (const std::exception& error) {
-    kelvane_hub::diagnose(kelvane_hub::hub_speaker, error.what());
+    kelvane_hub::tell(kelvane_hub::concat(kelvane_hub::hub_speaker, ": ", error.what()), is_private);
   }
   // Or else leak checkers take the library's tables for lost.
   google::protobuf::ShutdownProtobufLibrary();

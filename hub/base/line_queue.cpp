@@ -108,7 +108,7 @@ class LineQueue::Writer {
   }
 
   void add(Topic& topic, std::string_view line) {
-    lines_.push_back({concat(speaker_, ": ", line, "\n"), &topic});
+    lines_.push_back({concat(speaker_, speaker_.empty() ? "" : ": ", line, "\n"), &topic});
     topic.waiting += lines_.back().text.size();
     ++topic.said;
     changed_.notify_all();

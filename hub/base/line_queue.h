@@ -24,7 +24,8 @@ struct LineCause {
 /// The thread that writes blocks all signals; in the background of a terminal it may write whatever `stty tostop` says.
 class LineQueue {
  public:
-  /// Each line begins with `speaker` and ": ". `descriptor` stays open, and `causes` and `speaker` outlive the process.
+  /// Each line begins with `speaker` and ": ", unless that is empty. `descriptor` stays open, and `causes` and
+  /// `speaker` outlive the process.
   LineQueue(int descriptor, std::string_view speaker, std::span<const LineCause> causes);
 
   /// Returns when all is written, or when for a second nobody has read anything; then the rest is lost.

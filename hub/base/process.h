@@ -6,6 +6,7 @@
 
 #include <array>
 #include <chrono>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -56,8 +57,9 @@ struct Ended {
 
 /// Runs a program, looked for in PATH, on these standard streams and waits for it, at most for `patience`. It is in a
 /// process group of its own and does not outlive this process; nor does what it has started outlive it, unless this
-/// process is killed by SIGKILL. To be called while there is one thread; throws
-/// std::system_error if this process is out of what it takes to start another.
-Ended run_to_end(std::vector<std::string> words, const std::array<int, 3>& streams, std::chrono::milliseconds patience);
+/// process is killed by SIGKILL. SIGXFSZ ends what makes a file longer than `most_bytes`, also one in memory. To be
+/// called while there is one thread; throws std::system_error if this process is out of what it takes to start another.
+Ended run_to_end(std::vector<std::string> words, const std::array<int, 3>& streams, std::chrono::milliseconds patience,
+                 std::size_t most_bytes);
 
 }  // namespace kelvane_hub

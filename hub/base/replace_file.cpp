@@ -1,9 +1,12 @@
 #include "hub/base/replace_file.h"
 
 #include <fcntl.h>
+#include <linux/limits.h>
 #include <sys/stat.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <optional>
@@ -58,7 +61,7 @@ class Replacement {
     };
     if (name(target_)) return true;
     if (errno != EEXIST) return false;
-    const SignalsHeld held(ending_signals);
+    const SignalsHeld held;
     const fs::path temporary = name_in(folder_);
     check(name(temporary));
     const RemovedAtEnd removed(temporary);
@@ -67,7 +70,7 @@ class Replacement {
   }
 
   void put_named() const {
-    const SignalsHeld held(ending_signals);
+    const SignalsHeld held;
     const fs::path temporary = name_in(folder_);
     const UniqueFd file(open(temporary.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, first_mode()));
     check(bool(file));
@@ -92,14 +95,26 @@ class Replacement {
     check(fsync(file.get()) == 0 || errno == EINVAL);  // some file systems have nothing to do for it
   }
 
-  static void take_over(const UniqueFd& file, const struct stat& old) {
+  void take_over(const UniqueFd& file, const struct stat& old) const {
     constexpr auto same_owner = static_cast<uid_t>(-1);
     mode_t mode = old.st_mode & ACCESSPERMS;
     const bool has_group =
         fchown(file.get(), old.st_uid, old.st_gid) == 0 || fchown(file.get(), same_owner, old.st_gid) == 0;
-    // What the old group may is not for another: to that, they are all the same.
-    if (!has_group) mode = (mode & ~static_cast<mode_t>(S_IRWXG)) | (mode & S_IRWXO) << 3U;
+    // What the old group may is not for another: to that, they are all the same. Where a file has an access control
+    // list, these bits are the most that anybody on it may, be it more than the group may.
+    if (!take_over_access_list(file) || !has_group)
+      mode = (mode & ~static_cast<mode_t>(S_IRWXG)) | (mode & S_IRWXO) << 3U;
     check(fchmod(file.get(), mode) == 0);
+  }
+
+  /// Where the old file has none, the new one may have inherited one from the folder. Returns whether they are alike.
+  bool take_over_access_list(const UniqueFd& file) const {
+    constexpr const char* attribute = "system.posix_acl_access";
+    std::array<char, XATTR_SIZE_MAX> list;
+    const ssize_t size = getxattr(target_.c_str(), attribute, list.data(), list.size());
+    if (size >= 0) return fsetxattr(file.get(), attribute, list.data(), static_cast<std::size_t>(size), 0) == 0;
+    if (errno == ENODATA && fremovexattr(file.get(), attribute) == 0) return true;
+    return errno == ENODATA || errno == EOPNOTSUPP;
   }
 
   std::string_view text_;

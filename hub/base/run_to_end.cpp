@@ -1,8 +1,10 @@
 #include <fcntl.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <system_error>
@@ -30,11 +32,28 @@ class ChildrenLeaveStatus {
   struct sigaction action_before_ {};
 };
 
+/// Nothing is left of a program that makes a longer file: no memory image either.
+bool limit_files(std::size_t most_bytes) {
+  rlimit limit{};
+  if (getrlimit(RLIMIT_FSIZE, &limit) != 0) return false;
+  limit.rlim_cur = std::min<rlim_t>(limit.rlim_cur, most_bytes);
+  const rlimit none{};
+  (void)std::signal(SIGXFSZ, SIG_DFL);
+  return setrlimit(RLIMIT_FSIZE, &limit) == 0 && setrlimit(RLIMIT_CORE, &none) == 0;
+}
+
+/// What a program is run with.
+struct Surroundings {
+  std::array<int, 3> streams;
+  std::size_t most_bytes;  // in a file
+};
+
 /// Becomes the program. What cannot be done is written to `failure`, as an error number.
-[[noreturn]] void become(char* const* words, pid_t parent, const std::array<int, 3>& streams, int failure) {
+[[noreturn]] void become(char* const* words, pid_t parent, const Surroundings& with, int failure) {
   (void)setpgid(0, 0);  // so that all that it starts can be ended, too
   bool ready = prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == parent;
-  for (int as = 0; const int stream : streams) ready = ready && dup2(stream, as++) != -1;
+  ready = ready && limit_files(with.most_bytes);
+  for (int as = 0; const int stream : with.streams) ready = ready && dup2(stream, as++) != -1;
   if (ready) (void)execvp(words[0], words);
   const int error = errno;
   (void)!write(failure, &error, sizeof error);
@@ -42,8 +61,7 @@ class ChildrenLeaveStatus {
 }
 
 /// Starts the program; returns 0 or the error number.
-int start(std::vector<std::string>& words, const std::array<int, 3>& streams, const SignalsHeld& signals,
-          pid_t& process) {
+int start(std::vector<std::string>& words, const Surroundings& with, const SignalsHeld& signals, pid_t& process) {
   std::vector<char*> arguments;
   arguments.reserve(words.size() + 1);
   for (std::string& word : words) arguments.push_back(word.data());
@@ -57,7 +75,7 @@ int start(std::vector<std::string>& words, const std::array<int, 3>& streams, co
   if (process == -1) return errno;
   if (process == 0) {
     signals.release();
-    become(arguments.data(), parent, streams, failure_in_child.get());
+    become(arguments.data(), parent, with, failure_in_child.get());
   }
   failure_in_child.reset();
   int error = 0;
@@ -91,12 +109,12 @@ std::optional<int> wait_in_time(pid_t process, const SignalsHeld& signals, std::
 
 }  // namespace
 
-Ended run_to_end(std::vector<std::string> words, const std::array<int, 3>& streams,
-                 std::chrono::milliseconds patience) {
+Ended run_to_end(std::vector<std::string> words, const std::array<int, 3>& streams, std::chrono::milliseconds patience,
+                 std::size_t most_bytes) {
   const ChildrenLeaveStatus children_leave_status;
   const SignalsHeld signals({SIGCHLD, SIGHUP, SIGINT, SIGQUIT, SIGTERM});
   pid_t process = -1;
-  if (const int error = start(words, streams, signals, process); error != 0) return {error, {}};
+  if (const int error = start(words, {streams, most_bytes}, signals, process); error != 0) return {error, {}};
   return {0, wait_in_time(process, signals, patience)};
 }
 

@@ -6,13 +6,16 @@
 
 namespace kelvane_hub {
 
-/// Those by which a user, a terminal or a system ends a program.
-inline constexpr std::initializer_list<int> ending_signals = {SIGHUP, SIGINT, SIGQUIT, SIGTERM};
-
-/// Holds signals back while it lives, but for those that are ignored; what came meanwhile takes effect afterwards. To
-/// be used while there is one thread.
+/// Holds signals back while it lives; what came meanwhile takes effect afterwards. To be used while there is one
+/// thread.
 class SignalsHeld {
  public:
+  /// All that can be held.
+  SignalsHeld() {
+    sigfillset(&held_);
+    sigprocmask(SIG_BLOCK, &held_, &masked_before_);
+  }
+  /// These, but for those that are ignored: wait() would tell of them, too.
   explicit SignalsHeld(std::initializer_list<int> signals) {
     sigemptyset(&held_);
     for (const int signal : signals) {

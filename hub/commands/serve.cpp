@@ -1,12 +1,13 @@
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
+#include <exception>
 #include <future>
-#include <iostream>
+#include <iterator>
 #include <memory>
-#include <optional>
 #include <sstream>
 #include <string>
 #include <thread>
@@ -17,6 +18,7 @@
 #include "hub/base/diagnostic.h"
 #include "hub/base/input_error.h"
 #include "hub/commands/commands.h"
+#include "hub/commands/outputs.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/scenario_file.h"
 #include "hub/server/server.h"
@@ -31,11 +33,23 @@ PackedScenario load(const ServeOptions& options) {
   return loaded;
 }
 
+/// What loading has come to. Its error is a text, not an exception: two threads would share that.
+struct Loaded {
+  PackedScenario scenario;
+  std::string error;  // empty: none
+};
+
+Loaded load_or_say_why(const ServeOptions& options) try {
+  return {load(options), ""};
+} catch (const std::exception& error) {
+  return {{}, error.what()};
+}
+
 /// A scenario that is loaded by a thread of its own, which may take long, or for ever if the file is a pipe.
 class Loading {
  public:
   explicit Loading(const ServeOptions& options) {
-    std::packaged_task<PackedScenario()> task([options] { return load(options); });
+    std::packaged_task<Loaded()> task([options] { return load_or_say_why(options); });
     loaded_ = task.get_future();
     std::thread([task = std::move(task), done = done_]() mutable {
       task();
@@ -43,19 +57,23 @@ class Loading {
     }).detach();
   }
 
-  bool is_done_within(std::chrono::seconds time) const {
-    return !loaded_.valid() || loaded_.wait_for(time) == std::future_status::ready;
+  bool is_done() const {
+    return !loaded_.valid() || loaded_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
   }
 
   /// Can be read from when the thread has come to its end.
   int descriptor() const { return done_->get(); }
 
-  /// Waits for the scenario; to be called once. Throws what loading has thrown.
-  PackedScenario get() { return loaded_.get(); }
+  /// Waits for the scenario; to be called once. Throws InputError if it could not be loaded.
+  PackedScenario get() {
+    Loaded loaded = loaded_.get();
+    if (!loaded.error.empty()) throw InputError(loaded.error);
+    return std::move(loaded.scenario);
+  }
 
  private:
   std::shared_ptr<UniqueFd> done_ = std::make_shared<UniqueFd>(eventfd(0, EFD_CLOEXEC));
-  std::future<PackedScenario> loaded_;
+  std::future<Loaded> loaded_;
 };
 
 /// Says which expectations are not met.
@@ -65,36 +83,56 @@ Judge::Tell teller(Voice& voice) {
   };
 }
 
+/// Waits until standard output takes a line. Returns false if a signal comes first.
+bool can_print(const UniqueFd& signals) {
+  pollfd ready[] = {{STDOUT_FILENO, POLLOUT, 0}, {signals.get(), POLLIN, 0}};
+  (void)poll(ready, std::size(ready), -1);
+  return ready[1].revents == 0;
+}
+
 void serve_shared(const ServeOptions& options) {
   PackedScenario played = load(options);
-  UniqueFd signals = take_over_signals();
+  const UniqueFd signals = take_over_signals();
   Voice voice;
-  Server server({options.explain, true}, voice, std::move(signals), listen_at(options.listen));
+  auto source = listen_at(options.listen, [&voice](const std::string& line) { voice.say(About::itself, line); });
+  Server server({options.explain, true}, voice, signals, std::move(source));
   server.play(std::move(played), {options.speed, {}}, teller(voice));
-  std::cout << "kelvane-hub: listening on " << options.listen << std::endl;
+  if (!can_print(signals)) return;
+  write_output("kelvane-hub: listening on " + options.listen + "\n", "-");
   server.run();
 }
 
-/// Whoever has started the hub may go at any time, and waits only so long for the hub's hello. Returns whether the
-/// scenario was loaded by the end.
-bool serve_private(const ServeOptions& options, Voice& voice) {
-  // A scenario that is wrong is told before the hello, unless it takes longer than this.
-  constexpr std::chrono::seconds patience(1);
-  UniqueFd signals = take_over_signals();
-  Loading loading(options);
-  std::optional<PackedScenario> played;
-  if (loading.is_done_within(patience)) played = loading.get();
-  // The standard error is the client's, too, and its own lines are the first that count there.
-  Server server({options.explain, options.explain}, voice, std::move(signals),
-                connections_from(UniqueFd(options.control_fd)));
-  const Judge::Tell tell = options.explain ? teller(voice) : [](const TestPoint&) {};
-  if (played) {
-    server.play(*std::move(played), {options.speed, {}}, tell);
-  } else {
-    server.once_readable(loading.descriptor(), [&] { server.play(loading.get(), {options.speed, {}}, tell); });
+/// Ends the process if the scenario is still being loaded: the thread that does it cannot be ended, and what it works
+/// with is destroyed when main() returns.
+class UnlessLoading {
+ public:
+  UnlessLoading(const Loading& loading, std::unique_ptr<Voice>& voice) : loading_(loading), voice_(voice) {}
+  ~UnlessLoading() {
+    if (loading_.is_done()) return;
+    voice_.reset();
+    _exit(std::uncaught_exceptions() == 0 ? EXIT_SUCCESS : EXIT_FAILURE);
   }
+  UnlessLoading(const UnlessLoading&) = delete;
+  UnlessLoading& operator=(const UnlessLoading&) = delete;
+
+ private:
+  const Loading& loading_;
+  std::unique_ptr<Voice>& voice_;
+};
+
+/// Whoever has started the hub may go at any time, and waits only so long for the hub's hello.
+void serve_private(const ServeOptions& options, std::unique_ptr<Voice>& voice) {
+  // What is wrong with a scenario is best told before the hello: then no session begins. The library waits for 10 s.
+  constexpr Time patience = std::chrono::seconds(8);
+  const UniqueFd signals = take_over_signals();
+  Loading loading(options);
+  const UnlessLoading at_end(loading, voice);
+  // The standard error is the client's, too, and its own lines are the first that count there.
+  Server server({options.explain, options.explain}, *voice, signals, connections_from(UniqueFd(options.control_fd)));
+  const Judge::Tell tell = options.explain ? teller(*voice) : [](const TestPoint&) {};
+  server.once_readable(loading.descriptor(), [&] { server.play(loading.get(), {options.speed, {}}, tell); });
+  server.greet_at(Loop::now() + patience);
   server.run();
-  return loading.is_done_within({});
 }
 
 std::vector<std::string> lines_of(const std::string& text) {
@@ -125,14 +163,11 @@ void serve(const ServeOptions& options) {
   }
   auto voice = std::make_unique<Voice>();
   try {
-    if (serve_private(options, *voice)) return;
+    serve_private(options, voice);
   } catch (const InputError& error) {
     for (const auto& line : lines_of(error.what())) voice->say(About::itself, line);
     throw AlreadyTold();
   }
-  // The thread that loads cannot be ended, and what it works with is destroyed when main() returns.
-  voice.reset();
-  _exit(EXIT_SUCCESS);
 }
 
 }  // namespace kelvane_hub

@@ -19,7 +19,8 @@ constexpr std::chrono::seconds patience(60);
 void check(const std::string& picture, const PictureFormat& format) {
   const auto last = picture.find_last_not_of('\n');
   if (picture.starts_with(format.begin) && picture.substr(0, last + 1).ends_with(format.end)) return;
-  throw InputError("plot: expected a picture from gnuplot, found " + std::string(picture.empty() ? "nothing" : "none"));
+  throw InputError(std::string("plot: expected a picture from gnuplot, found ") +
+                   (picture.empty() ? "nothing" : "something else"));
 }
 
 }  // namespace

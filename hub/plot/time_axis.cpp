@@ -13,6 +13,9 @@ constexpr double hour = 60 * minute;
 constexpr double day = 24 * hour;
 constexpr int most_steps = 10;
 
+// Nothing is drawn of less, and of nothing there is no logarithm.
+constexpr double shortest = 1e-9;
+
 /// From here on seconds are only counted: in hours and minutes they would be no whole numbers any more.
 constexpr double longest = 1e15;
 
@@ -29,7 +32,7 @@ double step_for(double length) {
   constexpr double round_steps[] = {1,      2,          5,          10,          15,          30,
                                     minute, 2 * minute, 5 * minute, 10 * minute, 15 * minute, 30 * minute,
                                     hour,   2 * hour,   3 * hour,   6 * hour,    12 * hour,   day};
-  const double least = length / most_steps;
+  const double least = std::max(length, shortest) / most_steps;
   if (least <= 0.5) return decimal_step(least);
   const auto* const step = std::ranges::lower_bound(round_steps, least);
   return step == std::end(round_steps) ? day * decimal_step(least / day) : *step;

@@ -35,7 +35,7 @@ void ScenarioCheck::check_step(const scenario_step& step, const TextPlace& place
   if (step.has_expect()) check_expectation(step.expect(), place);
   if (step.has_wait_for()) check_barrier(step.wait_for(), place);
   if (const std::size_t size = step.ByteSizeLong(); size > most_bytes) {
-    complain(place, concat("expected at most 64 MiB, found a step of ", size, " bytes"));
+    complain(place, concat("expected at most ", most_bytes, " bytes, found a step of ", size));
   }
 }
 
@@ -108,7 +108,7 @@ void ScenarioCheck::check_sensor(const scenario_sensor& sensor, std::size_t inde
     complain(place, "expected a msg_id in each refusal, found a refusal without one");
   }
   if (const std::size_t size = size_of_answer(sensor); size > most_bytes) {
-    complain(place, concat("expected at most 64 MiB, found attributes of ", size, " bytes"));
+    complain(place, concat("expected at most ", most_bytes, " bytes, found attributes of ", size));
   }
   if (!sensor.has_suid()) return complain(place, "expected a suid, found a sensor without one");
   const std::pair key(sensor.suid().suid_low(), sensor.suid().suid_high());

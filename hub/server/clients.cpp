@@ -3,7 +3,6 @@
 #include <sys/resource.h>
 
 #include <algorithm>
-#include <ranges>
 #include <system_error>
 
 #include "hub/base/concat.h"
@@ -17,8 +16,18 @@ constexpr Time hello_time = std::chrono::seconds(10);
 // How long whoever comes has to wait when there are no descriptors left, unless somebody goes.
 constexpr Time door_time = std::chrono::seconds(1);
 
-// Of all clients together.
-constexpr std::size_t most_unsent = std::size_t{512} << 20;
+// In one turn, of all clients together.
+constexpr int most_requests = 256;
+constexpr std::size_t most_answered = std::size_t{1} << 20;
+constexpr std::size_t most_written = std::size_t{8} << 20;
+
+// While a process leaves more than this, nothing is taken from it.
+constexpr std::size_t most_of_process = std::size_t{64} << 20;
+
+// While more than this waits to be taken, no requests are, and whoever has let events wait for so long has to go: those
+// who have waited longest first. With twice as much the longest go at once.
+constexpr std::size_t most_waiting = std::size_t{256} << 20;
+constexpr Time most_patience = std::chrono::seconds(2);
 
 /// As many as there are descriptors, less some for the hub itself.
 std::size_t find_most_connections() {
@@ -32,6 +41,10 @@ std::size_t find_most_connections() {
   return std::min(limit.rlim_cur > own ? limit.rlim_cur - own : 1, enough);
 }
 
+std::string count_of(std::size_t count, const std::string& one) {
+  return concat(count, " ", one, count == 1 ? "" : "s");
+}
+
 }  // namespace
 
 Clients::Clients(Loop& loop, std::unique_ptr<ConnectionSource> source, SessionHandler& handler, Voice& voice)
@@ -39,17 +52,24 @@ Clients::Clients(Loop& loop, std::unique_ptr<ConnectionSource> source, SessionHa
       source_(std::move(source)),
       handler_(handler),
       voice_(voice),
-      most_connections_(find_most_connections()) {
+      most_connections_(find_most_connections()),
+      hello_(std::make_shared<const Outgoing>(encode_hello(), waiting_bytes_)) {
   open_door();
-  loop_.at_end_of_turn([this] { settle(); });
+  loop_.at_end_of_turn([this] { end_turn(); });
+}
+
+void Clients::greet() {
+  greets_ = true;
+  touch_all();
 }
 
 void Clients::release() {
-  held_ = false;
-  for (auto& [session, client] : clients_) {
-    client.connection.release();
-    (void)touch(session);
-  }
+  answers_ = true;
+  greet();
+}
+
+void Clients::touch_all() {
+  for (const auto& [session, client] : clients_) (void)touch(session);
 }
 
 void Clients::open_door() {
@@ -71,18 +91,24 @@ void Clients::take_connection(Time now) {
     door_due_ = now + door_time;
     return close_door("no more files can be opened");
   }
-  if (!came.connection || !let_in(std::move(came.connection), now)) return;
+  if (!came.connection || !let_in(std::move(came.connection), came.process, now)) return;
   if (clients_.size() < most_connections_) return;
-  close_door(concat(most_connections_, " connections are open"));
+  close_door(concat(count_of(most_connections_, "connection"), most_connections_ == 1 ? " is open" : " are open"));
 }
 
-/// Returns whether it can be waited for: whoever hands connections over may send anything.
-bool Clients::let_in(UniqueFd socket, Time now) try {
+/// Returns whether it stays: whoever hands connections over may send anything, and no process may take up all the room.
+bool Clients::let_in(UniqueFd socket, pid_t process, Time now) try {
+  constexpr std::size_t least_share = 8;
+  const std::size_t share = std::max(most_connections_ / 4, least_share);
+  if (process != 0 && processes_[process].connections == share) {
+    voice_.say(About::clients, concat("process ", process, " has ", share, " connections open; one more was refused"));
+    return false;
+  }
   const SessionId session = last_session_ + 1;
-  const auto entry = loop_.add(socket.get(), [this, session](bool readable, bool writable, Time time) {
-    serve(session, readable, writable, time);
-  });
-  clients_.try_emplace(session, Client{Connection(std::move(socket), held_), entry});
+  const auto entry = loop_.add(
+      socket.get(), [this, session](bool readable, bool writable, Time) { serve(session, readable, writable); });
+  clients_.try_emplace(session, Client{Connection(std::move(socket)), entry, process});
+  ++processes_[process].connections;
   hello_due_.emplace_back(now + hello_time, session);
   last_session_ = session;
   return true;
@@ -91,21 +117,27 @@ bool Clients::let_in(UniqueFd socket, Time now) try {
   return false;
 }
 
-void Clients::serve(SessionId session, bool readable, bool writable, Time now) {
+void Clients::serve(SessionId session, bool readable, bool writable) {
   Client& client = touch(session);
-  if (writable) client.connection.write();
-  count_unsent(client);
+  if (writable) (void)client.connection.write();
   if (!readable || client.connection.ended()) return;
   // What can be read though nobody waits for that is the end.
   if (!client.interest.read) return client.connection.end("");
-  take_requests(session, client, now, &Connection::read);
+  client.connection.read();
+  let_ask(session, client);
 }
 
-void Clients::take_requests(SessionId session, Client& client, Time now,
-                            void (Connection::*step)(const Connection::HandleRequest&)) {
-  (client.connection.*step)([&](suid sensor, const std::string& envelope) {
-    handler_.on_request({session, sensor}, envelope, now);
-  });
+/// It is heard when it is its turn.
+void Clients::let_ask(SessionId session, Client& client) {
+  if (!may_take(client) || std::exchange(client.is_asking, true)) return;
+  Process& process = processes_.at(client.process);
+  process.asking.push_back(session);
+  let_ask(client.process, process);
+}
+
+void Clients::let_ask(pid_t number, Process& process) {
+  if (process.asking.empty() || process.unsent >= most_of_process || std::exchange(process.is_asking, true)) return;
+  asking_.push_back(number);
 }
 
 Clients::Client& Clients::touch(SessionId session) {
@@ -117,14 +149,9 @@ Clients::Client& Clients::touch(SessionId session) {
 
 void Clients::deliver(const Link& to, const std::string& message) {
   Client& client = touch(to.session);
-  client.connection.send_event(to.sensor, message);
+  if (message.size() > max_payload) return client.connection.end("an event for it was too large to send");
+  client.connection.send(outgoing(to.sensor, message), now_);
   count_unsent(client);
-  while (unsent_ > most_unsent) {
-    const auto worst = std::ranges::max_element(clients_, {}, [](const auto& entry) { return entry.second.counted; });
-    worst->second.connection.give_up(
-        concat("it left ", worst->second.counted, " bytes of events waiting, the most of all who leave ", unsent_));
-    count_unsent(touch(worst->first));
-  }
 }
 
 void Clients::send_mark() {
@@ -136,55 +163,132 @@ bool Clients::is_all_taken() const {
 }
 
 void Clients::count_unsent(Client& client) {
-  unsent_ -= client.counted;
+  Process& process = processes_.at(client.process);
+  process.unsent -= client.counted;
   client.counted = client.connection.unsent();
-  unsent_ += client.counted;
+  process.unsent += client.counted;
+  let_ask(client.process, process);
+}
+
+/// The one that was made last, if it is the same.
+SharedOutgoing Clients::outgoing(suid sensor, const std::string& message) {
+  const bool is_from_same = last_from_.suid_low == sensor.suid_low && last_from_.suid_high == sensor.suid_high;
+  if (!last_ || !is_from_same || payload_in(last_->bytes()) != message) {
+    last_from_ = sensor;
+    last_ = std::make_shared<const Outgoing>(encode_frame(FrameKind::event, sensor, message), waiting_bytes_);
+  }
+  return last_;
 }
 
 std::optional<Time> Clients::next_due() const {
-  if (!waiting_.empty()) return Time::zero();
-  return earlier(door_due_, hello_due_.empty() ? std::nullopt : std::optional(hello_due_.front().first));
+  if (!touched_.empty() || (!asking_.empty() && waiting_bytes_ <= most_waiting)) return Time::zero();
+  const auto hello_due = hello_due_.empty() ? std::nullopt : std::optional(hello_due_.front().first);
+  return earlier(room_due_, earlier(door_due_, hello_due));
 }
 
 void Clients::advance(Time now) {
+  now_ = now;
   for (; !hello_due_.empty() && hello_due_.front().first <= now; hello_due_.pop_front()) {
     const SessionId session = hello_due_.front().second;
     if (clients_.contains(session)) silent_.push_back(session);
   }
   if (door_due_ && *door_due_ <= now) open_door();
-  for (const SessionId session : std::exchange(waiting_, {})) {
-    if (clients_.contains(session)) take_requests(session, touch(session), now, &Connection::take);
+}
+
+void Clients::end_turn() {
+  end_silent();
+  take_requests();
+  last_.reset();
+  make_room();
+  settle();
+}
+
+/// What has come by now has been read.
+void Clients::end_silent() {
+  for (const SessionId session : std::exchange(silent_, {})) {
+    Client& client = clients_.at(session);
+    if (client.connection.said_hello() || may_take(client)) continue;
+    client.connection.end("it did not say hello");
+    (void)touch(session);
   }
 }
 
-/// At the end of the turn: what has come by now has been read.
-void Clients::end_silent() {
-  for (const SessionId session : silent_) {
-    Connection& connection = clients_.at(session).connection;
-    if (connection.said_hello()) continue;
-    connection.end("it did not say hello");
-    (void)touch(session);
+bool Clients::may_take(const Client& client) const {
+  return client.connection.has_more() && (client.connection.said_hello() ? answers_ : greets_);
+}
+
+/// From one process after the other, and from one session of each after the other.
+void Clients::take_requests() {
+  const std::size_t enough = std::min(waiting_bytes_ + most_answered, most_waiting);
+  for (int left = most_requests; left > 0 && waiting_bytes_ < enough && !asking_.empty();) {
+    const pid_t number = asking_.front();
+    asking_.pop_front();
+    const auto found = processes_.find(number);
+    if (found == processes_.end()) continue;
+    Process& process = found->second;
+    process.is_asking = false;
+    if (process.asking.empty() || process.unsent >= most_of_process) continue;
+    const SessionId session = process.asking.front();
+    process.asking.pop_front();
+    take_from(session, left);
+    let_ask(number, process);
   }
-  silent_.clear();
+}
+
+void Clients::take_from(SessionId session, int& left) {
+  const auto found = clients_.find(session);
+  if (found == clients_.end()) return;
+  Client& client = found->second;
+  client.is_asking = false;
+  if (!may_take(client)) return;
+  const auto handle = [&](suid sensor, const std::string& envelope) {
+    handler_.on_request({session, sensor}, envelope, now_);
+  };
+  // Those who only say hello count as one, too.
+  left -= std::max(client.connection.take(hello_, handle, now_), 1);
+  (void)touch(session);
+}
+
+/// Ends those who have let events wait longest, as long as there is too much that waits.
+void Clients::make_room() {
+  room_due_.reset();
+  while (waiting_bytes_ > most_waiting) {
+    const auto since = [](const auto& entry) { return entry.second.connection.waiting_since().value_or(Time::max()); };
+    const auto worst = std::ranges::min_element(clients_, {}, since);
+    if (!worst->second.connection.waiting_since()) return;
+    const Time waited = now_ - since(*worst);
+    if (waited < most_patience && waiting_bytes_ <= 2 * most_waiting) {
+      room_due_ = now_ + (most_patience - waited);
+      return;
+    }
+    Connection& connection = worst->second.connection;
+    connection.give_up(
+        concat("it left ", connection.unsent(), " bytes of events waiting while there was no more room"));
+    count_unsent(touch(worst->first));
+  }
 }
 
 void Clients::settle() {
-  end_silent();
-  std::ranges::sort(touched_);
-  for (const SessionId session : std::exchange(touched_, {})) {
-    if (!settle(session, clients_.at(session))) drop(session);
+  std::size_t left = most_written;
+  for (auto count = touched_.size(); count > 0 && left > 0; --count) {
+    const SessionId session = touched_.front();
+    touched_.pop_front();
+    if (!settle(clients_.at(session), left)) {
+      drop(session);
+    } else {
+      let_ask(session, clients_.at(session));
+    }
   }
 }
 
 /// Returns whether it goes on.
-bool Clients::settle(SessionId session, Client& client) {
+bool Clients::settle(Client& client, std::size_t& left) {
   client.is_touched = false;
   Connection& connection = client.connection;
   // Whoever is waited for to take more is not tried in between.
-  if (!client.interest.write || connection.ended()) connection.write();
+  if (!client.interest.write || connection.ended()) left -= std::min(left, connection.write());
   count_unsent(client);
   if (connection.ended()) return false;
-  if (connection.has_more()) waiting_.push_back(session);
   if (const Interest interest = connection.interest(); interest != client.interest) {
     client.interest = interest;
     loop_.want(client.entry, interest);
@@ -199,7 +303,9 @@ void Clients::drop(SessionId session) {
   }
   handler_.on_end(session);
   loop_.remove(client->second.entry);
-  unsent_ -= client->second.counted;
+  Process& process = processes_.at(client->second.process);
+  process.unsent -= client->second.counted;
+  if (--process.connections == 0) processes_.erase(client->second.process);
   clients_.erase(client);
   if (!door_) open_door();
 }

@@ -4,8 +4,8 @@
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
+#include <sys/uio.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <utility>
@@ -20,82 +20,98 @@ constexpr std::size_t deaf_from = std::size_t{256} << 10;
 
 // In one turn, so that others get theirs.
 constexpr int most_requests = 16;
-constexpr std::size_t most_written = std::size_t{1} << 20;
-
-// A buffer that has grown beyond this is given back when it is empty.
-constexpr std::size_t kept_room = std::size_t{1} << 20;
+constexpr std::size_t most_read = std::size_t{16} << 10;
+constexpr std::size_t most_events_written = 128;
+constexpr std::size_t most_written = std::size_t{256} << 10;
 
 }  // namespace
 
-Connection::Connection(UniqueFd socket, bool held) : socket_(std::move(socket)), held_(held) {
+Connection::Connection(UniqueFd socket) : socket_(std::move(socket)) {
   (void)fcntl(socket_.get(), F_SETFL, fcntl(socket_.get(), F_GETFL) | O_NONBLOCK);
 }
 
-bool Connection::is_deaf() const { return unsent() >= deaf_from || (held_ && said_hello_); }
+bool Connection::is_deaf() const { return unsent_ >= deaf_from; }
 
-Interest Connection::interest() const { return {.read = !is_deaf(), .write = unsent() > 0}; }
+Interest Connection::interest() const { return {.read = !is_deaf() && !has_more_, .write = unsent_ > 0}; }
 
-void Connection::read(const HandleRequest& handle) {
+void Connection::read() {
   if (has_more_ || is_deaf()) return;
-  std::array<char, 65536> buffer;
+  std::array<char, most_read> buffer;
   const ssize_t received = recv(socket_.get(), buffer.data(), buffer.size(), 0);
   if (received == -1 && (errno == EAGAIN || errno == EINTR)) return;
   if (received <= 0) return end(reader_.in_frame() ? "it ended the connection in the middle of a frame" : "");
   reader_.append({buffer.data(), static_cast<std::size_t>(received)});
   has_more_ = true;
-  take(handle);
 }
 
-void Connection::take(const HandleRequest& handle) try {
-  for (int taken = 0; taken < most_requests && has_more(); ++taken) {
-    if (const auto frame = reader_.next()) {
-      take_frame(*frame, handle);
-    } else {
-      has_more_ = false;
+int Connection::take(const SharedOutgoing& hello, const HandleRequest& handle, Time now) {
+  int requests = 0;
+  try {
+    while (requests < most_requests && has_more()) {
+      const auto frame = reader_.next();
+      has_more_ = frame.has_value();
+      if (!frame) break;
+      if (!std::exchange(said_hello_, true)) {
+        expect_hello(*frame);
+        reader_.set_limit(max_request);
+        send(hello, now);
+      } else if (frame->kind == FrameKind::request) {
+        handle(frame->sensor, frame->payload);
+        ++requests;
+      } else {
+        throw WireError("expected a request, found a frame of another kind");
+      }
     }
+  } catch (const WireError& error) {
+    end(error.what());
   }
-} catch (const WireError& error) {
-  end(error.what());
+  return requests;
 }
 
-void Connection::take_frame(const Frame& frame, const HandleRequest& handle) {
-  if (!said_hello_) {
-    expect_hello(frame);
-    said_hello_ = true;
-    reader_.set_limit(max_request);
-    unsent_ += encode_hello();
-  } else if (frame.kind == FrameKind::request) {
-    handle(frame.sensor, frame.payload);
-  } else {
-    throw WireError("expected a request, found a frame of another kind");
-  }
-}
-
-void Connection::send_event(suid sensor, const std::string& message) {
+void Connection::send(SharedOutgoing event, Time now) {
   if (ended_) return;
-  if (message.size() > max_payload) return end("an event for it was too large to send");
-  if (unsent() + message.size() > most_unsent) {
-    return give_up(concat("it left ", unsent(), " bytes of events waiting"));
-  }
-  append_frame(unsent_, FrameKind::event, sensor, message);
+  const std::size_t size = event->bytes().size();
+  if (unsent_ + size > most_unsent) return give_up(concat("it left ", unsent_, " bytes of events waiting"));
+  unsent_ += size;
+  waiting_.push_back({std::move(event), now});
 }
 
-void Connection::write() {
-  const std::size_t end_of_turn = std::min(written_ + most_written, unsent_.size());
-  while (written_ < end_of_turn) {
-    const ssize_t sent = ::send(socket_.get(), unsent_.data() + written_, end_of_turn - written_, MSG_NOSIGNAL);
-    if (sent == -1 && errno == EINTR) continue;
-    if (sent == -1 && errno == EAGAIN) break;
-    if (sent == -1) return give_up(std::move(complaint_));
-    written_ += static_cast<std::size_t>(sent);
+std::size_t Connection::write() {
+  std::array<iovec, most_events_written> parts;
+  std::size_t count = 0;
+  std::size_t bytes = 0;
+  for (const Waiting& waiting : waiting_) {
+    if (count == parts.size() || bytes >= most_written) break;
+    const std::string& frame = waiting.event->bytes();
+    const std::size_t begin = count == 0 ? written_ : 0;
+    parts[count++] = {const_cast<char*>(frame.data() + begin), frame.size() - begin};
+    bytes += frame.size() - begin;
   }
-  if (written_ == unsent_.size() && unsent_.capacity() > kept_room) {
-    std::string().swap(unsent_);
-    written_ = 0;
-  } else if (written_ > unsent_.size() / 2) {
-    unsent_.erase(0, written_);
-    written_ = 0;
+  if (count == 0) return 0;
+  msghdr message{};
+  message.msg_iov = parts.data();
+  message.msg_iovlen = count;
+  const ssize_t sent = sendmsg(socket_.get(), &message, MSG_NOSIGNAL);
+  if (sent == -1 && (errno == EAGAIN || errno == EINTR)) return 0;
+  if (sent == -1) {
+    give_up(std::move(complaint_));
+    return 0;
   }
+  drop_written(static_cast<std::size_t>(sent));
+  return static_cast<std::size_t>(sent);
+}
+
+void Connection::drop_written(std::size_t written) {
+  unsent_ -= written;
+  written_ += written;
+  while (!waiting_.empty() && written_ >= waiting_.front().event->bytes().size()) {
+    written_ -= waiting_.front().event->bytes().size();
+    waiting_.pop_front();
+  }
+}
+
+std::optional<Time> Connection::waiting_since() const {
+  return waiting_.empty() ? std::nullopt : std::optional(waiting_.front().since);
 }
 
 bool Connection::is_all_taken() const {
@@ -110,8 +126,9 @@ void Connection::end(std::string complaint) {
 
 void Connection::give_up(std::string complaint) {
   end(std::move(complaint));
-  std::string().swap(unsent_);
+  waiting_.clear();
   written_ = 0;
+  unsent_ = 0;
 }
 
 }  // namespace kelvane_hub

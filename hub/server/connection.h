@@ -2,11 +2,15 @@
 #pragma once
 
 #include <cstddef>
+#include <deque>
 #include <functional>
+#include <optional>
 #include <string>
 
+#include "hub/base/party.h"
 #include "hub/base/unique_fd.h"
 #include "hub/server/loop.h"
+#include "hub/server/outgoing.h"
 #include "hub/wire/frame.h"
 
 namespace kelvane_hub {
@@ -19,11 +23,8 @@ class Connection {
  public:
   using HandleRequest = std::function<void(suid sensor, const std::string& envelope)>;
 
-  /// Takes over `socket`. While `held`, hellos are exchanged, but requests wait.
-  Connection(UniqueFd socket, bool held);
-
-  /// From now on requests are taken.
-  void release() { held_ = false; }
+  /// Takes over `socket`.
+  explicit Connection(UniqueFd socket);
 
   /// Whether the client has introduced itself; until then it is given little room, and it had better not wait long.
   bool said_hello() const { return said_hello_; }
@@ -42,23 +43,28 @@ class Connection {
   /// What is to be waited for.
   Interest interest() const;
 
-  /// Reads what has come, if all that came before is taken, and takes it on.
-  void read(const HandleRequest& handle);
+  /// Reads what has come, if all that came before is taken.
+  void read();
 
-  /// Whether requests have been read that can be taken now.
+  /// Whether what has been read can be taken now.
   bool has_more() const { return has_more_ && !is_deaf() && !ended_; }
 
-  /// Hands whole requests to `handle`, which may queue events here; of many only the first few.
-  void take(const HandleRequest& handle);
-
-  /// Writes what the client is ready to take; of what came before it ended, too.
-  void write();
+  /// Answers the hello with `hello`, and hands whole requests to `handle`, which may queue events here; of many
+  /// requests only the first few. Returns how many there were.
+  int take(const SharedOutgoing& hello, const HandleRequest& handle, Time now);
 
   /// Queues an event, which write() sends. A client that leaves more than most_unsent bytes waiting is given up.
-  void send_event(suid sensor, const std::string& message);
+  void send(SharedOutgoing event, Time now);
+
+  /// Writes what the client is ready to take, a few events at a time; of what came before it ended, too. Returns how
+  /// many bytes that were.
+  std::size_t write();
 
   /// Bytes that wait for the client to take them.
-  std::size_t unsent() const { return unsent_.size() - written_; }
+  std::size_t unsent() const { return unsent_; }
+
+  /// Since when the first of them has waited; none if nothing waits.
+  std::optional<Time> waiting_since() const;
 
   /// Whether the client has read all that was queued.
   bool is_all_taken() const;
@@ -66,17 +72,22 @@ class Connection {
   static constexpr std::size_t most_unsent = std::size_t{128} << 20;
 
  private:
+  struct Waiting {
+    SharedOutgoing event;
+    Time since;
+  };
+
   /// While it is, nothing is read or taken.
   bool is_deaf() const;
-  void take_frame(const Frame& frame, const HandleRequest& handle);
+  void drop_written(std::size_t written);
 
   UniqueFd socket_;
   FrameReader reader_{hello_text.size()};
-  bool held_;
   bool has_more_ = false;  // the reader may hold a whole frame
   bool said_hello_ = false;
-  std::string unsent_;
-  std::size_t written_ = 0;  // of unsent_
+  std::deque<Waiting> waiting_;
+  std::size_t written_ = 0;  // of the first
+  std::size_t unsent_ = 0;
   bool ended_ = false;
   std::string complaint_;
 };

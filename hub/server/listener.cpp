@@ -6,7 +6,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "hub/base/diagnostic.h"
 #include "hub/base/input_error.h"
 #include "hub/base/unix_socket.h"
 #include "hub/server/path_lock.h"
@@ -47,15 +46,17 @@ void remove_stale(const std::string& path, const UnixAddress& address) {
   (void)unlink(path.c_str());
 }
 
-bool is_own_user(int connection) {
-  ucred peer{};
+ucred peer_of(int connection) {
+  ucred peer{0, static_cast<uid_t>(-1), 0};
   socklen_t size = sizeof peer;
-  return getsockopt(connection, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && (peer.uid == geteuid() || peer.uid == 0);
+  (void)getsockopt(connection, SOL_SOCKET, SO_PEERCRED, &peer, &size);
+  return peer;
 }
 
 class ListeningSocket final : public ConnectionSource {
  public:
-  explicit ListeningSocket(std::string path) : path_(std::move(path)), socket_(new_stream_socket()) {
+  ListeningSocket(std::string path, std::function<void(const std::string& line)> say)
+      : path_(std::move(path)), say_(std::move(say)), socket_(new_stream_socket()) {
     const UnixAddress address = address_of(path_);
     const PathLock lock(path_);
     remove_stale(path_, address);
@@ -75,12 +76,14 @@ class ListeningSocket final : public ConnectionSource {
   ~ListeningSocket() override {
     // Another hub's may stand there by now, or the folder may be gone.
     if (!is_ours()) return;
+    std::unique_ptr<PathLock> lock;
     try {
-      const PathLock lock(path_);
-      if (is_ours()) (void)unlink(path_.c_str());
+      lock = std::make_unique<PathLock>(path_);
     } catch (const InputError& error) {
-      diagnose(hub_speaker, error.what());
+      // It only keeps others of this user away, for the moment between the look and the removal.
+      say_(std::string(error.what()) + "; the socket is removed all the same");
     }
+    if (is_ours()) (void)unlink(path_.c_str());
   }
 
   int descriptor() const override { return socket_.get(); }
@@ -90,7 +93,11 @@ class ListeningSocket final : public ConnectionSource {
     came.connection = UniqueFd(accept4(socket_.get(), nullptr, nullptr, SOCK_CLOEXEC));
     if (!came.connection) {
       came.no_room = errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM;
-    } else if (!is_own_user(came.connection.get())) {
+      return came;
+    }
+    const ucred peer = peer_of(came.connection.get());
+    came.process = peer.pid;
+    if (peer.uid != geteuid() && peer.uid != 0) {
       came.connection.reset();
       came.complaint = "a client of another user was refused";
     }
@@ -104,6 +111,7 @@ class ListeningSocket final : public ConnectionSource {
   }
 
   std::string path_;
+  std::function<void(const std::string& line)> say_;
   UniqueFd socket_;
   struct stat made_ {};
 };
@@ -126,7 +134,9 @@ class ControlSocket final : public ConnectionSource {
 
 }  // namespace
 
-std::unique_ptr<ConnectionSource> listen_at(const std::string& path) { return std::make_unique<ListeningSocket>(path); }
+std::unique_ptr<ConnectionSource> listen_at(const std::string& path, std::function<void(const std::string& line)> say) {
+  return std::make_unique<ListeningSocket>(path, std::move(say));
+}
 
 std::unique_ptr<ConnectionSource> connections_from(UniqueFd control) {
   return std::make_unique<ControlSocket>(std::move(control));

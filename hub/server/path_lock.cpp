@@ -36,8 +36,7 @@ PathLock::PathLock(const std::string& path) : name_(path + ".lock") {
   constexpr int most_tries = 500;
   constexpr timespec pause{0, 10'000'000};
   for (int tries = 0; !acquire(path); ++tries) {
-    if (tries == most_tries)
-      throw InputError(path + ": cannot listen there: another program keeps " + name_ + " locked");
+    if (tries == most_tries) throw InputError(name_ + ": another program keeps the lock for " + path);
     (void)nanosleep(&pause, nullptr);
   }
 }
@@ -51,7 +50,7 @@ bool PathLock::acquire(const std::string& path) {
   expect_own(name_);
   constexpr mode_t for_its_owner = S_IRUSR | S_IWUSR;
   file_ = UniqueFd(open(name_.c_str(), O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, for_its_owner));
-  if (!file_) throw InputError(path + ": cannot listen there: " + strerror(errno));
+  if (!file_) throw InputError(name_ + ": cannot make the lock for " + path + ": " + strerror(errno));
   // A file system without locks does without.
   if (flock(file_.get(), LOCK_EX | LOCK_NB) != 0 && (errno == EWOULDBLOCK || errno == EINTR)) return false;
   if (!is_at(name_, file_.get())) return false;

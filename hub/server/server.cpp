@@ -25,14 +25,13 @@ UniqueFd take_over_signals() {
   return UniqueFd(signalfd(-1, &signals, SFD_CLOEXEC));
 }
 
-Server::Server(Talk talk, Voice& voice, UniqueFd signals, std::unique_ptr<ConnectionSource> source)
-    : signals_(std::move(signals)),
-      talk_(talk),
+Server::Server(Talk talk, Voice& voice, const UniqueFd& signals, std::unique_ptr<ConnectionSource> source)
+    : talk_(talk),
       clients_(loop_, std::move(source), *this, voice),
       explainer_(teller(voice, About::explanations)),
       announcer_(teller(voice, About::scenario)),
       laggard_(teller(voice, About::itself)) {
-  loop_.add(signals_.get(), [this](bool, bool, Time) { loop_.stop(Outcome::signalled); });
+  loop_.add(signals.get(), [this](bool, bool, Time) { loop_.stop(Outcome::signalled); });
   loop_.add(*this);
 }
 
@@ -42,17 +41,20 @@ Performance& Server::play(PackedScenario played, Pace pace, Judge::Tell tell) {
   simulator.watch(laggard_);
   if (talk_.explain) simulator.watch(explainer_);
   if (talk_.announce) simulator.watch(announcer_);
+  greet_due_.reset();
   clients_.release();
   return *performance_;
 }
 
 std::optional<Time> Server::next_due() const {
   return earlier(clients_.next_due(), performance_ ? performance_->next_due() : std::nullopt);
+  greet_due_.reset();
 }
 
 void Server::advance(Time now) {
   // What is overdue happens before whoever asks is answered.
   if (performance_) performance_->advance(now);
+  greet_due_.reset();
   clients_.advance(now);
 }
 

@@ -29,9 +29,13 @@ UniqueFd take_over_signals();
 /// Serves the clients of one source from one scenario, on the thread that calls run().
 class Server final : SessionHandler, Party {
  public:
-  /// `signals`: what take_over_signals() returned. `voice` outlives this object. Until there is a scenario to play
-  /// sessions are let in, but their requests wait.
-  Server(Talk talk, Voice& voice, UniqueFd signals, std::unique_ptr<ConnectionSource> source);
+  /// `signals`, what take_over_signals() returned, and `voice` outlive this object. Until there is a scenario to play
+  /// connections are taken, but nothing is said on them.
+  Server(Talk talk, Voice& voice, const UniqueFd& signals, std::unique_ptr<ConnectionSource> source);
+
+  /// Says hello to whoever is there and comes, if there is still nothing to play at `due`; their requests go on
+  /// waiting.
+  void greet_at(Time due) { greet_due_ = due; }
 
   /// From now on requests are answered: plays `played` (one that was checked). `tell` is told whether its expectations
   /// are met. To be called once; the performance is the server's.
@@ -63,7 +67,7 @@ class Server final : SessionHandler, Party {
   void on_request(const Link& from, const std::string& envelope, Time now) override;
   void on_end(SessionId session) override;
 
-  UniqueFd signals_;
+  std::optional<Time> greet_due_;
   const Talk talk_;
   Loop loop_;
   Clients clients_;

@@ -2,7 +2,9 @@
 
 #include <sys/socket.h>
 
+#include <chrono>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "hub/base/diagnostic.h"
@@ -24,6 +26,15 @@ bool append_next(HubConnection& hub, std::span<char> buffer) {
   if (received <= 0) return false;
   hub.reader.append({buffer.data(), static_cast<std::size_t>(received)});
   return true;
+}
+
+/// Of a hub that has hung up. One of the process's own has ended, too, and is reaped then, unless it hung up on this
+/// session only.
+std::string how_connection_ended(const HubConnection& hub) {
+  std::string text = "the hub ended the connection";
+  if (hub.reader.in_frame()) text += " in the middle of a frame";
+  if (hub.hub && hub.hub->wait_for_end(std::chrono::seconds(1))) text += ": " + hub.hub->how_it_ended();
+  return text;
 }
 
 }  // namespace
@@ -103,11 +114,8 @@ void Channel::run(Shared& shared) try {
   }
   // A process that ends stops its hub first.
   if (shared.stopped || is_process_ending()) return;
-  complain(shared.hub.reader.in_frame() ? "the hub ended the connection in the middle of a frame"
-                                        : "the hub ended the connection");
+  complain(how_connection_ended(shared.hub));
   end(shared);
-  // It has ended, too, unless it hung up on this session only.
-  if (shared.hub.hub) (void)shared.hub.hub->wait_for_end(std::chrono::seconds(1));
 } catch (const std::exception& error) {
   complain(std::string("the hub broke the connection's rules: ") + error.what() + "; session ended");
   end(shared);

@@ -41,7 +41,8 @@ void expect_own_or_root(int socket) {
 UniqueFd connect_to_socket(const std::string& path, Patience& patience) {
   constexpr milliseconds pause{20};
   if (path.size() > UnixAddress::longest_path) {
-    throw std::runtime_error("expected a path of at most " + std::to_string(UnixAddress::longest_path) + " bytes");
+    throw std::runtime_error("expected a path of at most " + std::to_string(UnixAddress::longest_path) +
+                             " bytes, found one of " + std::to_string(path.size()));
   }
   const UnixAddress address(path);
   UniqueFd socket = new_stream_socket();

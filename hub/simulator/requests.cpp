@@ -22,7 +22,10 @@ constexpr std::int32_t highest_rate = 10'000;
 constexpr std::size_t longest_data_type = 1000;
 
 // Of a session. Clients have one at a time.
-constexpr std::ptrdiff_t most_lookups = 100;
+constexpr int most_lookups = 100;
+
+// Then others get their turn.
+constexpr int most_answers = 200;
 
 bool is_lookup_sensor(suid sensor) {
   const sns_suid_sensor lookup;
@@ -65,18 +68,20 @@ void Requests::handle(const Link& from, const std::string& envelope, Time now) {
   (this->*function)(from, payload, now);
 }
 
-void Requests::end_session(SessionId session) {
-  std::erase_if(lookups_, [session](const PendingLookup& lookup) { return lookup.from.session == session; });
-}
+void Requests::end_session(SessionId session) { pending_.erase(session); }
 
 std::optional<Time> Requests::next_due() const {
   return lookups_.empty() ? std::nullopt : std::optional(lookups_.front().due);
 }
 
 void Requests::advance(Time now) {
-  while (!lookups_.empty() && lookups_.front().due <= now) {
-    answer(lookups_.front());
+  for (int answered = 0; answered < most_answers && !lookups_.empty() && lookups_.front().due <= now; ++answered) {
+    const PendingLookup lookup = std::move(lookups_.front());
     lookups_.pop_front();
+    const auto pending = pending_.find(lookup.from.session);
+    if (pending == pending_.end()) continue;
+    if (--pending->second == 0) pending_.erase(pending);
+    answer(lookup);
   }
 }
 
@@ -86,9 +91,9 @@ void Requests::look_up(const Link& from, const std::string& payload, Time now) {
   if (request.data_type().size() > longest_data_type) {
     return outbox_.send_error(from, HubError::invalid_value, now);
   }
-  const auto pending =
-      std::ranges::count(lookups_, from.session, [](const PendingLookup& lookup) { return lookup.from.session; });
+  int& pending = pending_[from.session];
   if (pending == most_lookups) return outbox_.send_error(from, HubError::busy, now);
+  ++pending;
   lookups_.push_back({now + lookup_time, from, request.data_type()});
 }
 

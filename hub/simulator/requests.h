@@ -2,6 +2,7 @@
 #pragma once
 
 #include <deque>
+#include <map>
 #include <optional>
 #include <set>
 #include <string>
@@ -26,7 +27,7 @@ class Requests final : public Party {
 
   std::optional<Time> next_due() const override;
 
-  /// Answers all lookups that are due.
+  /// Answers lookups that are due; of very many only a part.
   void advance(Time now) override;
 
  private:
@@ -55,7 +56,8 @@ class Requests final : public Party {
   const std::set<std::uint32_t> subscriptions_;
   Playback& playback_;
   Outbox& outbox_;
-  std::deque<PendingLookup> lookups_;  // in order of time
+  std::deque<PendingLookup> lookups_;  // in order of time; of sessions that have ended, too
+  std::map<SessionId, int> pending_;   // how many of them each session has
 };
 
 }  // namespace kelvane_hub

@@ -1,18 +1,16 @@
 // Says when a scenario is over.
 #pragma once
 
-#include <functional>
-#include <string>
+#include <cstddef>
+#include <utility>
 
 #include "hub/simulator/watcher.h"
+#include "hub/testbench/say.h"
 
 namespace kelvane_hub {
 
 class Announcer final : public Watcher {
  public:
-  /// Takes one line without newline.
-  using Say = std::function<void(const std::string& line)>;
-
   explicit Announcer(Say say) : say_(std::move(say)) {}
 
   void on_step(const scenario_step& step, Time now) override;

@@ -1,18 +1,16 @@
 // Says why a change of the cells was or was not reported.
 #pragma once
 
-#include <functional>
 #include <string>
+#include <utility>
 
 #include "hub/simulator/watcher.h"
+#include "hub/testbench/say.h"
 
 namespace kelvane_hub {
 
 class Explainer final : public Watcher {
  public:
-  /// Takes one line without newline.
-  using Say = std::function<void(const std::string& line)>;
-
   explicit Explainer(Say say) : say_(std::move(say)) {}
 
   void on_decision(const Link& to, std::uint32_t sub, const CellDecision& decision, ScenarioTime time) override;

@@ -57,21 +57,19 @@ void check_size(std::size_t size, std::size_t limit) {
 
 }  // namespace
 
-void append_frame(std::string& bytes, FrameKind kind, suid sensor, std::string_view payload) {
+std::string encode_frame(FrameKind kind, suid sensor, std::string_view payload) {
+  std::string bytes;
+  bytes.reserve(header_size + payload.size());
   bytes += magic;
   put(bytes, static_cast<std::uint32_t>(kind));
   put(bytes, static_cast<std::uint32_t>(payload.size()));
   put(bytes, sensor.suid_low);
   put(bytes, sensor.suid_high);
   bytes += payload;
-}
-
-std::string encode_frame(FrameKind kind, suid sensor, std::string_view payload) {
-  std::string bytes;
-  bytes.reserve(header_size + payload.size());
-  append_frame(bytes, kind, sensor, payload);
   return bytes;
 }
+
+std::string_view payload_in(std::string_view frame) { return frame.substr(header_size); }
 
 std::string encode_hello() { return encode_frame(FrameKind::hello, {}, hello_text); }
 

@@ -44,11 +44,11 @@ class WireError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Appends the frame's bytes to `bytes`. `payload` has at most max_payload bytes.
-void append_frame(std::string& bytes, FrameKind kind, suid sensor, std::string_view payload);
-
-/// The frame as bytes, likewise.
+/// The frame as bytes. `payload` has at most max_payload bytes.
 std::string encode_frame(FrameKind kind, suid sensor, std::string_view payload);
+
+/// The payload of a frame that encode_frame() has made.
+std::string_view payload_in(std::string_view frame);
 
 /// The two hellos are alike.
 std::string encode_hello();

@@ -5,10 +5,12 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <sys/xattr.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 
@@ -46,8 +48,12 @@ class WrittenFile : public testing::TestWithParam<bool> {
     const pid_t child = fork();
     if (child != 0) return wait_for(child);
     at_fsync = [&action](int) { return action(), 0; };
-    write_file("new", target_);
-    _exit(0);
+    try {
+      write_file("new", target_);
+      _exit(0);
+    } catch (const std::exception&) {
+      _exit(1);
+    }
   }
 
   auto count_files() const { return std::distance(fs::directory_iterator(folder_), {}); }
@@ -60,7 +66,7 @@ class WrittenFile : public testing::TestWithParam<bool> {
 INSTANTIATE_TEST_SUITE_P(FileSystems, WrittenFile, testing::Bool());
 
 TEST_P(WrittenFile, ASignalLeavesNothingHalfDone) {
-  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGKILL}) {
+  for (const int signal : {SIGHUP, SIGINT, SIGQUIT, SIGTERM, SIGUSR1, SIGKILL}) {
     if (signal == SIGKILL && has_no_unnamed_files) continue;
     make_old(0644);
     const int status = status_of_writer([signal] { (void)raise(signal); });
@@ -87,6 +93,32 @@ TEST_P(WrittenFile, ReadableForNobodyMoreThanTheOldOne) {
   write_file("new", folder_ / "another");
   EXPECT_EQ(fs::status(folder_ / "another").permissions(), fs::perms(0644));
   EXPECT_EQ(count_files(), 2);
+}
+
+TEST_P(WrittenFile, HasTheOldOnesAccessControlList) {
+  // As linux/posix_acl_xattr.h has it: a version, then what each may. Somebody besides the owner may read, the group
+  // not.
+  const struct {
+    std::uint32_t version = 2;
+    struct {
+      std::uint16_t who, may;
+      std::uint32_t id;
+    } entries[5] = {{1, 6, ~0U}, {2, 4, getuid()}, {4, 0, ~0U}, {16, 4, ~0U}, {32, 0, ~0U}};
+  } list;
+  const std::string_view bytes(reinterpret_cast<const char*>(&list), sizeof list);
+  for (const bool in_folder : {false, true}) {
+    make_old(0640);
+    const char* attribute = in_folder ? "system.posix_acl_default" : "system.posix_acl_access";
+    if (setxattr((in_folder ? folder_ : target_).c_str(), attribute, bytes.data(), bytes.size(), 0) != 0) {
+      GTEST_SKIP() << "no access control lists here";
+    }
+    write_file("new", target_);
+    std::string found(2 * bytes.size(), '\0');
+    const ssize_t size = getxattr(target_.c_str(), "system.posix_acl_access", found.data(), found.size());
+    EXPECT_EQ(found.substr(0, size < 0 ? 0 : static_cast<std::size_t>(size)), in_folder ? "" : bytes);
+    EXPECT_EQ(fs::status(target_).permissions(), fs::perms(0640));
+    fs::remove(target_);
+  }
 }
 
 TEST_P(WrittenFile, WhatTheDiskRefusesIsAnError) {

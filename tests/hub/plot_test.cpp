@@ -290,13 +290,15 @@ class GnuplotTest : public testing::Test {
 TEST_F(GnuplotTest, WhatItDoesWrongIsAnError) {
   const std::pair<const char*, const char*> cases[] = {
       {"exit 0", "plot: expected a picture from gnuplot, found nothing"},
-      {"echo '<?xml'", "plot: expected a picture from gnuplot, found none"},
+      {"echo '<?xml'", "plot: expected a picture from gnuplot, found something else"},
       {"echo >&2; echo no such terminal >&2; exit 1", "plot: gnuplot failed: no such terminal"},
       {"echo 'line 1: unknown or ambiguous terminal type' >&2; exit 1",
        "plot: expected a gnuplot with the terminals svg, pngcairo and pdfcairo, found one without this one; the "
-       "package "
-       "gnuplot-nox has one with all"},
-      {"kill $$", "plot: gnuplot failed: "},
+       "package gnuplot-nox has one with all"},
+      {"exit 3", "plot: gnuplot failed: it ended with exit status 3"},
+      {"kill $$", "plot: gnuplot failed: it was ended by signal 15"},
+      {"exec cat /dev/zero", "plot: expected less than 256 MiB from gnuplot, found more"},
+      {"exec cat /dev/zero >&2", "plot: expected less than 256 MiB from gnuplot, found more"},
   };
   for (const auto& [commands, message] : cases) {
     does(commands);

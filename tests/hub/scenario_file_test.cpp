@@ -102,8 +102,8 @@ TEST(ScenarioFile, WhatCouldNotBeSentIsRefused) {
     check.tell(mistakes, true);
     EXPECT_EQ(mistakes.text(), size < max_payload - 1024
                                    ? ""
-                                   : "x:3:4: expected at most 64 MiB, found a step of 67107861 bytes\n"
-                                     "x:5:6: expected at most 64 MiB, found attributes of 67107860 bytes");
+                                   : "x:3:4: expected at most 67107840 bytes, found a step of 67107861\n"
+                                     "x:5:6: expected at most 67107840 bytes, found attributes of 67107860");
   }
 }
 

@@ -40,6 +40,19 @@ constexpr auto deadline = 30s;
 
 std::unique_ptr<ISession> new_session() { return std::unique_ptr<ISession>(sessionFactory().getSession(-1)); }
 
+/// What a signal does while this lives.
+class SignalAction {
+ public:
+  SignalAction(int signal, void (*action)(int)) : signal_(signal), before_(std::signal(signal, action)) {}
+  SignalAction(const SignalAction&) = delete;
+  SignalAction& operator=(const SignalAction&) = delete;
+  ~SignalAction() { (void)std::signal(signal_, before_); }
+
+ private:
+  int signal_;
+  void (*before_)(int);
+};
+
 /// Listens where KELVANE_HUB_SOCKET points; the test takes each connection by hand.
 class SessionLibrary : public testing::Test {
  protected:
@@ -54,7 +67,10 @@ class SessionLibrary : public testing::Test {
     ASSERT_EQ(bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     ASSERT_EQ(listen(listener_.get(), 8), 0);
   }
-  void TearDown() override { std::filesystem::remove_all(path_.parent_path()); }
+  void TearDown() override {
+    (void)unsetenv("KELVANE_HUB_SOCKET");
+    std::filesystem::remove_all(path_.parent_path());
+  }
 
   UniqueFd accept() { return UniqueFd(::accept(listener_.get(), nullptr, nullptr)); }
 
@@ -207,7 +223,7 @@ TEST_F(SessionLibrary, AHubThatGoesOrTalksNonsenseEndsTheSession) {
 }
 
 TEST_F(SessionLibrary, ASignalShortensTheWaitForTheHub) {
-  (void)std::signal(SIGUSR1, [](int) {});
+  const SignalAction noticed(SIGUSR1, [](int) {});
   ASSERT_EQ(listen(listener_.get(), 0), 0);  // room for one
   for (const std::string missed : {"say hello", "take the connection"}) {
     const auto session = new_session();
@@ -300,7 +316,7 @@ std::string end_of(std::vector<std::string> words, bool kill) {
 
 void expect_ends() {
   for (const bool ignored : {false, true}) {
-    (void)std::signal(SIGCHLD, ignored ? SIG_IGN : SIG_DFL);
+    const SignalAction at_end_of_child(SIGCHLD, ignored ? SIG_IGN : SIG_DFL);
     EXPECT_EQ(end_of({"sh", "-c", "exit 3"}, false), ignored ? "it ended" : "it ended with exit status 3");
     EXPECT_EQ(end_of({"sleep", "1000"}, true), ignored ? "it ended" : "it was ended by signal 9");
   }

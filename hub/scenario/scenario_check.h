@@ -3,6 +3,7 @@
 
 #include <map>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -40,6 +41,7 @@ class ScenarioCheck {
   void complain(const TextPlace& place, std::string message) { findings_.push_back({place, std::move(message)}); }
   void check_time(const scenario_step& step, const TextPlace& place);
   void check_requests(const google::protobuf::RepeatedPtrField<scenario_request>& requests, const TextPlace& place);
+  void check_asked(const scenario& head);
   void check_within(double within, const TextPlace& place);
   void check_expectation(const scenario_expectation& expected, const TextPlace& place);
   void check_barrier(const scenario_barrier& barrier, const TextPlace& place);
@@ -48,6 +50,7 @@ class ScenarioCheck {
 
   double last_time_ = 0;
   bool expects_ = false;
+  std::map<std::string, TextPlace> asked_;  // sensors, by data type, and where each is first named
   std::map<std::pair<std::uint64_t, std::uint64_t>, std::size_t> sensors_;
   std::vector<Finding> findings_;
 };

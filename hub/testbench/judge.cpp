@@ -66,9 +66,14 @@ void Judge::on_request(const Link& from, const std::string& envelope, Time now) 
   const bool configures = request.msg_id() == on_change_config || request.msg_id() == streaming_config;
   if (configures) configured_.insert(from.session);
   if (all_ == 0 || seen_bytes_ > most_seen) return;
+  seen_bytes_ += sizeof(SeenRequest) + envelope.size();
+  if (seen_bytes_ > most_seen) {
+    tell_({"all requests are judged", concat("expected less than 64 MiB of them, found more at ",
+                                             in_seconds(time_.at(now)), ", the rest was not looked at")});
+    return;
+  }
   seen_.push_back(
       {from.session, played_.data_type_of(from.sensor), request.msg_id(), request.request().payload(), time_.at(now)});
-  seen_bytes_ += sizeof(SeenRequest) + envelope.size();
   for (Open& open : open_) count(open, seen_.back());
   decide_all(false);
 }
@@ -99,6 +104,9 @@ std::optional<Judge::Open> Judge::point_of(const scenario_step& step) {
     return std::nullopt;
   }
   point.name = default_name(point.expected, point.clients);
+  // It is told in a line.
+  std::ranges::replace_if(
+      point.name, [](unsigned char letter) { return letter < ' '; }, ' ');
   return point;
 }
 

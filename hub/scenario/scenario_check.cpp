@@ -75,7 +75,9 @@ void ScenarioCheck::check_requests(const google::protobuf::RepeatedPtrField<scen
                                    const TextPlace& place) {
   const bool all_say_what = std::ranges::none_of(
       requests, [](const auto& request) { return request.what_case() == scenario_request::WHAT_NOT_SET; });
-  if (!all_say_what) complain(place, "expected what is asked (attr_req, suid_req, …), found a request without it");
+  if (!all_say_what) {
+    findings_.push_back({place, "expected what is asked (attr_req, suid_req, …), found a request without it", true});
+  }
   for (const scenario_request& request : requests) {
     if (!request.has_sensor()) continue;
     if (request.has_suid_req()) complain(place, "expected no sensor beside suid_req, found '" + request.sensor() + "'");

@@ -28,14 +28,15 @@ class ScenarioCheck {
   /// After the steps.
   void check_head(const scenario& head, const HeadPlaces& places);
 
-  /// Adds what was found. `all_known`: an unknown field may have been meant to be what happens in a step.
+  /// Adds what was found. `all_known`: an unknown field may have been meant to be what happens in a step
+  /// or is asked in a request.
   void tell(Mistakes& mistakes, bool all_known) const;
 
  private:
   struct Finding {
     TextPlace place;
     std::string message;
-    bool is_idle = false;  // a step in which nothing happens
+    bool is_idle = false;  // nothing happens in a step, or is asked in a request
   };
 
   void complain(const TextPlace& place, std::string message) { findings_.push_back({place, std::move(message)}); }

@@ -6,6 +6,7 @@
 
 #include "hub/base/concat.h"
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/seconds.h"
 #include "hub/scenario/timeline.h"
 #include "kelvane_api.pb.h"
 
@@ -182,28 +183,30 @@ void Judge::close() {
 
 std::string Judge::unmet(const Open& open) const {
   const auto& expected = open.expected;
-  const std::string by = in_seconds(open.at + ScenarioTime(open.waits ? 0 : expected.within()));
+  const std::string when = open.waits
+                               ? concat(" within ", shown_seconds(expected.within()), " s at ", in_seconds(open.at))
+                               : concat(" by ", in_seconds(open.at + ScenarioTime(expected.within())));
   for (int i = 0; i < expected.requests_size(); ++i) {
     const scenario_request& request = expected.requests(i);
     const std::size_t count = open.counts[static_cast<std::size_t>(i)];
     const std::string wanted = text_of(request);
     if (expected.never() && count > 0) {
-      return concat("expected no ", wanted, " by ", by, ", found ", found_instead(open, request));
+      return concat("expected no ", wanted, when, ", found ", found_instead(open, request));
     }
     if (!expected.never() && expected.has_count() && count != expected.count()) {
-      return concat("expected ", wanted, " ", times(expected.count()), " by ", by, ", found it ", times(count));
+      return concat("expected ", wanted, " ", times(expected.count()), when, ", found it ", times(count));
     }
     if (!expected.never() && count == 0) {
-      return concat("expected ", wanted, " by ", by, ", found ", found_instead(open, request));
+      return concat("expected ", wanted, when, ", found ", found_instead(open, request));
     }
   }
   if (configured_.size() < open.clients) {
-    return concat("expected ", open.clients, " clients that have configured a sensor by ", by, ", found ",
+    return concat("expected ", open.clients, " clients that have configured a sensor", when, ", found ",
                   configured_.size());
   }
   const auto missing = static_cast<int>(open.in_order);
   return concat("expected ", text_of(expected.requests(missing)), " after ", text_of(expected.requests(missing - 1)),
-                " by ", by, ", found it before");
+                when, ", found it before");
 }
 
 /// The last that comes near it, or is it.

@@ -125,7 +125,7 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
       "expectations\n"
       "were not met. Exit status: 0 all were and the program ended with 0; 1 something was not; 2 it could not be "
       "run.\n");
-  command->add_option("scenario", options.scenario, "Scenario to play")->type_name("FILE")->required();
+  command->add_option("scenario", options.scenario, "Scenario to play")->type_name("SCENARIO")->required();
   // For the help: what it is given was not behind "--".
   const auto* before = command->add_option("program", "Program to start, with its arguments, after --");
   command->get_option("program")->type_name("PROGRAM")->expected(1, -1);

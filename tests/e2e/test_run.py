@@ -103,7 +103,7 @@ ok 5 - the program ends with exit status 0
              usage + "expected one of --tap and --junit on standard output, found both"),
             ("test.textproto true", usage + "expected -- before PROGRAM, found 'true'"),
             ("test.textproto --", usage + "expected PROGRAM after --, found none"),
-            ("-- true", usage + "expected FILE, found none"),
+            ("-- true", usage + "expected SCENARIO, found none"),
         )
         for arguments, said in cases:
             with self.subTest(arguments):

@@ -26,13 +26,17 @@ std::size_t points_in(const PackedScenario& played) {
 
 double wait_of(const scenario_barrier& barrier) { return barrier.has_within() ? barrier.within() : usual_wait; }
 
-double wait_in(const PackedScenario& played) {
-  double seconds = 0;
-  if (!played.kinds().contains("wait_for")) return seconds;
+/// The seconds of all barriers, and of the longest expectation: it may go on after the last step.
+double wait_in(const PackedScenario& played, double speed) {
+  double barriers = 0;
+  double expectation = 0;
+  if (points_in(played) == 0) return 0;
   for (std::size_t i = 0; i < played.steps_size(); ++i) {
-    if (const auto step = played.step(i); step.has_wait_for()) seconds += wait_of(step.wait_for());
+    const auto step = played.step(i);
+    if (step.has_wait_for()) barriers += wait_of(step.wait_for());
+    expectation = std::max(expectation, step.expect().within());
   }
-  return seconds;
+  return barriers + expectation / speed;
 }
 
 std::string in_seconds(ScenarioTime time) {
@@ -58,8 +62,11 @@ Judge::Judge(const PackedScenario& played, const StepSource& time, double speed,
       time_(time),
       speed_(speed),
       tell_(std::move(tell)),
-      longest_wait_(wait_in(played)),
+      longest_wait_(wait_in(played, clock_speed())),
       all_(points_in(played)) {}
+
+/// Where steps follow at once, clients have the seconds that are given.
+double Judge::clock_speed() const { return speed_ == Pace::at_once ? 1 : speed_; }
 
 void Judge::on_request(const Link& from, const std::string& envelope, Time now) {
   sns_client_request_msg request;
@@ -82,8 +89,7 @@ void Judge::on_request(const Link& from, const std::string& envelope, Time now) 
 void Judge::on_step(const scenario_step& step, Time now) {
   auto opened = point_of(step);
   if (!opened) return;
-  // Where steps follow at once, clients have the seconds that are given.
-  const double speed = opened->waits || speed_ == Pace::at_once ? 1 : speed_;
+  const double speed = opened->waits ? 1 : clock_speed();
   opened->due = now + real_time(opened->expected.within() / speed);
   open(*std::move(opened));
 }

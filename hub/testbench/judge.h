@@ -46,7 +46,8 @@ class Judge final : public Watcher, public Party {
   /// Whether any client has configured a sensor.
   bool has_clients() const { return time_.started(); }
 
-  /// Seconds that the steps which wait do so at most, all together.
+  /// Seconds of the clock that the steps which wait do so at most, all together, and an expectation after the last
+  /// step.
   double longest_wait() const { return longest_wait_; }
 
   /// Decides what is open as it stands; what the scenario has not come to is not met.
@@ -65,6 +66,7 @@ class Judge final : public Watcher, public Party {
     std::size_t in_order = 0;           // how many have come in their order
   };
 
+  double clock_speed() const;
   static std::optional<Open> point_of(const scenario_step& step);
   void open(Open opened);
   static void count(Open& open, const SeenRequest& seen);

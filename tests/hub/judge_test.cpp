@@ -174,6 +174,16 @@ TEST_F(JudgeTest, AsFastAsCanBeSecondsAreThoseOfTheClock) {
             "on_change_config {} to wwan at 0.000 s by session 1\n");
 }
 
+TEST_F(JudgeTest, ItIsKnownHowLongItMayTake) {
+  const std::string steps =
+      "steps { at: 1 wait_for { clients: 1 } } steps { at: 2 wait_for { clients: 2 within: 5 } }"
+      "steps { at: 3 expect { requests { attr_req {} } within: 100 } }";
+  for (const auto& [speed, seconds] : {std::pair(4.0, 90), {Pace::at_once, 165}}) {
+    play(steps, speed);
+    EXPECT_EQ(performance_->longest_wait(), seconds);
+  }
+}
+
 TEST_F(JudgeTest, WhatNobodyKnowsIsARequestToo) {
   const std::pair<std::uint32_t, const char*> cases[] = {{999, "request 999 of 1 bytes"},
                                                          {report_registration, "request 641 of 1 bytes"}};

@@ -47,8 +47,9 @@ class OwnFolder {
   OwnFolder() {
     // Where a user has no session of their own, as in a container or with sudo, it may be another's.
     const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-    if (runtime != nullptr && make_in(runtime)) return;
-    if (const fs::path temporary = fs::temp_directory_path(); !make_in(temporary)) {
+    if (runtime != nullptr && fs::path(runtime).is_absolute() && make_in(runtime)) return;
+    // The program may go to another folder before it looks for the socket.
+    if (const fs::path temporary = fs::absolute(fs::temp_directory_path()); !make_in(temporary)) {
       throw InputError(concat(temporary.string(), ": cannot make a folder there: ", strerror(errno)));
     }
   }
@@ -95,9 +96,9 @@ class TestRun final : public Party {
   }
 
   void advance(Time now) override {
+    if (phase_ == Phase::playing && performance_.is_over()) phase_ = Phase::draining;
     // In the turn in which it was found to have ended, what it asked for last has been read.
     if (has_ended_) return server_.stop(Outcome::finished);
-    if (phase_ == Phase::playing && performance_.is_over()) phase_ = Phase::draining;
     if (phase_ == Phase::draining && now >= next_look_) drain(now);
     if (now < due_) return;
     if (phase_ == Phase::stopping) {

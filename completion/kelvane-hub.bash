@@ -60,7 +60,7 @@ _kelvane_hub() {
   elif [[ $prev == = ]]; then
     prev=${COMP_WORDS[COMP_CWORD - 2]}
   fi
-  local word command= i
+  local word i command=
   for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
     [[ $word == -* ]] || { command=$word && break; }
   done

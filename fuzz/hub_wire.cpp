@@ -48,7 +48,7 @@ void converse(const std::vector<std::string_view>& pieces) {
   static const PackedScenario played = built_in_scenario();
   auto [client_end, hub_end] = socket_pair(SOCK_STREAM);
   Client client(std::move(client_end));
-  Connection connection(std::move(hub_end));
+  Connection connection(std::move(hub_end), false);
   ToConnection delivery(connection);
   Timeline timeline(played, {10, {}});
   Simulator simulator(played, timeline, delivery);

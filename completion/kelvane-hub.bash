@@ -32,12 +32,24 @@ _kelvane_hub_profiles() {
 # _kelvane_hub_values COMMAND KIND PREFIX: KIND is what the help calls the value.
 _kelvane_hub_values() {
   case $1:$2 in
-    serve:FILE | check:FILE) _kelvane_hub_scenarios "$3" ;;
+    serve:FILE | check:FILE | run:SCENARIO) _kelvane_hub_scenarios "$3" ;;
     *:PROFILE) _kelvane_hub_profiles "$3" ;;
     *:FILE.*) _kelvane_hub_files "$3" "${2#*.}" ;;
     *:FILE | *:PATH) _kelvane_hub_files "$3" ;;
+    *:N'|'*) compgen -W "${2#*|}" -- "$3" ;;
     *:*'|'*) compgen -W "${2//|/ }" -- "$3" ;;
   esac
+}
+
+# _kelvane_hub_program INDEX PREFIX: a program, which is the word of that index, or what it takes.
+_kelvane_hub_program() {
+  if declare -F _command_offset >/dev/null; then
+    _command_offset "$1"
+  elif ((COMP_CWORD == $1)); then
+    mapfile -t COMPREPLY < <(compgen -c -- "$2")
+  else
+    mapfile -t COMPREPLY < <(compgen -f -- "$2")
+  fi
 }
 
 _kelvane_hub() {
@@ -48,9 +60,13 @@ _kelvane_hub() {
   elif [[ $prev == = ]]; then
     prev=${COMP_WORDS[COMP_CWORD - 2]}
   fi
-  local word command=
+  local word i command=
   for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
     [[ $word == -* ]] || { command=$word && break; }
+  done
+  # Behind -- stands another program's command line.
+  for ((i = 2; i < COMP_CWORD; ++i)); do
+    [[ $command != run || ${COMP_WORDS[i]} != -- ]] || { _kelvane_hub_program $((i + 1)) "$cur" && return; }
   done
 
   local line section= names kind= positional= commands=() options=()
@@ -65,7 +81,7 @@ _kelvane_hub() {
     elif [[ $section == Subcommands && $line =~ $other ]]; then
       commands+=("${BASH_REMATCH[1]}")
     elif [[ $section == Positionals && $line =~ $other ]]; then
-      positional=${BASH_REMATCH[2]}
+      [[ -n $positional ]] || positional=${BASH_REMATCH[2]}
     fi
   done < <("${1/#\~/$HOME}" ${command:+"$command"} --help 2>/dev/null)
 

@@ -5,6 +5,7 @@
 #include <stdexcept>
 
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/timeline.h"
 #include "hub/testbench/explainer.h"
 
 namespace kelvane_hub::fuzz {
@@ -42,7 +43,8 @@ std::vector<std::string> requests_for_everything() {
 void play_everything(const PackedScenario& played, int seconds, Delivery& delivery) {
   static const auto requests = requests_for_everything();
   constexpr int speed = 10;
-  Simulator simulator(played, speed, delivery);
+  Timeline timeline(played, {speed, {}});
+  Simulator simulator(played, timeline, delivery);
   Explainer explainer([](const std::string&) {});
   simulator.watch(explainer);
   Time now = std::chrono::hours(1);

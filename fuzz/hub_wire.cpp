@@ -2,6 +2,7 @@
 
 #include "fuzz/wire_peer.h"
 #include "hub/scenario/scenario_file.h"
+#include "hub/scenario/timeline.h"
 #include "hub/server/connection.h"
 #include "hub/simulator/simulator.h"
 #include "hub/testbench/explainer.h"
@@ -53,7 +54,8 @@ void converse(const std::vector<std::string_view>& pieces) {
   Client client(std::move(client_end));
   Connection connection(std::move(hub_end));
   ToConnection delivery(connection, waiting);
-  Simulator simulator(played, 10, delivery);
+  Timeline timeline(played, {10, {}});
+  Simulator simulator(played, timeline, delivery);
   Explainer explainer([](const std::string&) {});
   simulator.watch(explainer);
   const auto hello = std::make_shared<const Outgoing>(encode_hello(), waiting);

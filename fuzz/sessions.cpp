@@ -13,6 +13,7 @@
 #include "fuzz/everything.h"
 #include "hub/messages/catalogue.h"
 #include "hub/scenario/scenario_file.h"
+#include "hub/scenario/timeline.h"
 #include "hub/testbench/explainer.h"
 
 namespace kelvane_hub::fuzz {
@@ -151,7 +152,7 @@ constexpr Question questions[] = {
 class Conversation final : Delivery {
  public:
   Conversation(const Played& played, double speed)
-      : simulator_(played, speed, *this), explainer_([](const std::string&) {}) {
+      : timeline_(played, {speed, {}}), simulator_(played, timeline_, *this), explainer_([](const std::string&) {}) {
     simulator_.watch(explainer_);
   }
 
@@ -220,6 +221,7 @@ class Conversation final : Delivery {
     return is_due;
   }
 
+  Timeline timeline_;
   Simulator simulator_;
   Explainer explainer_;
   std::array<SessionId, 5> sessions_{1, 2, 3, 4, 5};

@@ -13,6 +13,8 @@
 #include <exception>
 #include <sstream>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "hub/base/concat.h"
 #include "hub/base/diagnostic.h"
@@ -84,12 +86,37 @@ std::string check_seconds(const std::string& given) {
   return "expected seconds from the start, 0 or more, found " + kelvane_hub::quoted(given);
 }
 
+/// What is wrong with the patience of a run; empty: nothing.
+std::string check_timeout(const std::string& given) {
+  return check_seconds(given).empty() ? "" : "expected seconds, 0 or more, found " + kelvane_hub::quoted(given);
+}
+
+/// What is wrong with how often a scenario is to be played; empty: nothing.
+std::string check_times(const std::string& given) {
+  std::int64_t times = 0;
+  const char* const end = given.data() + given.size();
+  const auto [stop, error] = std::from_chars(given.data(), end, times);
+  if (error == std::errc() && stop == end && times >= 1 && times <= 1'000'000'000) return "";
+  return "expected 1 to 1000000000, found " + kelvane_hub::quoted(given);
+}
+
 /// What is wrong with the speed of a run; empty: nothing.
 std::string check_run_speed(const std::string& given) {
   const std::string wrong = check_speed(given);
   return given == "max" || wrong.empty() ? "" : "expected 0.01 to 10000 or max, found " + kelvane_hub::quoted(given);
 }
 
+/// What stands behind "--" of `run`, which is taken away: it is another program's command line, of which the parser
+/// would take apart what looks like a list.
+std::vector<std::string> cut_program(int& argc, char** argv) {
+  char** const end = argv + argc;
+  char** const dashes =
+      argc > 1 && std::string_view(argv[1]) == "run" ? std::find(argv, end, std::string_view("--")) : end;
+  argc = static_cast<int>(dashes - argv);
+  return dashes == end ? std::vector<std::string>() : std::vector<std::string>(dashes + 1, end);
+}
+
+/// `options` have the program already.
 void add_run(CLI::App& app, RunOptions& options, int& status) {
   auto* command = app.add_subcommand("run", "Play a scenario to a program and judge it");
   command->footer(
@@ -99,27 +126,35 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
       "expectations\n"
       "were not met. Exit status: 0 all were and the program ended with 0; 1 something was not; 2 it could not be "
       "run.\n");
-  command->add_option("scenario", options.scenario, "Scenario to play")->type_name("FILE")->required();
-  command->add_option("program", options.program, "Program to start, with its arguments, after --")
-      ->type_name("PROGRAM")
-      ->required();
+  command->add_option("scenario", options.scenario, "Scenario to play")->type_name("SCENARIO")->required();
+  // For the help: what it is given was not behind "--".
+  const auto* before = command->add_option("program", "Program to start, with its arguments, after --");
+  command->get_option("program")->type_name("PROGRAM")->expected(1, -1);
   auto* speed =
       command->add_option("--speed", "Play it N times as fast, 0.01 to 10000, or as fast as can be (default: 1)");
   speed->type_name("N|max")->check(check_run_speed);
   command->add_option("--times", options.times, "Play a scenario that begins anew N times (default: 1)")
       ->type_name("N")
-      ->check(CLI::Range(1, 1'000'000'000));
+      ->check(check_times);
   command->add_option("--timeout", options.timeout, "Give it S seconds at most (default: a minute more than it takes)")
       ->type_name("S")
-      ->check(check_seconds);
+      ->check(check_timeout);
   command->add_flag("--tap", options.tap, "Say what was met in the Test Anything Protocol, on standard output");
   command->add_option("--junit", options.junit, "Write what was met as JUnit")->type_name("FILE");
   command->add_flag("--quiet", options.is_quiet, "Show no progress on a terminal");
-  command->callback([speed, &options, &status] {
+  command->callback([before, speed, &options, &status] {
+    if (before->count() > 0) {
+      throw UsageError("kelvane-hub run: expected -- before PROGRAM, found " +
+                       kelvane_hub::quoted(before->results()[0]));
+    }
+    if (options.program.empty()) throw UsageError("kelvane-hub run: expected PROGRAM after --, found none");
+    if (options.tap && options.junit == "-") {
+      throw UsageError("kelvane-hub run: expected one of --tap and --junit on standard output, found both");
+    }
     if (speed->count() > 0) options.speed = speed->as<std::string>() == "max" ? Pace::at_once : speed->as<double>();
     try {
       status = run(options) ? 0 : 1;
-    } catch (const InputError& error) {
+    } catch (const std::exception& error) {
       throw UsageError(error.what());
     }
   });
@@ -226,6 +261,7 @@ int run_command(int argc, char** argv) {
   int status = 0;
   ServeOptions serve_options;
   RunOptions run_options;
+  run_options.program = cut_program(argc, argv);
   ImportOptions import_options;
   ReportOptions report_options;
   PlotOptions plot_options;

@@ -18,8 +18,8 @@ struct ServeOptions {
 };
 
 struct RunOptions {
-  std::string scenario;  // empty: the built-in one
-  double speed = 1;      // 0.01 to 10000, or Pace::at_once
+  std::string scenario;
+  double speed = 1;  // 0.01 to 10000, or Pace::at_once
   std::int64_t times = 1;
   std::optional<double> timeout;  // seconds
   bool tap = false;

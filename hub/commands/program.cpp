@@ -21,7 +21,11 @@ Program::Program(const std::vector<std::string>& words) {
     throw InputError(concat("cannot start ", words.front(), ": ", strerror(error)));
   }
   end_ = UniqueFd(static_cast<int>(syscall(SYS_pidfd_open, process_, 0)));
-  if (!end_) throw std::system_error(errno, std::generic_category(), "cannot wait for a program");
+  if (end_) return;
+  const int error = errno;
+  signal(SIGKILL);
+  (void)wait();
+  throw std::system_error(error, std::generic_category(), "cannot wait for a program");
 }
 
 Program::~Program() {
@@ -40,5 +44,7 @@ std::string Program::wait() {
   if (WIFSIGNALED(*status_)) return concat("signal ", WTERMSIG(*status_));
   return *status_ == 0 ? "" : concat("exit status ", WEXITSTATUS(*status_));
 }
+
+bool Program::was_ended_by(int number) const { return WIFSIGNALED(*status_) && WTERMSIG(*status_) == number; }
 
 }  // namespace kelvane_hub

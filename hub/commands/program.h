@@ -30,6 +30,9 @@ class Program {
   /// Waits for its end; returns "exit status 1" or "signal 9", or nothing if that was exit status 0.
   std::string wait();
 
+  /// Whether this signal has ended it; to be called after wait().
+  bool was_ended_by(int number) const;
+
  private:
   pid_t process_ = -1;
   UniqueFd end_;

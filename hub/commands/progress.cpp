@@ -15,7 +15,9 @@ constexpr Time period = std::chrono::seconds(1);
 Progress::Progress(const Performance& shown, bool is_quiet)
     : shown_(shown), is_shown_(!is_quiet && isatty(STDERR_FILENO) == 1) {}
 
-Progress::~Progress() {
+Progress::~Progress() { wipe(); }
+
+void Progress::wipe() const {
   if (next_) (void)std::fputs("\r\033[K", stderr);
 }
 

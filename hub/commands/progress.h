@@ -17,6 +17,9 @@ class Progress final : public Party {
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
+  /// Makes room for another line until it is due anew.
+  void wipe() const;
+
   std::optional<Time> next_due() const override;
   void advance(Time now) override;
 

@@ -1,12 +1,13 @@
 #include <poll.h>
 #include <stdlib.h>
 
-#include <array>
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
-#include <memory>
+#include <optional>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -34,6 +35,9 @@ using Points = std::vector<TestPoint>;
 // Beside what the scenario takes by itself.
 constexpr double usual_patience = 60;  // seconds
 
+// Keeps the time on the hub's clock well inside 64 bits.
+constexpr double most_patience = 1e9;  // seconds
+
 // From SIGINT to the program's end.
 constexpr Time stop_patience = std::chrono::seconds(10);
 
@@ -41,12 +45,13 @@ constexpr Time stop_patience = std::chrono::seconds(10);
 class OwnFolder {
  public:
   OwnFolder() {
+    // Where a user has no session of their own, as in a container or with sudo, it may be another's.
     const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-    std::error_code error;
-    const bool is_usable = runtime != nullptr && fs::is_directory(runtime, error);
-    std::string name = (is_usable ? fs::path(runtime) : fs::temp_directory_path()) / "kelvane-hub-XXXXXX";
-    if (mkdtemp(name.data()) == nullptr) throw InputError(name + ": " + std::generic_category().message(errno));
-    path_ = name;
+    if (runtime != nullptr && fs::path(runtime).is_absolute() && make_in(runtime)) return;
+    // The program may go to another folder before it looks for the socket.
+    if (const fs::path temporary = fs::absolute(fs::temp_directory_path()); !make_in(temporary)) {
+      throw InputError(concat(temporary.string(), ": cannot make a folder there: ", strerror(errno)));
+    }
   }
   ~OwnFolder() {
     std::error_code ignored;
@@ -58,6 +63,13 @@ class OwnFolder {
   const fs::path& path() const { return path_; }
 
  private:
+  bool make_in(const fs::path& parent) {
+    std::string name = parent / "kelvane-hub-XXXXXX";
+    if (mkdtemp(name.data()) == nullptr) return false;
+    path_ = name;
+    return true;
+  }
+
   fs::path path_;
 };
 
@@ -70,13 +82,14 @@ class TestRun final : public Party {
         performance_(performance),
         program_(program),
         begin_(Loop::now()),
-        timeout_(options.timeout.value_or(usual_timeout(options, performance))),
+        timeout_(std::min(options.timeout.value_or(usual_timeout(options, performance)), most_patience)),
         due_(begin_ + std::chrono::round<Time>(std::chrono::duration<double>(timeout_))) {
-    server.once_readable(program.descriptor(), [this] { server_.stop(Outcome::finished); });
+    server.once_readable(program.descriptor(), [this] { has_ended_ = true; });
     server.add(*this);
   }
 
   std::optional<Time> next_due() const override {
+    if (has_ended_) return Time::zero();
     if (phase_ == Phase::playing && performance_.is_over()) return Time::zero();
     if (phase_ == Phase::draining) return next_look_;
     return due_;
@@ -84,6 +97,8 @@ class TestRun final : public Party {
 
   void advance(Time now) override {
     if (phase_ == Phase::playing && performance_.is_over()) phase_ = Phase::draining;
+    // In the turn in which it was found to have ended, what it asked for last has been read.
+    if (has_ended_) return server_.stop(Outcome::finished);
     if (phase_ == Phase::draining && now >= next_look_) drain(now);
     if (now < due_) return;
     if (phase_ == Phase::stopping) {
@@ -99,7 +114,8 @@ class TestRun final : public Party {
   /// What there is to say beside the expectations, when the program has ended.
   Points points() {
     const std::string status = program_.wait();
-    const bool was_early = phase_ != Phase::stopping;
+    // Once everything has happened it may go by itself, too: whoever sees the last report may not wait for SIGINT.
+    const bool was_early = phase_ == Phase::playing;
     Points all;
     all.push_back(
         {"a client configures a sensor",
@@ -151,6 +167,8 @@ class TestRun final : public Party {
                     std::chrono::duration_cast<std::chrono::seconds>(stop_patience).count(),
                     " s after SIGINT, it had to be killed");
     }
+    // A program that has nothing to do at its end need not handle the signal.
+    if (phase_ == Phase::stopping && program_.was_ended_by(SIGINT)) return "";
     if (!status.empty()) return concat("expected exit status 0, found ", status);
     return was_early ? "expected it to run until it is stopped, it ended by itself" : "";
   }
@@ -163,18 +181,25 @@ class TestRun final : public Party {
   Time due_;              // when patience ends
   Time next_look_{};
   Phase phase_ = Phase::playing;
+  bool has_ended_ = false;
   bool is_marked_ = false;
   bool is_late_ = false;
   bool is_killed_ = false;
 };
 
 PackedScenario load(const RunOptions& options) {
-  PackedScenario loaded = options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario);
+  PackedScenario loaded = load_scenario(options.scenario);
   if (options.speed != Pace::at_once) check_pace(loaded, options.speed);
   if (options.times > 1 && !loaded.head().has_repeat_after()) {
     throw InputError(concat("--times: expected a scenario that begins anew (repeat_after), found ", options.scenario));
   }
   return loaded;
+}
+
+/// Else that would be told when all has been played.
+void expect_folder_of(const fs::path& file) {
+  const fs::path folder = file.has_parent_path() ? file.parent_path() : ".";
+  if (!fs::is_directory(folder)) throw InputError(file.string() + ": expected it in a folder, there is no such folder");
 }
 
 void interrupt(Program& program) {
@@ -186,18 +211,21 @@ void interrupt(Program& program) {
 
 /// Plays it, and returns what came of it.
 Points perform(const RunOptions& options, PackedScenario scenario) {
+  // First of all: from here on there is something to clean up, and a thread that a signal could end the process by.
+  UniqueFd signals = take_over_signals();
   const OwnFolder folder;
   const std::string socket = folder.path() / "hub.sock";
   Voice voice;
   Points points;
-  Server server({}, voice, take_over_signals(), listen_at(socket));
+  Server server({}, voice, std::move(signals), listen_at(socket));
+  std::optional<Progress> progress;
   const auto note = [&](const TestPoint& point) {
     points.push_back(point);
+    if (progress) progress->wipe();
     if (!point.unmet.empty()) voice.say(About::scenario, concat("not met: ", point.name, ": ", point.unmet));
   };
   Performance& performance = server.play(std::move(scenario), {options.speed, options.times}, note);
-  Progress progress(performance, options.is_quiet);
-  server.add(progress);
+  server.add(progress.emplace(performance, options.is_quiet));
   (void)setenv("KELVANE_HUB_SOCKET", socket.c_str(), 1);
   Program program(options.program);
   TestRun run(options, server, performance, program);
@@ -214,12 +242,14 @@ Points perform(const RunOptions& options, PackedScenario scenario) {
 
 bool run(const RunOptions& options) {
   PackedScenario scenario = load(options);
+  if (!options.junit.empty()) expect_folder_of(options.junit);
   const Time begin = Loop::now();
   const Points points = perform(options, std::move(scenario));
   const double seconds = std::chrono::duration<double>(Loop::now() - begin).count();
-  if (options.tap) write_output(to_tap(points), "-");
-  const std::string suite = options.scenario.empty() ? "built-in" : fs::path(options.scenario).stem().string();
+  // A standard output that takes nothing does not cost the file, too.
+  const std::string suite = fs::path(options.scenario).stem().string();
   if (!options.junit.empty()) write_output(to_junit(points, suite, seconds), options.junit);
+  if (options.tap) write_output(to_tap(points), "-");
   return std::ranges::all_of(points, [](const TestPoint& point) { return point.unmet.empty(); });
 }
 

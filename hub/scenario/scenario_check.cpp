@@ -1,6 +1,7 @@
 #include "hub/scenario/scenario_check.h"
 
 #include <algorithm>
+#include <set>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
@@ -43,6 +44,7 @@ void ScenarioCheck::check_head(const scenario& head, const HeadPlaces& places) {
   for (std::size_t i = 0; i < places.sensors.size(); ++i) {
     check_sensor(head.sensors(static_cast<int>(i)), i, places.sensors[i]);
   }
+  check_asked(head);
   if (head.has_repeat_after()) check_repeat(head.repeat_after(), places.repeat_after);
   if (head.has_repeat_after() && expects_) {
     complain(places.repeat_after,
@@ -73,7 +75,24 @@ void ScenarioCheck::check_requests(const google::protobuf::RepeatedPtrField<scen
                                    const TextPlace& place) {
   const bool all_say_what = std::ranges::none_of(
       requests, [](const auto& request) { return request.what_case() == scenario_request::WHAT_NOT_SET; });
-  if (!all_say_what) complain(place, "expected what is asked (attr_req, suid_req, …), found a request without it");
+  if (!all_say_what) {
+    findings_.push_back({place, "expected what is asked (attr_req, suid_req, …), found a request without it", true});
+  }
+  for (const scenario_request& request : requests) {
+    if (!request.has_sensor()) continue;
+    if (request.has_suid_req()) complain(place, "expected no sensor beside suid_req, found '" + request.sensor() + "'");
+    asked_.try_emplace(request.sensor(), place);
+  }
+}
+
+/// What is asked of a sensor that there is not never comes.
+void ScenarioCheck::check_asked(const scenario& head) {
+  std::set<std::string> known;
+  for (const auto& sensor : head.sensors()) known.insert(sensor.data_type());
+  if (head.sensors().empty()) known = {"wwan", "wwan_stream"};
+  for (const auto& [sensor, place] : asked_) {
+    if (!known.contains(sensor)) complain(place, "expected a sensor of the scenario, found '" + sensor + "'");
+  }
 }
 
 void ScenarioCheck::check_within(double within, const TextPlace& place) {
@@ -89,8 +108,9 @@ void ScenarioCheck::check_expectation(const scenario_expectation& expected, cons
   if (expected.never() && (expected.has_count() || expected.in_order())) {
     complain(place, "expected neither count nor in_order beside never, found one");
   }
-  if (expected.has_count() && expected.count() == 0)
+  if (expected.has_count() && expected.count() == 0) {
     complain(place, "expected a count of 1 or more, or never, found 0");
+  }
 }
 
 void ScenarioCheck::check_barrier(const scenario_barrier& barrier, const TextPlace& place) {

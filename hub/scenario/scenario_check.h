@@ -3,6 +3,7 @@
 
 #include <map>
 #include <optional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -27,19 +28,21 @@ class ScenarioCheck {
   /// After the steps.
   void check_head(const scenario& head, const HeadPlaces& places);
 
-  /// Adds what was found. `all_known`: an unknown field may have been meant to be what happens in a step.
+  /// Adds what was found. `all_known`: an unknown field may have been meant to be what happens in a step
+  /// or is asked in a request.
   void tell(Mistakes& mistakes, bool all_known) const;
 
  private:
   struct Finding {
     TextPlace place;
     std::string message;
-    bool is_idle = false;  // a step in which nothing happens
+    bool is_idle = false;  // nothing happens in a step, or is asked in a request
   };
 
   void complain(const TextPlace& place, std::string message) { findings_.push_back({place, std::move(message)}); }
   void check_time(const scenario_step& step, const TextPlace& place);
   void check_requests(const google::protobuf::RepeatedPtrField<scenario_request>& requests, const TextPlace& place);
+  void check_asked(const scenario& head);
   void check_within(double within, const TextPlace& place);
   void check_expectation(const scenario_expectation& expected, const TextPlace& place);
   void check_barrier(const scenario_barrier& barrier, const TextPlace& place);
@@ -48,6 +51,7 @@ class ScenarioCheck {
 
   double last_time_ = 0;
   bool expects_ = false;
+  std::map<std::string, TextPlace> asked_;  // sensors, by data type, and where each is first named
   std::map<std::pair<std::uint64_t, std::uint64_t>, std::size_t> sensors_;
   std::vector<Finding> findings_;
 };

@@ -6,6 +6,7 @@
 
 #include "hub/base/concat.h"
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/seconds.h"
 #include "hub/scenario/timeline.h"
 #include "kelvane_api.pb.h"
 
@@ -25,13 +26,17 @@ std::size_t points_in(const PackedScenario& played) {
 
 double wait_of(const scenario_barrier& barrier) { return barrier.has_within() ? barrier.within() : usual_wait; }
 
-double wait_in(const PackedScenario& played) {
-  double seconds = 0;
-  if (!played.kinds().contains("wait_for")) return seconds;
+/// The seconds of all barriers, and of the longest expectation: it may go on after the last step.
+double wait_in(const PackedScenario& played, double speed) {
+  double barriers = 0;
+  double expectation = 0;
+  if (points_in(played) == 0) return 0;
   for (std::size_t i = 0; i < played.steps_size(); ++i) {
-    if (const auto step = played.step(i); step.has_wait_for()) seconds += wait_of(step.wait_for());
+    const auto step = played.step(i);
+    if (step.has_wait_for()) barriers += wait_of(step.wait_for());
+    expectation = std::max(expectation, step.expect().within());
   }
-  return seconds;
+  return barriers + expectation / speed;
 }
 
 std::string in_seconds(ScenarioTime time) {
@@ -57,8 +62,11 @@ Judge::Judge(const PackedScenario& played, const StepSource& time, double speed,
       time_(time),
       speed_(speed),
       tell_(std::move(tell)),
-      longest_wait_(wait_in(played)),
+      longest_wait_(wait_in(played, clock_speed())),
       all_(points_in(played)) {}
+
+/// Where steps follow at once, clients have the seconds that are given.
+double Judge::clock_speed() const { return speed_ == Pace::at_once ? 1 : speed_; }
 
 void Judge::on_request(const Link& from, const std::string& envelope, Time now) {
   sns_client_request_msg request;
@@ -66,9 +74,14 @@ void Judge::on_request(const Link& from, const std::string& envelope, Time now) 
   const bool configures = request.msg_id() == on_change_config || request.msg_id() == streaming_config;
   if (configures) configured_.insert(from.session);
   if (all_ == 0 || seen_bytes_ > most_seen) return;
+  seen_bytes_ += sizeof(SeenRequest) + envelope.size();
+  if (seen_bytes_ > most_seen) {
+    tell_({"all requests are judged", concat("expected less than 64 MiB of them, found more at ",
+                                             in_seconds(time_.at(now)), ", the rest was not looked at")});
+    return;
+  }
   seen_.push_back(
       {from.session, played_.data_type_of(from.sensor), request.msg_id(), request.request().payload(), time_.at(now)});
-  seen_bytes_ += sizeof(SeenRequest) + envelope.size();
   for (Open& open : open_) count(open, seen_.back());
   decide_all(false);
 }
@@ -76,8 +89,7 @@ void Judge::on_request(const Link& from, const std::string& envelope, Time now) 
 void Judge::on_step(const scenario_step& step, Time now) {
   auto opened = point_of(step);
   if (!opened) return;
-  // Where steps follow at once, clients have the seconds that are given.
-  const double speed = opened->waits || speed_ == Pace::at_once ? 1 : speed_;
+  const double speed = opened->waits ? 1 : clock_speed();
   opened->due = now + real_time(opened->expected.within() / speed);
   open(*std::move(opened));
 }
@@ -99,6 +111,9 @@ std::optional<Judge::Open> Judge::point_of(const scenario_step& step) {
     return std::nullopt;
   }
   point.name = default_name(point.expected, point.clients);
+  // It is told in a line.
+  std::ranges::replace_if(
+      point.name, [](unsigned char letter) { return letter < ' '; }, ' ');
   return point;
 }
 
@@ -174,28 +189,30 @@ void Judge::close() {
 
 std::string Judge::unmet(const Open& open) const {
   const auto& expected = open.expected;
-  const std::string by = in_seconds(open.at + ScenarioTime(open.waits ? 0 : expected.within()));
+  const std::string when = open.waits
+                               ? concat(" within ", shown_seconds(expected.within()), " s at ", in_seconds(open.at))
+                               : concat(" by ", in_seconds(open.at + ScenarioTime(expected.within())));
   for (int i = 0; i < expected.requests_size(); ++i) {
     const scenario_request& request = expected.requests(i);
     const std::size_t count = open.counts[static_cast<std::size_t>(i)];
     const std::string wanted = text_of(request);
     if (expected.never() && count > 0) {
-      return concat("expected no ", wanted, " by ", by, ", found ", found_instead(open, request));
+      return concat("expected no ", wanted, when, ", found ", found_instead(open, request));
     }
     if (!expected.never() && expected.has_count() && count != expected.count()) {
-      return concat("expected ", wanted, " ", times(expected.count()), " by ", by, ", found it ", times(count));
+      return concat("expected ", wanted, " ", times(expected.count()), when, ", found it ", times(count));
     }
     if (!expected.never() && count == 0) {
-      return concat("expected ", wanted, " by ", by, ", found ", found_instead(open, request));
+      return concat("expected ", wanted, when, ", found ", found_instead(open, request));
     }
   }
   if (configured_.size() < open.clients) {
-    return concat("expected ", open.clients, " clients that have configured a sensor by ", by, ", found ",
+    return concat("expected ", open.clients, " clients that have configured a sensor", when, ", found ",
                   configured_.size());
   }
   const auto missing = static_cast<int>(open.in_order);
   return concat("expected ", text_of(expected.requests(missing)), " after ", text_of(expected.requests(missing - 1)),
-                " by ", by, ", found it before");
+                when, ", found it before");
 }
 
 /// The last that comes near it, or is it.

@@ -44,9 +44,10 @@ class Judge final : public Watcher, public Party {
   bool is_open() const { return !open_.empty(); }
 
   /// Whether any client has configured a sensor.
-  bool has_clients() const { return !configured_.empty(); }
+  bool has_clients() const { return time_.started(); }
 
-  /// Seconds that the steps which wait do so at most, all together.
+  /// Seconds of the clock that the steps which wait do so at most, all together, and an expectation after the last
+  /// step.
   double longest_wait() const { return longest_wait_; }
 
   /// Decides what is open as it stands; what the scenario has not come to is not met.
@@ -65,6 +66,7 @@ class Judge final : public Watcher, public Party {
     std::size_t in_order = 0;           // how many have come in their order
   };
 
+  double clock_speed() const;
   static std::optional<Open> point_of(const scenario_step& step);
   void open(Open opened);
   static void count(Open& open, const SeenRequest& seen);
@@ -80,10 +82,10 @@ class Judge final : public Watcher, public Party {
   const double speed_;
   Tell tell_;
   const double longest_wait_;
-  const std::size_t all_;    // points of the scenario
-  std::size_t reached_ = 0;  // of these
-  std::vector<Open> open_;   // in order of their steps
-  std::vector<SeenRequest> seen_;
+  const std::size_t all_;          // points of the scenario
+  std::size_t reached_ = 0;        // of these
+  std::vector<Open> open_;         // in order of their steps
+  std::vector<SeenRequest> seen_;  // all, unless they are too many
   std::size_t seen_bytes_ = 0;
   std::set<SessionId> configured_;
 };

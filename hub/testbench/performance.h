@@ -26,7 +26,7 @@ class Performance final : public Party {
   /// Whether the last step has happened and all expectations are decided.
   bool is_over() const { return timeline_.ended() && !judge_.is_open(); }
 
-  /// Seconds that its steps wait for clients at most, all together; whatever the speed.
+  /// Seconds of the clock that it waits for clients at most, beside its length.
   double longest_wait() const { return judge_.longest_wait(); }
 
   std::optional<Time> next_due() const override;

@@ -3,26 +3,31 @@
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
-#include <string_view>
 
 #include "hub/base/concat.h"
 
 namespace kelvane_hub {
 namespace {
 
+/// What comes from scenarios and file names may be anything.
+std::string in_utf8(const std::string& value) {
+  using nlohmann::json;
+  return json::parse(json(value).dump(-1, ' ', true, json::error_handler_t::replace)).get<std::string>();
+}
+
 /// A description ends with its line, and "#" begins a directive.
 std::string in_tap(const std::string& name) {
   std::string text;
-  for (const char character : name) {
+  for (const char character : in_utf8(name)) {
     if (character == '#' || character == '\\') text += '\\';
     text += character == '\n' || character == '\r' ? ' ' : character;
   }
   return text;
 }
 
-std::string in_xml(std::string_view value) {
+std::string in_xml(const std::string& value) {
   std::string text;
-  for (const char character : value) {
+  for (const char character : in_utf8(value)) {
     switch (character) {
       case '&':
         text += "&amp;";
@@ -49,8 +54,7 @@ std::string to_tap(std::span<const TestPoint> points) {
     text += concat(point.unmet.empty() ? "" : "not ", "ok ", number++, " - ", in_tap(point.name), "\n");
     if (point.unmet.empty()) continue;
     // A string of JSON is one of YAML, too.
-    const auto message = nlohmann::json(point.unmet).dump(-1, ' ', true, nlohmann::json::error_handler_t::replace);
-    text += concat("  ---\n  message: ", message, "\n  ...\n");
+    text += concat("  ---\n  message: ", nlohmann::json(in_utf8(point.unmet)).dump(-1, ' ', true), "\n  ...\n");
   }
   return text;
 }

@@ -1,5 +1,6 @@
 """What bash and zsh complete, held against what the programs take."""
 
+import pathlib
 import re
 import shutil
 import subprocess
@@ -63,6 +64,14 @@ class CompletionTest(EndToEndTest):
         for command in ([], *([name] for name in self.commands())):
             with self.subTest(command):
                 self.assertEqual(self.options(*command), bash("kelvane-hub", HUB, *command, "--"))
+
+    def test_bash_for_run(self):
+        pathlib.Path("a.textproto").touch()
+        for words, expected in (("a", ["a.textproto"]), ("a.textproto --speed ", ["max"]), ("a.textproto -- a", None),
+                                ("a.textproto -- cat a", ["a.textproto"])):
+            shown = bash("kelvane-hub", HUB, "run", *words.split(" "))
+            self.assertEqual(expected, [word for word in shown if "/" not in word] if expected else None, words)
+            self.assertTrue(expected or "awk" in shown)
 
     @unittest.skipUnless(shutil.which("zsh"), "there is no zsh")
     def test_zsh(self):

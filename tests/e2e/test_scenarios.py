@@ -1,12 +1,10 @@
-"""Each of scenarios/ played fast to the client: all that it says compared with golden/NAME.txt."""
+"""Each of scenarios/ played to the client as a test: it is met, and all that the client says is that of golden/NAME.txt."""
 
 import re
 import subprocess
 
-from support import CLIENT, LISTENING, MENU, ROOT, EndToEndTest, Program, read, until
+from support import CLIENT, HUB, LISTENING, MENU, ROOT, EndToEndTest, Program, read, until
 
-# An event after the last step shows that all has been played.
-AFTER_LAST = "event_cb:756, Received unknown message ID 9999\n"
 # What the main thread says while reports come: nobody can tell where.
 BETWEEN_REPORTS = re.compile(r"SUID received - suid_low=\d+ suid_high=\d+|" + "|".join(
     map(re.escape, (LISTENING, "\nSensor suid list created\n", *MENU.splitlines(keepends=True)))))
@@ -16,24 +14,16 @@ class ScenarioTest(EndToEndTest):
 
     def play(self, name, typed):
         """To an automation run; or to the console, with what is typed there and what has to come before more is."""
-        text = (ROOT / "scenarios" / f"{name}.textproto").read_text(encoding="utf-8")
-        last = re.findall(r"^steps { at: ([\d.]+)", text, re.MULTILINE)[-1]
-        environment = self.playing(text + f"steps {{ at: {last} raw {{ msg_id: 9999 }} }}\n")
-        # Whoever is at the console needs time to type before anything happens.
-        environment["KELVANE_HUB_SPEED"] = "10" if typed else "40"
-        run = Program(self, [CLIENT] if typed else [CLIENT, "operation=1"], environment, stdin=subprocess.PIPE)
+        client = [CLIENT] if typed else [CLIENT, "operation=1"]
+        run = Program(self, [HUB, "run", ROOT / "scenarios" / f"{name}.textproto", "--speed", "max", "--", *client], {},
+                      stdin=subprocess.PIPE)
         for choice, awaited in typed:
             run.process.stdin.write(f"{choice}\n".encode())
             run.process.stdin.flush()
             until(lambda text=awaited: text in run.out + run.err, awaited)
-        until(lambda: AFTER_LAST in run.err, "the end of the scenario")
-        run.process.stdin.close()
-        if not typed:
-            run.interrupt()
-        self.assertEqual(0, run.wait())
+        self.assertEqual(0, run.wait(), run.err)
         said = run.out if typed else read("output/wwan_test_output.txt")
-        said = BETWEEN_REPORTS.sub("", said) + "---- standard error ----\n" + run.err.replace(AFTER_LAST, "")
-        self.expect_golden(name, said)
+        self.expect_golden(name, BETWEEN_REPORTS.sub("", said) + "---- standard error ----\n" + run.err)
 
 
 # What is typed, and what has to come before more is (of a report its last line); nothing: an automation run.

@@ -6,6 +6,7 @@
 
 #include "hub/messages/catalogue.h"
 #include "hub/scenario/scenario_file.h"
+#include "hub/scenario/timeline.h"
 #include "hub/testbench/explainer.h"
 #include "hub/testbench/laggard.h"
 #include "kelvane_api.pb.h"
@@ -58,7 +59,9 @@ std::string describe(const sns_client_event_msg::sns_client_event& event) {
 class SimulatorTest : public testing::Test, public Delivery {
  protected:
   void play(const std::string& steps, double speed = 1) {
-    simulator_.emplace(parse_scenario(sensors + steps, "test"), speed, *this);
+    played_ = parse_scenario(sensors + steps, "test");
+    timeline_.emplace(played_, Pace{speed, {}});
+    simulator_.emplace(played_, *timeline_, *this);
     simulator_->watch(explainer_);
   }
 
@@ -112,6 +115,8 @@ class SimulatorTest : public testing::Test, public Delivery {
 
   std::string received() { return std::exchange(received_, ""); }
 
+  PackedScenario played_;
+  std::optional<Timeline> timeline_;
   std::optional<Simulator> simulator_;
   std::string explained_;
   Explainer explainer_{[this](const std::string& line) { explained_ += line + "\n"; }};

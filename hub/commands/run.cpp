@@ -195,7 +195,7 @@ Points perform(const RunOptions& options, PackedScenario scenario) {
     points.push_back(point);
     if (!point.unmet.empty()) voice.say(About::scenario, concat("not met: ", point.name, ": ", point.unmet));
   };
-  Performance& performance = server.play(std::move(scenario), {options.speed, options.times}, note);
+  Performance& performance = server.play(std::move(scenario), {options.speed, options.times}, note, options.seed);
   Progress progress(performance, options.is_quiet);
   server.add(progress);
   (void)setenv("KELVANE_HUB_SOCKET", socket.c_str(), 1);

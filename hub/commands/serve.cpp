@@ -70,7 +70,7 @@ void serve_shared(const ServeOptions& options) {
   UniqueFd signals = take_over_signals();
   Voice voice;
   Server server({options.explain, true}, voice, std::move(signals), listen_at(options.listen));
-  server.play(std::move(played), {options.speed, {}}, teller(voice));
+  server.play(std::move(played), {options.speed, {}}, teller(voice), options.seed);
   std::cout << "kelvane-hub: listening on " << options.listen << std::endl;
   server.run();
 }
@@ -89,9 +89,11 @@ bool serve_private(const ServeOptions& options, Voice& voice) {
                 connections_from(UniqueFd(options.control_fd)));
   const Judge::Tell tell = options.explain ? teller(voice) : [](const TestPoint&) {};
   if (played) {
-    server.play(*std::move(played), {options.speed, {}}, tell);
+    server.play(*std::move(played), {options.speed, {}}, tell, options.seed);
   } else {
-    server.once_readable(loading.descriptor(), [&] { server.play(loading.get(), {options.speed, {}}, tell); });
+    server.once_readable(loading.descriptor(), [&] {
+      server.play(loading.get(), {options.speed, {}}, tell, options.seed);
+    });
   }
   server.run();
   return loading.is_done_within({});

@@ -15,6 +15,7 @@
 #include "hub/server/loop.h"
 #include "hub/server/voice.h"
 #include "hub/simulator/delivery.h"
+#include "hub/testbench/faults.h"
 
 namespace kelvane_hub {
 
@@ -28,7 +29,7 @@ class SessionHandler {
 
 /// Takes connections from one source, reads their requests, and sends what is delivered to them: once a turn of the
 /// loop. Ends those who break the rules, who do not say hello in time, and who leave too much waiting; says so.
-class Clients final : public Delivery, public Party {
+class Clients final : public Delivery, public Sessions, public Party {
  public:
   /// Stops `loop` when `source` has dried up. `loop`, `handler` and `voice` outlive this object. Sessions are let in,
   /// but at first their requests wait.
@@ -39,6 +40,11 @@ class Clients final : public Delivery, public Party {
 
   /// Queues the event.
   void deliver(const Link& to, const std::string& message) override;
+
+  /// Ends the connection of the session, if there is one, at the end of the turn; what was queued before is still
+  /// written, as far as the client is ready to take it.
+  void cut(SessionId session) override;
+  void cut_all() override;
 
   /// Queues an event from the sensor 0 for each session, which session libraries drop as that of no sensor they know.
   /// Whoever has taken it has handled what came before.

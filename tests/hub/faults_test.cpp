@@ -30,7 +30,9 @@ std::string errors(int count, const std::string& faults) {
 std::string text_of(const sns_client_event_msg::sns_client_event& event) {
   std::string text = std::to_string(event.msg_id());
   char separator = ':';
-  for (const unsigned char byte : event.payload()) text += std::exchange(separator, ' ') + std::to_string(byte);
+  for (const char byte : event.payload()) {
+    text += std::exchange(separator, ' ') + std::to_string(static_cast<unsigned char>(byte));
+  }
   return text;
 }
 
@@ -186,7 +188,7 @@ TEST(Faults, TheSameSeedDoesTheSameWhateverTheLoad) {
 TEST(Faults, OtherSessionsAreUntouched) {
   const std::string faults = "faults { session: 1 msg_id: 130 delay: 1.5 } faults { session: 3 msg_id: 130 cut {} }";
   Bench bench(errors(3, faults));
-  for (const SessionId session : {1, 2, 3}) bench.ask(on_change_config, session);
+  for (SessionId session = 1; session <= 3; ++session) bench.ask(on_change_config, session);
   bench.advance(9);
   EXPECT_EQ(bench.received(2), "1281:16 0, 130:8 1, 130:8 2, 130:8 3, ");
 }

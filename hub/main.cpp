@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <exception>
+#include <optional>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -43,6 +44,21 @@ std::string check_format(const std::string& given) {
   return given == "json" || given == "csv" ? "" : "expected json or csv, found " + kelvane_hub::quoted(given);
 }
 
+/// What is wrong with a seed; empty: nothing.
+std::string check_seed(const std::string& given) {
+  std::uint64_t seed = 0;
+  const char* const end = given.data() + given.size();
+  const auto [stop, error] = std::from_chars(given.data(), end, seed);
+  if (error == std::errc() && stop == end) return "";
+  return "expected a whole number, 0 to 18446744073709551615, found " + kelvane_hub::quoted(given);
+}
+
+CLI::Option* add_seed(CLI::App& command, std::optional<std::uint64_t>& seed) {
+  return command.add_option("--seed", seed, "Draw the scenario's faults with the seed N (default: the scenario's)")
+      ->type_name("N")
+      ->check(check_seed);
+}
+
 void add_serve(CLI::App& app, ServeOptions& options) {
   auto* command = app.add_subcommand("serve", "Play a scenario to the clients of a Unix socket");
   command->footer(
@@ -67,6 +83,7 @@ void add_serve(CLI::App& app, ServeOptions& options) {
         return wrong.empty() ? wrong : wrong + " (KELVANE_HUB_SPEED sets it, too)";
       })
       ->envname("KELVANE_HUB_SPEED");
+  add_seed(*command, options.seed)->envname("KELVANE_HUB_SEED");
   command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported")
       ->envname("KELVANE_HUB_EXPLAIN");
   command->callback([listen, &options] {
@@ -136,6 +153,7 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
   command->add_option("--times", options.times, "Play a scenario that begins anew N times (default: 1)")
       ->type_name("N")
       ->check(check_times);
+  add_seed(*command, options.seed);
   command->add_option("--timeout", options.timeout, "Give it S seconds at most (default: a minute more than it takes)")
       ->type_name("S")
       ->check(check_timeout);

@@ -15,13 +15,15 @@ struct ServeOptions {
   std::string scenario;  // empty: the built-in one
   double speed = 1;      // 0.01 to 10000
   bool explain = false;
+  std::optional<std::uint64_t> seed;  // of faults; absent: the scenario's
 };
 
 struct RunOptions {
   std::string scenario;
   double speed = 1;  // 0.01 to 10000, or Pace::at_once
   std::int64_t times = 1;
-  std::optional<double> timeout;  // seconds
+  std::optional<std::uint64_t> seed;  // of faults; absent: the scenario's
+  std::optional<double> timeout;      // seconds
   bool tap = false;
   std::string junit;  // a file, "-": standard output, or empty: none
   bool is_quiet = false;

@@ -212,19 +212,20 @@ void interrupt(Program& program) {
 /// Plays it, and returns what came of it.
 Points perform(const RunOptions& options, PackedScenario scenario) {
   // First of all: from here on there is something to clean up, and a thread that a signal could end the process by.
-  UniqueFd signals = take_over_signals();
+  const UniqueFd signals = take_over_signals();
   const OwnFolder folder;
   const std::string socket = folder.path() / "hub.sock";
   Voice voice;
   Points points;
-  Server server({}, voice, std::move(signals), listen_at(socket));
+  auto source = listen_at(socket, [&voice](const std::string& line) { voice.say(About::itself, line); });
+  Server server({}, voice, signals, std::move(source));
   std::optional<Progress> progress;
   const auto note = [&](const TestPoint& point) {
     points.push_back(point);
     if (progress) progress->wipe();
     if (!point.unmet.empty()) voice.say(About::scenario, concat("not met: ", point.name, ": ", point.unmet));
   };
-  Performance& performance = server.play(std::move(scenario), {options.speed, options.times}, note);
+  Performance& performance = server.play(std::move(scenario), {options.speed, options.times}, note, options.seed);
   server.add(progress.emplace(performance, options.is_quiet));
   (void)setenv("KELVANE_HUB_SOCKET", socket.c_str(), 1);
   Program program(options.program);

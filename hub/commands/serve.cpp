@@ -96,7 +96,7 @@ void serve_shared(const ServeOptions& options) {
   Voice voice;
   auto source = listen_at(options.listen, [&voice](const std::string& line) { voice.say(About::itself, line); });
   Server server({options.explain, true}, voice, signals, std::move(source));
-  server.play(std::move(played), {options.speed, {}}, teller(voice));
+  server.play(std::move(played), {options.speed, {}}, teller(voice), options.seed);
   if (!can_print(signals)) return;
   write_output("kelvane-hub: listening on " + options.listen + "\n", "-");
   server.run();
@@ -130,7 +130,9 @@ void serve_private(const ServeOptions& options, std::unique_ptr<Voice>& voice) {
   // The standard error is the client's, too, and its own lines are the first that count there.
   Server server({options.explain, options.explain}, *voice, signals, connections_from(UniqueFd(options.control_fd)));
   const Judge::Tell tell = options.explain ? teller(*voice) : [](const TestPoint&) {};
-  server.once_readable(loading.descriptor(), [&] { server.play(loading.get(), {options.speed, {}}, tell); });
+  server.once_readable(loading.descriptor(), [&] {
+    server.play(loading.get(), {options.speed, {}}, tell, options.seed);
+  });
   server.greet_at(Loop::now() + patience);
   server.run();
 }

@@ -1,8 +1,11 @@
 #include <cmath>
 #include <iomanip>
 #include <limits>
+#include <map>
 #include <sstream>
+#include <string>
 
+#include "hub/scenario/fault_scope.h"
 #include "hub/scenario/scenario_file.h"
 #include "hub/scenario/seconds.h"
 
@@ -24,6 +27,10 @@ std::string describe(const PackedScenario& checked, double speed) {
   for (const auto sub : checked.subscriptions()) text << ' ' << sub;
   text << "\nsteps: " << checked.steps_size();
   for (const auto& [kind, count] : checked.kinds()) text << ", " << kind << ' ' << count;
+  std::map<std::string, int> faults;
+  for (const auto& fault : head.faults()) ++faults[kind_of(fault)];
+  if (!faults.empty()) text << "\nfaults: " << head.faults_size();
+  for (const auto& [kind, count] : faults) text << ", " << kind << ' ' << count;
   const double end = checked.last_time();
   text << "\nlast step at " << shown_seconds(end) << " s";
   if (head.has_repeat_after()) text << ", begins anew after " << shown_seconds(head.repeat_after()) << " s";

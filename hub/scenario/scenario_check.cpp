@@ -33,6 +33,7 @@ void ScenarioCheck::check_step(const scenario_step& step, const TextPlace& place
         {place, "expected something that happens (cells, voice_calls, …), found a step with a time only", true});
   }
   if (step.has_raw() && !step.raw().has_msg_id()) complain(place, "expected a msg_id, found a raw event without one");
+  if (step.has_raw()) raw_events_.insert(step.raw().msg_id());
   if (step.has_expect()) check_expectation(step.expect(), place);
   if (step.has_wait_for()) check_barrier(step.wait_for(), place);
   if (const std::size_t size = step.ByteSizeLong(); size > most_bytes) {
@@ -50,6 +51,7 @@ void ScenarioCheck::check_head(const scenario& head, const HeadPlaces& places) {
     complain(places.repeat_after,
              "expected a scenario that happens once, since it expects something, found repeat_after");
   }
+  check_faults(head, places.faults);
 }
 
 void ScenarioCheck::tell(Mistakes& mistakes, bool all_known) const {
@@ -137,6 +139,18 @@ void ScenarioCheck::check_sensor(const scenario_sensor& sensor, std::size_t inde
     complain(place, "expected a suid of its own, found that of the lookup sensor");
   } else if (const auto [first, added] = sensors_.emplace(key, index); !added) {
     complain(place, concat("expected a suid of its own, found that of sensor ", first->second + 1));
+  }
+}
+
+void ScenarioCheck::check_faults(const scenario& head, const std::vector<TextPlace>& places) {
+  FaultSurroundings surroundings{{}, raw_events_};
+  for (const auto& sensor : head.sensors()) surroundings.data_types.insert(sensor.data_type());
+  // Those of a hub whose scenario lists none.
+  if (head.sensors().empty()) surroundings.data_types = {"wwan", "wwan_stream"};
+  for (std::size_t i = 0; i < places.size(); ++i) {
+    for (auto& mistake : mistakes_in(head.faults(static_cast<int>(i)), surroundings)) {
+      complain(places[i], std::move(mistake));
+    }
   }
 }
 

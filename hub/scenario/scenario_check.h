@@ -3,10 +3,12 @@
 
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "hub/scenario/fault_check.h"
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/packed_scenario.h"
 #include "scenario.pb.h"
@@ -17,6 +19,7 @@ namespace kelvane_hub {
 struct HeadPlaces {
   std::vector<TextPlace> sensors;
   TextPlace repeat_after;
+  std::vector<TextPlace> faults{};
 };
 
 /// Checks a scenario step by step, then the rest of it.
@@ -47,11 +50,13 @@ class ScenarioCheck {
   void check_expectation(const scenario_expectation& expected, const TextPlace& place);
   void check_barrier(const scenario_barrier& barrier, const TextPlace& place);
   void check_sensor(const scenario_sensor& sensor, std::size_t index, const TextPlace& place);
+  void check_faults(const scenario& head, const std::vector<TextPlace>& places);
   void check_repeat(double after, const TextPlace& place);
 
   double last_time_ = 0;
   bool expects_ = false;
   std::map<std::string, TextPlace> asked_;  // sensors, by data type, and where each is first named
+  std::set<std::uint32_t> raw_events_;
   std::map<std::pair<std::uint64_t, std::uint64_t>, std::size_t> sensors_;
   std::vector<Finding> findings_;
 };

@@ -72,9 +72,14 @@ class Reader {
       head_text_.add(field.whole);
       are_steps_last_ = false;
       if (field.name == "repeat_after") places_.repeat_after = field.whole.begin;
-      if (field.name != "sensors" || !messages) return;
-      for (const auto& message : *messages) places_.sensors.push_back(message.place);
+      if (!messages) return;
+      if (field.name == "sensors") add_places(places_.sensors, *messages);
+      if (field.name == "faults") add_places(places_.faults, *messages);
     }
+  }
+
+  static void add_places(std::vector<TextPlace>& places, const std::vector<TextMessage>& messages) {
+    for (const auto& message : messages) places.push_back(message.place);
   }
 
   void take_steps(const TextField& field, const std::vector<TextMessage>& steps) {

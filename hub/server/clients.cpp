@@ -154,6 +154,14 @@ void Clients::deliver(const Link& to, const std::string& message) {
   count_unsent(client);
 }
 
+void Clients::cut(SessionId session) {
+  if (clients_.contains(session)) touch(session).connection.end("");
+}
+
+void Clients::cut_all() {
+  for (const auto& [session, client] : clients_) cut(session);
+}
+
 void Clients::send_mark() {
   for (const auto& [session, client] : clients_) deliver({session, {}}, "");
 }

@@ -15,6 +15,7 @@
 #include "hub/server/loop.h"
 #include "hub/server/voice.h"
 #include "hub/simulator/delivery.h"
+#include "hub/testbench/faults.h"
 
 namespace kelvane_hub {
 
@@ -31,7 +32,7 @@ class SessionHandler {
 ///
 /// In a turn only so much is taken from clients and written to them, all together; who has had no turn is the first in
 /// the next one.
-class Clients final : public Delivery, public Party {
+class Clients final : public Delivery, public Sessions, public Party {
  public:
   /// Stops `loop` when `source` has dried up. `loop`, `handler` and `voice` outlive this object. Connections are taken
   /// at once, but at first nothing is read from them.
@@ -45,6 +46,11 @@ class Clients final : public Delivery, public Party {
 
   /// Queues the event.
   void deliver(const Link& to, const std::string& message) override;
+
+  /// Ends the connection of the session, if there is one, at the end of the turn; what was queued before is still
+  /// written, as far as the client is ready to take it.
+  void cut(SessionId session) override;
+  void cut_all() override;
 
   /// Queues an event from the sensor 0 for each session, which session libraries drop as that of no sensor they know.
   /// Whoever has taken it has handled what came before.

@@ -5,6 +5,8 @@
 #include <csignal>
 #include <utility>
 
+#include "hub/base/concat.h"
+
 namespace kelvane_hub {
 namespace {
 
@@ -27,6 +29,7 @@ UniqueFd take_over_signals() {
 
 Server::Server(Talk talk, Voice& voice, const UniqueFd& signals, std::unique_ptr<ConnectionSource> source)
     : talk_(talk),
+      voice_(voice),
       clients_(loop_, std::move(source), *this, voice),
       explainer_(teller(voice, About::explanations)),
       announcer_(teller(voice, About::scenario)),
@@ -35,26 +38,39 @@ Server::Server(Talk talk, Voice& voice, const UniqueFd& signals, std::unique_ptr
   loop_.add(*this);
 }
 
-Performance& Server::play(PackedScenario played, Pace pace, Judge::Tell tell) {
-  performance_.emplace(std::move(played), pace, clients_, std::move(tell));
+Performance& Server::play(PackedScenario played, Pace pace, Judge::Tell tell, std::optional<std::uint64_t> seed) {
+  performance_.emplace(std::move(played), pace, clients_, std::move(tell), FaultPlay{seed, &clients_});
   Simulator& simulator = performance_->simulator();
   simulator.watch(laggard_);
-  if (talk_.explain) simulator.watch(explainer_);
+  if (talk_.explain) {
+    simulator.watch(explainer_);
+    explain_faults();
+  }
   if (talk_.announce) simulator.watch(announcer_);
   greet_due_.reset();
   clients_.release();
   return *performance_;
 }
 
+void Server::explain_faults() {
+  Faults& faults = performance_->faults();
+  faults.watch(explainer_);
+  if (performance_->played().head().faults().empty()) return;
+  voice_.say(About::explanations, concat("faults are drawn with seed ", faults.seed()));
+}
+
 std::optional<Time> Server::next_due() const {
-  return earlier(clients_.next_due(), performance_ ? performance_->next_due() : std::nullopt);
-  greet_due_.reset();
+  const auto next = earlier(clients_.next_due(), performance_ ? performance_->next_due() : std::nullopt);
+  return earlier(greet_due_, next);
 }
 
 void Server::advance(Time now) {
   // What is overdue happens before whoever asks is answered.
   if (performance_) performance_->advance(now);
-  greet_due_.reset();
+  if (greet_due_ && *greet_due_ <= now) {
+    greet_due_.reset();
+    clients_.greet();
+  }
   clients_.advance(now);
 }
 
@@ -67,11 +83,11 @@ void Server::once_readable(int descriptor, std::function<void()> action) {
 }
 
 void Server::on_request(const Link& from, const std::string& envelope, Time now) {
-  performance_->simulator().handle_request(from, envelope, now);
+  performance_->handle_request(from, envelope, now);
 }
 
 void Server::on_end(SessionId session) {
-  if (performance_) performance_->simulator().end_session(session);
+  if (performance_) performance_->end_session(session);
 }
 
 }  // namespace kelvane_hub

@@ -1,6 +1,7 @@
 // A hub at work: clients, signals and a simulator in one loop.
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -18,7 +19,7 @@ namespace kelvane_hub {
 
 /// What a hub says of itself, beside what is wrong.
 struct Talk {
-  bool explain = false;   // why changes were or were not reported
+  bool explain = false;   // why changes were or were not reported, and what goes wrong on purpose
   bool announce = false;  // that the scenario is over
 };
 
@@ -38,8 +39,9 @@ class Server final : SessionHandler, Party {
   void greet_at(Time due) { greet_due_ = due; }
 
   /// From now on requests are answered: plays `played` (one that was checked). `tell` is told whether its expectations
-  /// are met. To be called once; the performance is the server's.
-  Performance& play(PackedScenario played, Pace pace, Judge::Tell tell);
+  /// are met. Faults are drawn with `seed` or, without one, the scenario's own. To be called once; the performance is
+  /// the server's.
+  Performance& play(PackedScenario played, Pace pace, Judge::Tell tell, std::optional<std::uint64_t> seed = {});
 
   /// Calls `action` once, during run(), when `descriptor`, which the caller keeps open, can be read. What it throws
   /// ends run().
@@ -61,6 +63,7 @@ class Server final : SessionHandler, Party {
   Outcome run() { return loop_.run(); }
 
  private:
+  void explain_faults();
   std::optional<Time> next_due() const override;
   void advance(Time now) override;
   // What was overdue has happened: the loop advances its parties first.
@@ -69,6 +72,7 @@ class Server final : SessionHandler, Party {
 
   std::optional<Time> greet_due_;
   const Talk talk_;
+  Voice& voice_;
   Loop loop_;
   Clients clients_;
   std::optional<Performance> performance_;  // none before there is a scenario

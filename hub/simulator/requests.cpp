@@ -49,7 +49,6 @@ Requests::Function Requests::find_function(std::uint32_t msg_id) {
 }
 
 void Requests::handle(const Link& from, const std::string& envelope, Time now) {
-  outbox_.watchers().on_request(from, envelope, now);
   sns_client_request_msg request;
   if (!request.ParseFromString(envelope)) return outbox_.send_error(from, HubError::malformed, now);
   const std::string& payload = request.request().payload();

@@ -31,6 +31,13 @@ class Simulator final : public Party {
   /// overdue has happened before the request came.
   void handle_request(const Link& from, const std::string& envelope, Time now);
 
+  /// The two halves of that, for whoever stands in between: tells those who watch, and answers.
+  void note_request(const Link& from, const std::string& envelope, Time now);
+  void carry_out(const Link& from, const std::string& envelope, Time now);
+
+  /// Answers a request with that error, instead.
+  void refuse(const Link& from, HubError error, Time now);
+
   /// Nothing is delivered to the session any more.
   void end_session(SessionId session);
 

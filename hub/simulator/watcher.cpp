@@ -30,4 +30,8 @@ void Watchers::on_behind(Time late) {
   for (Watcher* const watcher : all_) watcher->on_behind(late);
 }
 
+void Watchers::on_fault(const FaultReport& report) {
+  for (Watcher* const watcher : all_) watcher->on_fault(report);
+}
+
 }  // namespace kelvane_hub

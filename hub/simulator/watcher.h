@@ -1,6 +1,7 @@
 // Whoever wants to know what a simulator is asked, what it does, and why.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -23,6 +24,16 @@ struct CellDecision {
   bool told = true;
   Ground ground = Ground::no_thresholds;
   std::vector<Reason> reasons;  // none if nothing differs from what was told last
+};
+
+/// Something goes wrong with a message on purpose.
+struct FaultReport {
+  Link link{};
+  bool is_request = false;  // or an event
+  std::uint32_t msg_id = 0;
+  std::uint64_t number = 0;  // of the message, from 1, of its session and direction
+  std::size_t fault = 0;     // its number, from 1
+  std::string what{};        // is done to it; a few words
 };
 
 /// Is told of everything in the order in which it happens, on the thread that runs the simulator, before the simulator
@@ -53,6 +64,10 @@ class Watcher {
   /// The simulator is so late with what is due that it cannot follow: steps are played late, none is left out; periodic
   /// reports are. Called once, not anew before it has followed for a while.
   virtual void on_behind(Time /*late*/) {}
+
+  /// A message is struck by a fault: a request after on_request(), an event after on_event(), of which both are told
+  /// whatever becomes of the message.
+  virtual void on_fault(const FaultReport& /*report*/) {}
 };
 
 /// Tells several, in the order in which they were added.
@@ -68,6 +83,7 @@ class Watchers final : public Watcher {
   void on_step(const scenario_step& step, Time now) override;
   void on_end() override;
   void on_behind(Time late) override;
+  void on_fault(const FaultReport& report) override;
 
  private:
   std::vector<Watcher*> all_;

@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "hub/base/concat.h"
+#include "hub/messages/catalogue.h"
 
 namespace kelvane_hub {
 namespace {
@@ -47,6 +48,13 @@ void Explainer::on_decision(const Link& to, std::uint32_t sub, const CellDecisio
 
 void Explainer::on_refusal(const Link& to, const std::string& explanation) {
   say_(concat("session ", to.session, ": configuration refused: ", explanation));
+}
+
+void Explainer::on_fault(const FaultReport& report) {
+  const MessageKind* const kind = report.is_request ? find_request_kind(report.msg_id) : find_event_kind(report.msg_id);
+  const std::string name = kind == nullptr ? std::to_string(report.msg_id) : std::string(kind->name);
+  say_(concat("session ", report.link.session, report.is_request ? ", request " : ", event ", report.number, " (", name,
+              "): fault ", report.fault, ": ", report.what));
 }
 
 }  // namespace kelvane_hub

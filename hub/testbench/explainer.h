@@ -1,4 +1,4 @@
-// Says why a change of the cells was or was not reported.
+// Says why a change of the cells was or was not reported, and what goes wrong on purpose.
 #pragma once
 
 #include <string>
@@ -15,6 +15,7 @@ class Explainer final : public Watcher {
 
   void on_decision(const Link& to, std::uint32_t sub, const CellDecision& decision, ScenarioTime time) override;
   void on_refusal(const Link& to, const std::string& explanation) override;
+  void on_fault(const FaultReport& report) override;
 
  private:
   Say say_;

@@ -4,24 +4,47 @@
 
 namespace kelvane_hub {
 
-Performance::Performance(PackedScenario played, Pace pace, Delivery& delivery, Judge::Tell tell)
+Performance::Performance(PackedScenario played, Pace pace, Delivery& delivery, Judge::Tell tell, FaultPlay faults)
     : played_(std::move(played)),
       timeline_(played_, pace),
       judge_(played_, timeline_, pace.speed, std::move(tell)),
-      simulator_(played_, timeline_, delivery) {
+      faults_(played_, faults.seed, *this, delivery, faults.sessions),
+      simulator_(played_, timeline_, faults_) {
   simulator_.watch(judge_);
 }
 
 std::optional<Time> Performance::next_due() const {
   // What was waited for has come.
   if (timeline_.is_held() && !judge_.is_waiting()) return Time::zero();
-  return earlier(judge_.next_due(), simulator_.next_due());
+  return earlier(earlier(judge_.next_due(), faults_.next_due()), simulator_.next_due());
 }
 
 void Performance::advance(Time now) {
   judge_.advance(now);
   if (timeline_.is_held() && !judge_.is_waiting()) timeline_.go_on(now);
+  // A request that comes late does so between the steps before its time and those after.
+  for (auto late = faults_.next_due(); late && *late <= now; late = faults_.next_due()) {
+    simulator_.advance(*late);
+    if (const auto earlier_step = simulator_.next_due(); earlier_step && *earlier_step <= *late) return;
+    faults_.advance(*late);
+  }
   simulator_.advance(now);
 }
+
+void Performance::handle_request(const Link& from, const std::string& envelope, Time now) {
+  simulator_.note_request(from, envelope, now);
+  faults_.handle_request(from, envelope, now);
+}
+
+void Performance::end_session(SessionId session) {
+  faults_.end_session(session);
+  simulator_.end_session(session);
+}
+
+void Performance::take_request(const Link& from, const std::string& envelope, Time now) {
+  simulator_.carry_out(from, envelope, now);
+}
+
+void Performance::refuse(const Link& from, HubError error, Time now) { simulator_.refuse(from, error, now); }
 
 }  // namespace kelvane_hub

@@ -1,0 +1,158 @@
+#include "hub/testbench/fault_kinds.h"
+
+#include <google/protobuf/io/coded_stream.h>
+#include <google/protobuf/io/zero_copy_stream_impl_lite.h>
+
+#include <algorithm>
+#include <chrono>
+#include <map>
+#include <set>
+
+#include "hub/base/concat.h"
+#include "hub/scenario/seconds.h"
+
+namespace kelvane_hub {
+namespace {
+
+/// One of the best mixers that are short: each bit of the number changes half of the result's.
+std::uint64_t mix(std::uint64_t number) {
+  number = (number ^ (number >> 30)) * 0xbf58476d1ce4e5b9;
+  number = (number ^ (number >> 27)) * 0x94d049bb133111eb;
+  return number ^ (number >> 31);
+}
+
+constexpr std::uint64_t stride = 0x9e3779b97f4a7c15;
+
+Time in_time(double seconds) { return std::chrono::round<Time>(std::chrono::duration<double>(seconds)); }
+
+std::string bytes(std::size_t count) { return concat(count, count == 1 ? " byte" : " bytes"); }
+
+std::string drop(const scenario_fault&, Message& message, Chance&) {
+  message.is_lost = true;
+  return "lost";
+}
+
+std::string delay_by(double seconds, Message& message) {
+  message.delay += in_time(seconds);
+  return concat(shown_seconds(seconds), " s late");
+}
+
+std::string delay(const scenario_fault& fault, Message& message, Chance&) { return delay_by(fault.delay(), message); }
+
+std::string delay_attributes(const scenario_fault& fault, Message& message, Chance&) {
+  return delay_by(fault.late_attributes(), message);
+}
+
+std::string duplicate(const scenario_fault&, Message& message, Chance&) {
+  ++message.copies;
+  return message.copies == 2 ? "twice" : concat(message.copies, " times");
+}
+
+std::string reorder(const scenario_fault&, Message& message, Chance&) {
+  message.is_swapped = true;
+  return "after the next one";
+}
+
+std::string truncate(const scenario_fault& fault, Message& message, Chance&) {
+  const std::size_t size = message.payload.size();
+  const std::size_t cut = std::min<std::size_t>(fault.truncate(), size);
+  message.payload.resize(size - cut);
+  return cut == 0 ? "" : concat("cut from ", bytes(size), " to ", size - cut);
+}
+
+std::string corrupt(const scenario_fault& fault, Message& message, Chance& chance) {
+  const std::size_t size = message.payload.size();
+  std::set<std::size_t> places;
+  while (places.size() < std::min<std::size_t>(fault.corrupt(), size)) {
+    const std::size_t place = chance.draw() % size;
+    if (!places.insert(place).second) continue;
+    // Never 0: then it would stay as it is.
+    constexpr std::uint64_t others = 255;
+    const auto change = static_cast<unsigned char>(1 + chance.draw() % others);
+    message.payload[place] = static_cast<char>(static_cast<unsigned char>(message.payload[place]) ^ change);
+  }
+  return places.empty() ? "" : concat(places.size(), " of its ", bytes(size), " changed");
+}
+
+std::string add_field(const scenario_fault& fault, Message& message, Chance& chance) {
+  std::string field;
+  {
+    google::protobuf::io::StringOutputStream stream(&field);
+    google::protobuf::io::CodedOutputStream coded(&stream);
+    coded.WriteTag(fault.unknown_field() << 3);  // a varint
+    coded.WriteVarint64(chance.draw());
+  }
+  message.payload += field;
+  return concat("with a field ", fault.unknown_field());
+}
+
+std::string change_id(const scenario_fault& fault, Message& message, Chance&) {
+  message.msg_id = fault.unknown_id();
+  return concat("as ", message.msg_id);
+}
+
+std::string leave_unanswered(const scenario_fault&, Message& message, Chance&) {
+  message.is_lost = true;
+  return "not answered";
+}
+
+std::string refuse(const scenario_fault& fault, Message& message, Chance&) {
+  message.refusal = static_cast<HubError>(fault.refusal());
+  return concat("refused with error ", fault.refusal());
+}
+
+std::string lose_sensor(const scenario_fault& fault, Message& message, Chance&) {
+  const auto& gone = fault.sensor_gone();
+  message.gone_until = gone.has_back_after() ? message.now + in_time(gone.back_after()) : Time::max();
+  return concat("the sensor ", message.data_type, " is gone",
+                gone.has_back_after() ? concat(" for ", shown_seconds(gone.back_after()), " s") : "");
+}
+
+std::string cut(const scenario_fault&, Message& message, Chance&) {
+  message.is_cut = true;
+  return "the connection ends";
+}
+
+std::string restart(const scenario_fault&, Message& message, Chance&) {
+  message.is_restart = true;
+  return "the hub starts anew";
+}
+
+}  // namespace
+
+Chance::Chance(std::uint64_t seed, std::size_t fault, SessionId session, std::uint64_t number) : state_(mix(seed)) {
+  for (const std::uint64_t part : {std::uint64_t{fault}, std::uint64_t{session}, number}) {
+    state_ = mix(state_ + stride + part);
+  }
+}
+
+std::uint64_t Chance::draw() { return mix(state_ += stride); }
+
+bool Chance::is_so(double probability) {
+  // As many bits as a double holds, from 0 to less than 1.
+  return static_cast<double>(draw() >> 11) * 0x1p-53 < probability;
+}
+
+std::string strike(const scenario_fault& fault, Message& message, Chance& chance) {
+  using Function = std::string (*)(const scenario_fault&, Message&, Chance&);
+  static const std::map<scenario_fault::WhatCase, Function> functions{
+      {scenario_fault::kDrop, drop},
+      {scenario_fault::kDelay, delay},
+      {scenario_fault::kDuplicate, duplicate},
+      {scenario_fault::kReorder, reorder},
+      {scenario_fault::kTruncate, truncate},
+      {scenario_fault::kCorrupt, corrupt},
+      {scenario_fault::kUnknownField, add_field},
+      {scenario_fault::kUnknownId, change_id},
+      {scenario_fault::kNoAnswer, leave_unanswered},
+      {scenario_fault::kRefusal, refuse},
+      {scenario_fault::kLateAttributes, delay_attributes},
+      {scenario_fault::kSensorGone, lose_sensor},
+      {scenario_fault::kCut, cut},
+      {scenario_fault::kHubRestart, restart},
+  };
+  const auto found = functions.find(fault.what_case());
+  return found == functions.end() ? "" : found->second(fault, message, chance);
+}
+
+}  // namespace kelvane_hub

@@ -1,0 +1,57 @@
+// What each kind of fault does to a message.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "hub/base/party.h"
+#include "hub/messages/errors.h"
+#include "hub/simulator/link.h"
+#include "kelvane_api.pb.h"
+#include "scenario.pb.h"
+
+namespace kelvane_hub {
+
+/// Numbers that look random, and are the same for the same seed, fault and message, whatever else happens.
+class Chance {
+ public:
+  /// Of the fault of that number for the `number`-th message of the session, in the direction of the fault.
+  Chance(std::uint64_t seed, std::size_t fault, SessionId session, std::uint64_t number);
+
+  /// The next one.
+  std::uint64_t draw();
+
+  /// Whether something of this probability, 0 to 1, is so.
+  bool is_so(double probability);
+
+ private:
+  std::uint64_t state_;
+};
+
+/// A request or an event on its way, and what is to become of it.
+struct Message {
+  scenario_fault::Direction direction{};
+  Link link{};
+  Time now{};                // when it was sent
+  std::uint64_t number = 0;  // from 1, of its session and direction
+  std::string data_type{};   // of its sensor; of a lookup, the one that is looked up
+  // As it is in its envelope.
+  std::uint32_t msg_id = 0;
+  std::string payload{};
+
+  bool is_lost = false;
+  bool is_swapped = false;  // comes after the next one
+  std::size_t copies = 1;
+  Time delay{};
+  std::optional<HubError> refusal{};  // of a request: what it is answered with
+  std::optional<Time> gone_until{};   // the sensors of the data type are gone
+  bool is_cut = false;                // the session's connection
+  bool is_restart = false;            // of the hub
+};
+
+/// Does what `fault` says to `message`, and says what that is in a few words; empty: there was nothing to be done.
+std::string strike(const scenario_fault& fault, Message& message, Chance& chance);
+
+}  // namespace kelvane_hub

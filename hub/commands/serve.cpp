@@ -16,6 +16,7 @@
 #include "hub/base/concat.h"
 #include "hub/base/diagnostic.h"
 #include "hub/base/input_error.h"
+#include "hub/base/unix_socket.h"
 #include "hub/commands/commands.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/scenario_file.h"
@@ -65,12 +66,54 @@ Judge::Tell teller(Voice& voice) {
   };
 }
 
+/// Ends a hub when its scenario is over and the clients have taken what was for them, or have had their time for it.
+class ExitAtEnd final : public Party {
+ public:
+  /// Both outlive this object.
+  ExitAtEnd(Server& server, const Performance& performance) : server_(server), performance_(performance) {}
+
+  std::optional<Time> next_due() const override {
+    return performance_.is_over() ? std::optional(next_look_) : std::nullopt;
+  }
+
+  void advance(Time now) override {
+    constexpr Time pause = std::chrono::milliseconds(1);
+    constexpr Time patience = std::chrono::seconds(10);
+    if (!performance_.is_over()) return over_.reset();
+    if (!over_) over_ = now;
+    if (now < next_look_) return;
+    next_look_ = now + pause;
+    if (server_.is_all_taken() || now - *over_ > patience) server_.stop(Outcome::finished);
+  }
+
+ private:
+  Server& server_;
+  const Performance& performance_;
+  std::optional<Time> over_;  // since when
+  Time next_look_{};
+};
+
+/// Beside the socket of the clients, if its name leaves room.
+void listen_for_control(Server& server, const std::string& path, Voice& voice) {
+  if (const std::string beside = control_path_of(path); beside.size() <= UnixAddress::longest_path) {
+    return server.control_from(listen_at(beside));
+  }
+  voice.say(About::itself, concat("the path is too long for a control socket beside it: nobody can control this hub"));
+}
+
 void serve_shared(const ServeOptions& options) {
   PackedScenario played = load(options);
+  if (options.exits_at_end && played.head().has_repeat_after()) {
+    throw InputError("--exit-at-end: expected a scenario that ends, found one that begins anew (repeat_after)");
+  }
   UniqueFd signals = take_over_signals();
   Voice voice;
   Server server({options.explain, true}, voice, std::move(signals), listen_at(options.listen));
-  server.play(std::move(played), {options.speed, {}}, teller(voice));
+  listen_for_control(server, options.listen, voice);
+  if (options.restarts) server.restart_for_each_first();
+  const Performance& performance = server.play(std::move(played), {options.speed, {}}, teller(voice));
+  ExitAtEnd end(server, performance);
+  if (options.exits_at_end) server.add(end);
   std::cout << "kelvane-hub: listening on " << options.listen << std::endl;
   server.run();
 }
@@ -87,6 +130,8 @@ bool serve_private(const ServeOptions& options, Voice& voice) {
   // The standard error is the client's, too, and its own lines are the first that count there.
   Server server({options.explain, options.explain}, voice, std::move(signals),
                 connections_from(UniqueFd(options.control_fd)));
+  const char* const control = std::getenv("KELVANE_HUB_CONTROL");
+  if (control != nullptr && *control != '\0') server.control_from(listen_at(control));
   const Judge::Tell tell = options.explain ? teller(voice) : [](const TestPoint&) {};
   if (played) {
     server.play(*std::move(played), {options.speed, {}}, tell);

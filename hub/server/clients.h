@@ -47,6 +47,9 @@ class Clients final : public Delivery, public Party {
   /// Whether nothing waits, neither here nor between the hub and its clients.
   bool is_all_taken() const;
 
+  /// Whether nobody is connected.
+  bool is_empty() const { return clients_.empty(); }
+
   /// Those who have not said hello have only so long; those who have asked for more than fits into a turn have more.
   std::optional<Time> next_due() const override;
   void advance(Time now) override;

@@ -29,6 +29,7 @@ Server::Server(Talk talk, Voice& voice, UniqueFd signals, std::unique_ptr<Connec
     : signals_(std::move(signals)),
       talk_(talk),
       clients_(loop_, std::move(source), *this, voice),
+      voice_(voice),
       explainer_(teller(voice, About::explanations)),
       announcer_(teller(voice, About::scenario)),
       laggard_(teller(voice, About::itself)) {
@@ -42,15 +43,32 @@ Performance& Server::play(PackedScenario played, Pace pace, Judge::Tell tell) {
   simulator.watch(laggard_);
   if (talk_.explain) simulator.watch(explainer_);
   if (talk_.announce) simulator.watch(announcer_);
+  if (controllers_) control_.emplace(*performance_, [this] { loop_.stop(Outcome::signalled); });
   clients_.release();
   return *performance_;
 }
 
+void Server::control_from(std::unique_ptr<ConnectionSource> source) {
+  const auto answer = [this](const std::string& line, Time now) -> std::string {
+    if (control_) return control_->answer(line, now);
+    return "KO: expected a scenario that is loaded, found one that still is being loaded\n";
+  };
+  controllers_.emplace(loop_, std::move(source), answer, voice_);
+  loop_.add(*controllers_);
+}
+
+/// Whether somebody has been there, and nobody is.
+bool Server::is_deserted() const {
+  return restarts_ && performance_ && performance_->timeline().started() && clients_.is_empty();
+}
+
 std::optional<Time> Server::next_due() const {
+  if (is_deserted()) return Time::zero();
   return earlier(clients_.next_due(), performance_ ? performance_->next_due() : std::nullopt);
 }
 
 void Server::advance(Time now) {
+  if (is_deserted()) performance_->await_first_client(now);
   // What is overdue happens before whoever asks is answered.
   if (performance_) performance_->advance(now);
   clients_.advance(now);
@@ -70,6 +88,7 @@ void Server::on_request(const Link& from, const std::string& envelope, Time now)
 
 void Server::on_end(SessionId session) {
   if (performance_) performance_->simulator().end_session(session);
+  if (control_) control_->end_session(session);
 }
 
 }  // namespace kelvane_hub

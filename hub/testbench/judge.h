@@ -33,6 +33,11 @@ class Judge final : public Watcher, public Party {
 
   void on_request(const Link& from, const std::string& envelope, Time now) override;
   void on_step(const scenario_step& step, Time now) override;
+  void on_jump(ScenarioTime by) override;
+  void on_rewind() override;
+
+  /// As if no client had asked for anything.
+  void forget_requests();
 
   std::optional<Time> next_due() const override;
   void advance(Time now) override;
@@ -57,7 +62,8 @@ class Judge final : public Watcher, public Party {
   struct Open {
     std::string name;
     ScenarioTime at{};
-    Time due{};
+    ScenarioTime until{};     // none if `due` counts
+    std::optional<Time> due;  // whatever scenario time does
     bool waits = false;
     scenario_expectation expected;  // of a step that waits likewise
     std::size_t clients = 0;
@@ -65,6 +71,7 @@ class Judge final : public Watcher, public Party {
     std::size_t in_order = 0;           // how many have come in their order
   };
 
+  std::optional<Time> due_of(const Open& open) const;
   static std::optional<Open> point_of(const scenario_step& step);
   void open(Open opened);
   static void count(Open& open, const SeenRequest& seen);

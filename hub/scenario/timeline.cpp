@@ -1,7 +1,7 @@
 #include "hub/scenario/timeline.h"
 
 #include <algorithm>
-#include <ranges>
+#include <iterator>
 #include <utility>
 
 #include "hub/scenario/states.h"
@@ -103,10 +103,7 @@ void Timeline::seek(double seconds, Time now) {
     if (pace_.times) round_ = std::min(round_, *pace_.times - 1);
   }
   const double in_round = seconds - static_cast<double>(round_) * scenario_.head().repeat_after();
-  const auto indices = std::views::iota(std::size_t{0}, scenario_.steps_size());
-  next_ = static_cast<std::size_t>(
-      std::ranges::lower_bound(indices, in_round, {}, [this](std::size_t i) { return scenario_.time_of(i); }) -
-      indices.begin());
+  next_ = scenario_.first_at(in_round);
   auto states = states_before(scenario_, next_, {.again = round_ > 0, .forget_to = played});
   catching_up_.assign(std::move_iterator(states.begin()), std::move_iterator(states.end()));
   jumped_ = now;

@@ -6,7 +6,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <ranges>
 #include <utility>
 
 #include "hub/base/concat.h"

@@ -16,7 +16,6 @@
 #include "hub/base/concat.h"
 #include "hub/base/diagnostic.h"
 #include "hub/base/input_error.h"
-#include "hub/base/unix_socket.h"
 #include "hub/commands/commands.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/scenario_file.h"
@@ -93,12 +92,13 @@ class ExitAtEnd final : public Party {
   Time next_look_{};
 };
 
-/// Beside the socket of the clients, if its name leaves room.
+/// Beside the socket of the clients. That is what counts: where there can be no other one, the hub does without.
 void listen_for_control(Server& server, const std::string& path, Voice& voice) {
-  if (const std::string beside = control_path_of(path); beside.size() <= UnixAddress::longest_path) {
-    return server.control_from(listen_at(beside));
+  try {
+    server.control_from(listen_at(control_path_of(path)));
+  } catch (const InputError& error) {
+    voice.say(About::itself, concat(error.what(), "; nobody can control this hub"));
   }
-  voice.say(About::itself, concat("the path is too long for a control socket beside it: nobody can control this hub"));
 }
 
 void serve_shared(const ServeOptions& options) {

@@ -86,6 +86,12 @@ class ControlTest(EndToEndTest):
             self.order("status")
         self.stop(hub)
 
+    def test_hub_that_cannot_be_controlled(self):
+        pathlib.Path("hub.sock.control").touch()
+        hub = self.serve(SCENARIO)
+        hub.says("kelvane-hub: hub.sock.control: expected a free path or a socket, found a file; nobody can control this hub")
+        self.stop(hub)
+
     def test_scenario_for_each_first_client_and_end(self):
         steps = SENSORS + SCENARIO.partition(SENSORS)[2].replace("1000", "0.5")
         pathlib.Path("short.textproto").write_text(steps)

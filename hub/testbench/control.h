@@ -32,8 +32,8 @@ class Control {
 
  private:
   struct Answer {
-    std::string values;      // one line, without "OK"
-    std::string lines = "";  // before it; each with its newline
+    std::string values;   // one line, without "OK"
+    std::string lines{};  // before it; each with its newline
   };
 
   // One function a command.

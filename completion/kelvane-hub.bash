@@ -52,6 +52,23 @@ _kelvane_hub_program() {
   fi
 }
 
+# _kelvane_hub_orders PROGRAM CUR [SOCKET [COMMAND]]: what the hub at SOCKET says that it takes next.
+_kelvane_hub_orders() {
+  local program=${1/#\~/$HOME} cur=$2 line words=()
+  case $#:$4 in
+    2:) _kelvane_hub_files "$cur" ;;
+    3: | 4:help)
+      while read -r line; do words+=("${line%% *}"); done < <("$program" control "$3" help 2>/dev/null)
+      compgen -W "${words[*]%OK}" -- "$cur"
+      ;;
+    4:set)
+      compopt -o nospace
+      compgen -W "$("$program" control "$3" help set 2>/dev/null | grep '=$') cell= sub=" -- "$cur"
+      ;;
+    4:record) _kelvane_hub_files "$cur" textproto ;;
+  esac
+}
+
 _kelvane_hub() {
   local cur=${COMP_WORDS[COMP_CWORD]} prev=${COMP_WORDS[COMP_CWORD - 1]}
   # --option=value is three words.
@@ -60,9 +77,10 @@ _kelvane_hub() {
   elif [[ $prev == = ]]; then
     prev=${COMP_WORDS[COMP_CWORD - 2]}
   fi
-  local word i command=
+  local word i command= orders=()
   for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
-    [[ $word == -* ]] || { command=$word && break; }
+    [[ -z $command ]] || orders+=("$word")
+    [[ -n $command || $word == -* ]] || command=$word
   done
   # Behind -- stands another program's command line.
   for ((i = 2; i < COMP_CWORD; ++i)); do
@@ -90,6 +108,9 @@ _kelvane_hub() {
     mapfile -t COMPREPLY < <(compgen -W "${options[*]}" -- "$cur")
   elif [[ -z $kind && -z $command ]]; then
     mapfile -t COMPREPLY < <(compgen -W "${commands[*]}" -- "$cur")
+  elif [[ $command == control ]]; then
+    [[ ${COMP_WORDS[COMP_CWORD]} == = || ${COMP_WORDS[COMP_CWORD - 1]} == = ]] ||
+      mapfile -t COMPREPLY < <(_kelvane_hub_orders "$1" "$cur" "${orders[@]:0:2}")
   else
     compopt -o filenames
     mapfile -t COMPREPLY < <(_kelvane_hub_values "$command" "${kind:-$positional}" "$cur")

@@ -86,11 +86,38 @@ void add_serve(CLI::App& app, ServeOptions& options) {
   add_seed(*command, options.seed)->envname("KELVANE_HUB_SEED");
   command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported")
       ->envname("KELVANE_HUB_EXPLAIN");
+  command->add_flag("--restart", options.restarts,
+                    "Begin the scenario anew for each client that comes when none is left");
+  command->add_flag("--exit-at-end", options.exits_at_end,
+                    "End when the scenario is over and clients have taken all of it");
   command->callback([listen, &options] {
     // One of the two: connections come through a socket, or from the process that has started this one.
     listen->required(options.control_fd == -1);
     if (options.listen.empty() == (options.control_fd == -1)) throw CLI::RequiredError(listen->get_name());
     serve(options);
+  });
+}
+
+void add_control(CLI::App& app, ControlOptions& options, int& status) {
+  auto* command = app.add_subcommand("control", "Give commands to a running hub");
+  command->footer(
+      "Examples:\n"
+      "  kelvane-hub control $KELVANE_HUB_SOCKET set rsrp=-105\n"
+      "  kelvane-hub control $KELVANE_HUB_SOCKET help\n\n"
+      "Without a command, reads commands from standard input, a line each. Exit status: 0 all were carried out; 1 one "
+      "was\n"
+      "not; 2 the hub cannot be reached.\n");
+  command->add_option("socket", options.socket, "What serve --listen was given, or KELVANE_HUB_CONTROL is")
+      ->type_name("SOCKET")
+      ->required();
+  command->add_option("command", options.command, "Command to give, with its values; help lists them all")
+      ->type_name("COMMAND");
+  command->positionals_at_end()->callback([&options, &status] {
+    try {
+      status = control(options) ? 0 : 1;
+    } catch (const InputError& error) {
+      throw UsageError(error.what());
+    }
   });
 }
 
@@ -278,6 +305,7 @@ int run_command(int argc, char** argv) {
   app.require_subcommand(1);
   int status = 0;
   ServeOptions serve_options;
+  ControlOptions control_options;
   RunOptions run_options;
   run_options.program = cut_program(argc, argv);
   ImportOptions import_options;
@@ -285,6 +313,7 @@ int run_command(int argc, char** argv) {
   PlotOptions plot_options;
   CheckOptions check_options;
   add_serve(app, serve_options);
+  add_control(app, control_options, status);
   add_run(app, run_options, status);
   add_check(app, check_options);
   add_import(app, import_options);

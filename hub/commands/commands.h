@@ -16,6 +16,13 @@ struct ServeOptions {
   double speed = 1;      // 0.01 to 10000
   bool explain = false;
   std::optional<std::uint64_t> seed;  // of faults; absent: the scenario's
+  bool restarts = false;              // the scenario, for each first client
+  bool exits_at_end = false;          // of the scenario
+};
+
+struct ControlOptions {
+  std::string socket;                // of clients, or the one beside it
+  std::vector<std::string> command;  // none: commands come from standard input
 };
 
 struct RunOptions {
@@ -62,6 +69,10 @@ struct PlotOptions {
 
 /// Serves until a signal ends it, or until the process that hands over connections has gone.
 void serve(const ServeOptions& options);
+
+/// Gives commands to a running hub, and says on standard output what it answers. Returns whether all were carried out.
+/// Throws InputError if the hub cannot be reached.
+bool control(const ControlOptions& options);
 
 /// Plays a scenario to a program, which it starts and stops, and judges it. Returns whether all was as expected. Throws
 /// what keeps it from being run.

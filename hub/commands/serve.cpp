@@ -83,6 +83,10 @@ Judge::Tell teller(Voice& voice) {
   };
 }
 
+std::function<void(const std::string& line)> sayer(Voice& voice) {
+  return [&voice](const std::string& line) { voice.say(About::itself, line); };
+}
+
 /// Waits until standard output takes a line. Returns false if a signal comes first.
 bool can_print(const UniqueFd& signals) {
   pollfd ready[] = {{STDOUT_FILENO, POLLOUT, 0}, {signals.get(), POLLIN, 0}};
@@ -90,13 +94,55 @@ bool can_print(const UniqueFd& signals) {
   return ready[1].revents == 0;
 }
 
+/// Ends a hub when its scenario is over and the clients have taken what was for them, or have had their time for it.
+class ExitAtEnd final : public Party {
+ public:
+  /// Both outlive this object.
+  ExitAtEnd(Server& server, const Performance& performance) : server_(server), performance_(performance) {}
+
+  std::optional<Time> next_due() const override {
+    return performance_.is_over() ? std::optional(next_look_) : std::nullopt;
+  }
+
+  void advance(Time now) override {
+    constexpr Time pause = std::chrono::milliseconds(1);
+    constexpr Time patience = std::chrono::seconds(10);
+    if (!performance_.is_over()) return over_.reset();
+    if (!over_) over_ = now;
+    if (now < next_look_) return;
+    next_look_ = now + pause;
+    if (server_.is_all_taken() || now - *over_ > patience) server_.stop(Outcome::finished);
+  }
+
+ private:
+  Server& server_;
+  const Performance& performance_;
+  std::optional<Time> over_;  // since when
+  Time next_look_{};
+};
+
+/// Beside the socket of the clients. That is what counts: where there can be no other one, the hub does without.
+void listen_for_control(Server& server, const std::string& path, Voice& voice) {
+  try {
+    server.control_from(listen_at(control_path_of(path), sayer(voice)));
+  } catch (const InputError& error) {
+    voice.say(About::itself, concat(error.what(), "; nobody can control this hub"));
+  }
+}
+
 void serve_shared(const ServeOptions& options) {
   PackedScenario played = load(options);
+  if (options.exits_at_end && played.head().has_repeat_after()) {
+    throw InputError("--exit-at-end: expected a scenario that ends, found one that begins anew (repeat_after)");
+  }
   const UniqueFd signals = take_over_signals();
   Voice voice;
-  auto source = listen_at(options.listen, [&voice](const std::string& line) { voice.say(About::itself, line); });
-  Server server({options.explain, true}, voice, signals, std::move(source));
-  server.play(std::move(played), {options.speed, {}}, teller(voice), options.seed);
+  Server server({options.explain, true}, voice, signals, listen_at(options.listen, sayer(voice)));
+  listen_for_control(server, options.listen, voice);
+  if (options.restarts) server.restart_for_each_first();
+  const Performance& performance = server.play(std::move(played), {options.speed, {}}, teller(voice), options.seed);
+  ExitAtEnd end(server, performance);
+  if (options.exits_at_end) server.add(end);
   if (!can_print(signals)) return;
   write_output("kelvane-hub: listening on " + options.listen + "\n", "-");
   server.run();
@@ -129,6 +175,8 @@ void serve_private(const ServeOptions& options, std::unique_ptr<Voice>& voice) {
   const UnlessLoading at_end(loading, voice);
   // The standard error is the client's, too, and its own lines are the first that count there.
   Server server({options.explain, options.explain}, *voice, signals, connections_from(UniqueFd(options.control_fd)));
+  const char* const control = std::getenv("KELVANE_HUB_CONTROL");
+  if (control != nullptr && *control != '\0') server.control_from(listen_at(control, sayer(*voice)));
   const Judge::Tell tell = options.explain ? teller(*voice) : [](const TestPoint&) {};
   server.once_readable(loading.descriptor(), [&] {
     server.play(loading.get(), {options.speed, {}}, tell, options.seed);

@@ -1,5 +1,7 @@
 #include "hub/scenario/packed_scenario.h"
 
+#include <algorithm>
+
 #include "hub/scenario/step.h"
 
 namespace kelvane_hub {
@@ -16,6 +18,10 @@ scenario_step PackedScenario::step(std::size_t index) const {
   scenario_step unpacked;
   (void)unpacked.ParseFromArray(bytes_.data() + begin, static_cast<int>(steps_[index].end - begin));
   return unpacked;
+}
+
+std::size_t PackedScenario::first_at(double seconds) const {
+  return static_cast<std::size_t>(std::ranges::lower_bound(steps_, seconds, {}, &Step::at) - steps_.begin());
 }
 
 std::string PackedScenario::data_type_of(suid sensor) const {

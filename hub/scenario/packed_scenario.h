@@ -34,6 +34,9 @@ class PackedScenario {
   /// Seconds at which the step happens, at once.
   double time_of(std::size_t index) const { return steps_[index].at; }
 
+  /// The first step at so many seconds or later; steps_size() if there is none.
+  std::size_t first_at(double seconds) const;
+
   /// Of the last step; 0 if there is none.
   double last_time() const { return steps_.empty() ? 0 : steps_.back().at; }
 

@@ -18,7 +18,8 @@ class StepSource {
  public:
   virtual ~StepSource() = default;
 
-  /// Scenario time begins; before, it stands still at 0 and nothing is due. To be called once.
+  /// Scenario time begins; before, it stands still at 0 and nothing is due. To be called once, and
+  /// anew after rewind().
   virtual void start(Time now) = 0;
   virtual bool started() const = 0;
 
@@ -31,8 +32,15 @@ class StepSource {
   /// Whether all steps were taken and none follows.
   virtual bool ended() const = 0;
 
+  /// Back to before the start, and to the first step.
+  virtual void rewind() = 0;
+
   /// Scenario time at `now`, which is not before the start; it goes on over repetitions.
   virtual ScenarioTime at(Time now) const = 0;
+
+  /// When it will be that time, or was; none if that cannot be told, since scenario time stands still before it or
+  /// follows the steps.
+  virtual std::optional<Time> when(ScenarioTime time) const = 0;
 };
 
 }  // namespace kelvane_hub

@@ -59,6 +59,9 @@ class Clients final : public Delivery, public Sessions, public Party {
   /// Whether nothing waits, neither here nor between the hub and its clients.
   bool is_all_taken() const;
 
+  /// Whether nobody is connected.
+  bool is_empty() const { return clients_.empty(); }
+
   std::optional<Time> next_due() const override;
   void advance(Time now) override;
 

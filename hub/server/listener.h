@@ -37,6 +37,9 @@ class ConnectionSource {
 /// InputError.
 std::unique_ptr<ConnectionSource> listen_at(const std::string& path, std::function<void(const std::string& line)> say);
 
+/// Where those who control the hub at `path` connect to.
+inline std::string control_path_of(const std::string& path) { return path + ".control"; }
+
 /// Connections handed over through `control` by the process that started this one; dries up when that ends.
 std::unique_ptr<ConnectionSource> connections_from(UniqueFd control);
 

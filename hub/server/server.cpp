@@ -48,6 +48,7 @@ Performance& Server::play(PackedScenario played, Pace pace, Judge::Tell tell, st
   }
   if (talk_.announce) simulator.watch(announcer_);
   greet_due_.reset();
+  if (controllers_) control_.emplace(*performance_, [this] { loop_.stop(Outcome::signalled); });
   clients_.release();
   return *performance_;
 }
@@ -59,12 +60,28 @@ void Server::explain_faults() {
   voice_.say(About::explanations, concat("faults are drawn with seed ", faults.seed()));
 }
 
+void Server::control_from(std::unique_ptr<ConnectionSource> source) {
+  const auto answer = [this](const std::string& line, Time now) -> std::string {
+    if (control_) return control_->answer(line, now);
+    return "KO: expected a scenario that is loaded, found one that still is being loaded\n";
+  };
+  controllers_.emplace(loop_, std::move(source), answer, voice_);
+  loop_.add(*controllers_);
+}
+
+/// Whether somebody has been there, and nobody is.
+bool Server::is_deserted() const {
+  return restarts_ && performance_ && performance_->timeline().started() && clients_.is_empty();
+}
+
 std::optional<Time> Server::next_due() const {
+  if (is_deserted()) return Time::zero();
   const auto next = earlier(clients_.next_due(), performance_ ? performance_->next_due() : std::nullopt);
   return earlier(greet_due_, next);
 }
 
 void Server::advance(Time now) {
+  if (is_deserted()) performance_->await_first_client(now);
   // What is overdue happens before whoever asks is answered.
   if (performance_) performance_->advance(now);
   if (greet_due_ && *greet_due_ <= now) {
@@ -88,6 +105,7 @@ void Server::on_request(const Link& from, const std::string& envelope, Time now)
 
 void Server::on_end(SessionId session) {
   if (performance_) performance_->end_session(session);
+  if (control_) control_->end_session(session);
 }
 
 }  // namespace kelvane_hub

@@ -8,9 +8,11 @@
 #include <string>
 
 #include "hub/server/clients.h"
+#include "hub/server/controllers.h"
 #include "hub/server/loop.h"
 #include "hub/server/voice.h"
 #include "hub/testbench/announcer.h"
+#include "hub/testbench/control.h"
 #include "hub/testbench/explainer.h"
 #include "hub/testbench/laggard.h"
 #include "hub/testbench/performance.h"
@@ -43,6 +45,12 @@ class Server final : SessionHandler, Party {
   /// the server's.
   Performance& play(PackedScenario played, Pace pace, Judge::Tell tell, std::optional<std::uint64_t> seed = {});
 
+  /// From now on takes orders from those who come through `source`. To be called once, before play().
+  void control_from(std::unique_ptr<ConnectionSource> source);
+
+  /// From now on, whenever the last client has gone, the scenario waits for the first configuration anew.
+  void restart_for_each_first() { restarts_ = true; }
+
   /// Calls `action` once, during run(), when `descriptor`, which the caller keeps open, can be read. What it throws
   /// ends run().
   void once_readable(int descriptor, std::function<void()> action);
@@ -69,13 +77,17 @@ class Server final : SessionHandler, Party {
   // What was overdue has happened: the loop advances its parties first.
   void on_request(const Link& from, const std::string& envelope, Time now) override;
   void on_end(SessionId session) override;
+  bool is_deserted() const;
 
   std::optional<Time> greet_due_;
   const Talk talk_;
   Voice& voice_;
   Loop loop_;
   Clients clients_;
+  bool restarts_ = false;
   std::optional<Performance> performance_;  // none before there is a scenario
+  std::optional<Controllers> controllers_;  // none if nobody may give orders
+  std::optional<Control> control_;          // if both are there
   Explainer explainer_;
   Announcer announcer_;
   Laggard laggard_;

@@ -90,6 +90,31 @@ void Playback::start(Time now) {
   for (Turn turn(outbox_); starting_ && turn.goes_on();) play_next(now, now);
 }
 
+bool Playback::is_registered(const UseKey& key, std::uint32_t msg_id) const {
+  const auto audience = registered_.find(msg_id);
+  return audience != registered_.end() && audience->second.contains(key);
+}
+
+void Playback::note_jump(ScenarioTime by) {
+  for (auto& [key, use] : uses_) {
+    for (auto& [sub, filter] : use.filters) filter.note_jump(by);
+  }
+  outbox_.watchers().on_jump(by);
+}
+
+void Playback::restart(Time now) {
+  source_.rewind();
+  starting_.reset();
+  behind_.reset();
+  end_told_ = false;
+  for (auto& [sub, state] : modem_) state = {};
+  for (auto& [key, use] : uses_) {
+    for (auto& [sub, filter] : use.filters) filter.forget_told();
+  }
+  outbox_.watchers().on_rewind();
+  if (!configured_.empty()) start(now);
+}
+
 /// After each step, and before the first; the source may come to its end later.
 void Playback::note_progress(Time now) {
   if (starting_ && source_.next_due() != starting_) complete_start(now);

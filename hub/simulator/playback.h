@@ -23,6 +23,22 @@ class Playback final : public Party {
 
   const Modem& modem() const { return modem_; }
 
+  /// What sessions have asked for, each of each sensor.
+  const std::map<UseKey, SensorUse>& uses() const { return uses_; }
+
+  /// Whether it was said with register_for().
+  bool is_registered(const UseKey& key, std::uint32_t msg_id) const;
+
+  /// The step happens now, whatever the source says.
+  void apply(const scenario_step& step, Time now) { play(step, now); }
+
+  /// Scenario time has jumped, so that no time has passed.
+  void note_jump(ScenarioTime by);
+
+  /// Back to before the first configuration, with the source and a modem that has no state; if a session has configured
+  /// a sensor, the scenario begins at once.
+  void restart(Time now);
+
   /// From now on changes of the cells of its subscription are told as `config`, an accepted one, says.
   void set_thresholds(const Link& link, mox_wwan_signal_strength_config config);
 

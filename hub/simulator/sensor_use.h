@@ -30,7 +30,17 @@ class ChangeFilter {
   /// Whether the session is told of `cells`, which have just changed.
   CellDecision decide(const Cells& cells, ScenarioTime now) const;
 
+  const mox_wwan_signal_strength_config& config() const { return config_; }
+
   void note_told(SharedCells cells, ScenarioTime now) { last_ = Told{std::move(cells), now}; }
+
+  /// What was told is as old as before though scenario time has jumped.
+  void note_jump(ScenarioTime by) {
+    if (last_) last_->time += by;
+  }
+
+  /// As if nothing had been told.
+  void forget_told() { last_.reset(); }
 
  private:
   struct Told {

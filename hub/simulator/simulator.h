@@ -37,6 +37,18 @@ class Simulator final : public Party {
 
   /// Answers a request with that error, instead.
   void refuse(const Link& from, HubError error, Time now);
+  /// The step happens now, as if the source had handed it out.
+  void apply(const scenario_step& step, Time now) { playback_.apply(step, now); }
+
+  /// What is known of the modem, and of what sessions have asked for.
+  const Playback& playback() const { return playback_; }
+
+  /// The source has jumped in scenario time; no time has passed.
+  void note_jump(ScenarioTime by) { playback_.note_jump(by); }
+
+  /// Everything begins anew, the source and the modem's state; what sessions have asked for stays. Scenario time begins
+  /// at once if one has configured a sensor.
+  void restart(Time now) { playback_.restart(now); }
 
   /// Nothing is delivered to the session any more.
   void end_session(SessionId session);

@@ -22,6 +22,14 @@ void Watchers::on_step(const scenario_step& step, Time now) {
   for (Watcher* const watcher : all_) watcher->on_step(step, now);
 }
 
+void Watchers::on_jump(ScenarioTime by) {
+  for (Watcher* const watcher : all_) watcher->on_jump(by);
+}
+
+void Watchers::on_rewind() {
+  for (Watcher* const watcher : all_) watcher->on_rewind();
+}
+
 void Watchers::on_end() {
   for (Watcher* const watcher : all_) watcher->on_end();
 }

@@ -58,6 +58,12 @@ class Watcher {
   /// A step happens now.
   virtual void on_step(const scenario_step& /*step*/, Time /*now*/) {}
 
+  /// Scenario time has jumped forward by so much, or back; no time has passed.
+  virtual void on_jump(ScenarioTime /*by*/) {}
+
+  /// The scenario is back at its beginning, and the modem's state is forgotten.
+  virtual void on_rewind() {}
+
   /// The last step of a scenario that does not begin anew has happened; the modem's state stays as it is.
   virtual void on_end() {}
 
@@ -81,6 +87,8 @@ class Watchers final : public Watcher {
   void on_decision(const Link& to, std::uint32_t sub, const CellDecision& decision, ScenarioTime time) override;
   void on_refusal(const Link& to, const std::string& explanation) override;
   void on_step(const scenario_step& step, Time now) override;
+  void on_jump(ScenarioTime by) override;
+  void on_rewind() override;
   void on_end() override;
   void on_behind(Time late) override;
   void on_fault(const FaultReport& report) override;

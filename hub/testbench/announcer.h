@@ -14,6 +14,7 @@ class Announcer final : public Watcher {
   explicit Announcer(Say say) : say_(std::move(say)) {}
 
   void on_step(const scenario_step& step, Time now) override;
+  void on_rewind() override { steps_ = 0; }
   void on_end() override;
 
  private:

@@ -89,10 +89,30 @@ void Judge::on_request(const Link& from, const std::string& envelope, Time now) 
 void Judge::on_step(const scenario_step& step, Time now) {
   auto opened = point_of(step);
   if (!opened) return;
-  const double speed = opened->waits ? 1 : clock_speed();
-  opened->due = now + real_time(opened->expected.within() / speed);
+  // Where steps follow at once, clients have the seconds that are given.
+  const double within = opened->expected.within();
+  if (opened->waits || speed_ == Pace::at_once) opened->due = now + real_time(within);
+  opened->until = time_.at(now) + ScenarioTime(within);
   open(*std::move(opened));
 }
+
+void Judge::on_jump(ScenarioTime by) {
+  for (Open& open : open_) open.until += by;
+}
+
+void Judge::on_rewind() {
+  open_.clear();
+  reached_ = 0;
+}
+
+void Judge::forget_requests() {
+  seen_.clear();
+  seen_bytes_ = 0;
+  configured_.clear();
+}
+
+/// None while scenario time stands still.
+std::optional<Time> Judge::due_of(const Open& open) const { return open.due ? open.due : time_.when(open.until); }
 
 /// What the step has to be decided; none if it has nothing.
 std::optional<Judge::Open> Judge::point_of(const scenario_step& step) {
@@ -166,12 +186,15 @@ void Judge::decide_all(bool is_over) {
 
 std::optional<Time> Judge::next_due() const {
   std::optional<Time> due;
-  for (const Open& open : open_) due = earlier(due, open.due);
+  for (const Open& open : open_) due = earlier(due, due_of(open));
   return due;
 }
 
 void Judge::advance(Time now) {
-  std::erase_if(open_, [&](const Open& open) { return open.due <= now && decide(open, true); });
+  std::erase_if(open_, [&](const Open& open) {
+    const auto due = due_of(open);
+    return due && *due <= now && decide(open, true);
+  });
 }
 
 bool Judge::is_waiting() const { return std::ranges::any_of(open_, &Open::waits); }

@@ -33,6 +33,11 @@ class Judge final : public Watcher, public Party {
 
   void on_request(const Link& from, const std::string& envelope, Time now) override;
   void on_step(const scenario_step& step, Time now) override;
+  void on_jump(ScenarioTime by) override;
+  void on_rewind() override;
+
+  /// As if no client had asked for anything.
+  void forget_requests();
 
   std::optional<Time> next_due() const override;
   void advance(Time now) override;
@@ -58,7 +63,8 @@ class Judge final : public Watcher, public Party {
   struct Open {
     std::string name;
     ScenarioTime at{};
-    Time due{};
+    ScenarioTime until{};     // none if `due` counts
+    std::optional<Time> due;  // whatever scenario time does
     bool waits = false;
     scenario_expectation expected;  // of a step that waits likewise
     std::size_t clients = 0;
@@ -67,6 +73,7 @@ class Judge final : public Watcher, public Party {
   };
 
   double clock_speed() const;
+  std::optional<Time> due_of(const Open& open) const;
   static std::optional<Open> point_of(const scenario_step& step);
   void open(Open opened);
   static void count(Open& open, const SeenRequest& seen);

@@ -13,6 +13,17 @@ Performance::Performance(PackedScenario played, Pace pace, Delivery& delivery, J
   simulator_.watch(judge_);
 }
 
+void Performance::seek(double seconds, Time now) {
+  const ScenarioTime before = timeline_.at(now);
+  timeline_.seek(seconds, now);
+  simulator_.note_jump(timeline_.at(now) - before);
+}
+
+void Performance::await_first_client(Time now) {
+  judge_.forget_requests();
+  restart(now);
+}
+
 std::optional<Time> Performance::next_due() const {
   // What was waited for has come.
   if (timeline_.is_held() && !judge_.is_waiting()) return Time::zero();

@@ -29,8 +29,10 @@ class Performance final : public Party, RequestTaker {
   Performance& operator=(const Performance&) = delete;
 
   Simulator& simulator() { return simulator_; }
+  const Simulator& simulator() const { return simulator_; }
   Judge& judge() { return judge_; }
   Faults& faults() { return faults_; }
+  Timeline& timeline() { return timeline_; }
   const Timeline& timeline() const { return timeline_; }
   const PackedScenario& played() const { return played_; }
 
@@ -46,6 +48,16 @@ class Performance final : public Party, RequestTaker {
 
   /// Seconds of the clock that it waits for clients at most, beside its length.
   double longest_wait() const { return judge_.longest_wait(); }
+
+  /// Scenario time becomes `seconds`, as Timeline::seek() has it. That takes no time: what was told before is as old,
+  /// and what is expected may take as long, as if scenario time had not jumped.
+  void seek(double seconds, Time now);
+
+  /// Everything begins anew: at once, or with the first configuration of a sensor if no session has configured one.
+  void restart(Time now) { simulator_.restart(now); }
+
+  /// The same for clients to come, when nobody is left: what was asked for counts no more.
+  void await_first_client(Time now);
 
   std::optional<Time> next_due() const override;
   void advance(Time now) override;

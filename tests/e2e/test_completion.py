@@ -27,6 +27,11 @@ complete "$@"
 """
 
 
+# What is offered behind the socket.
+ZSH_ORDERS = ZSH.replace("complete \"$@\"", 'compadd() { shift ${@[(i)--]}; print -rl -- "$@" }\n'
+                         'source $ZSH_ARGZERO >/dev/null; program=$1; shift; words=("$@") CURRENT=$#; _kelvane-hub_orders')
+
+
 def offered(*command):
     done = subprocess.run(command, capture_output=True, text=True, check=True, timeout=60)
     if done.stderr:
@@ -40,6 +45,10 @@ def bash(program, *words):
 
 def zsh(*words):
     return offered("zsh", "-f", "-c", ZSH, COMPLETION / "_kelvane-hub", HUB, *words)
+
+
+def zsh_orders(*words):
+    return offered("zsh", "-f", "-c", ZSH_ORDERS, COMPLETION / "_kelvane-hub", HUB, *words)
 
 
 class CompletionTest(EndToEndTest):
@@ -72,6 +81,18 @@ class CompletionTest(EndToEndTest):
             shown = bash("kelvane-hub", HUB, "run", *words.split(" "))
             self.assertEqual(expected, [word for word in shown if "/" not in word] if expected else None, words)
             self.assertTrue(expected or "awk" in shown)
+
+    def test_orders(self):
+        hub = self.serve("steps { at: 0 cells { cells { cell_type: 3 lte {} } } }")
+        self.hub_command("control", "hub.sock", "step", "cells { cells { cell_type: 3 lte {} } }")
+        orders = re.findall(r"^([a-z]+) ", self.hub_command("control", "hub.sock", "help")[1], re.M)
+        self.assertIn("set", orders)
+        self.assertEqual(orders, bash("kelvane-hub", HUB, "control", "hub.sock", ""))
+        self.assertEqual(["rsrp=", "rsrq=", "rssnr="], bash("kelvane-hub", HUB, "control", "hub.sock", "set", "rs"))
+        if shutil.which("zsh"):
+            self.assertEqual(orders, zsh_orders("control", "hub.sock", ""))
+            self.assertIn("rsrp=", zsh_orders("control", "hub.sock", "set", "rs"))
+        self.stop(hub)
 
     @unittest.skipUnless(shutil.which("zsh"), "there is no zsh")
     def test_zsh(self):

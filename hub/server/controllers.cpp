@@ -1,0 +1,147 @@
+#include "hub/server/controllers.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <utility>
+
+#include "hub/base/concat.h"
+
+namespace kelvane_hub {
+namespace {
+
+constexpr std::size_t most_controllers = 16;
+constexpr std::size_t longest_line = std::size_t{64} << 10;
+
+// In one turn, so that others get theirs.
+constexpr int most_lines = 16;
+constexpr std::size_t most_written = std::size_t{1} << 20;
+
+// Of one with more than this waiting no line is taken.
+constexpr std::size_t deaf_from = std::size_t{64} << 10;
+
+constexpr Time door_time = std::chrono::seconds(1);
+
+}  // namespace
+
+bool Controllers::Controller::is_deaf() const { return unsent.size() >= deaf_from; }
+
+Controllers::Controllers(Loop& loop, std::unique_ptr<ConnectionSource> source, Answer answer, Voice& voice)
+    : loop_(loop),
+      source_(std::move(source)),
+      answer_(std::move(answer)),
+      voice_(voice),
+      door_(loop.add(source_->descriptor(), [this](bool, bool, Time now) { take_connection(now); })) {
+  loop_.at_end_of_turn([this] { settle(); });
+}
+
+void Controllers::take_connection(Time now) {
+  Arrival came = source_->accept();
+  if (!came.complaint.empty()) voice_.say(About::clients, came.complaint);
+  if (came.no_room) {
+    door_due_ = now + door_time;
+    open_door(false);
+  }
+  if (!came.connection) return;
+  const int socket = came.connection.get();
+  (void)fcntl(socket, F_SETFL, fcntl(socket, F_GETFL) | O_NONBLOCK);
+  const std::uint64_t number = ++last_;
+  const auto entry = loop_.add(socket, [this, number](bool readable, bool writable, Time time) {
+    Controller& controller = controllers_.at(number);
+    if (writable) write(controller);
+    // What can be read though nobody waits for that is the end.
+    if (readable && !controller.interest.read) controller.is_gone = true;
+    if (readable && controller.interest.read) read(controller);
+    take_lines(controller, time);
+  });
+  controllers_.try_emplace(number, Controller{std::move(came.connection), entry});
+  if (controllers_.size() == most_controllers) open_door(false);
+}
+
+void Controllers::open_door(bool is_open) { loop_.want(door_, {.read = is_open, .write = false}); }
+
+void Controllers::read(Controller& controller) {
+  std::array<char, 16384> buffer;
+  const ssize_t received = recv(controller.socket.get(), buffer.data(), buffer.size(), 0);
+  if (received == -1 && (errno == EAGAIN || errno == EINTR)) return;
+  if (received == -1) controller.is_gone = true;
+  if (received <= 0) {
+    controller.is_last = true;
+    // The last line may lack its end.
+    if (!controller.unread.empty() && !controller.unread.ends_with('\n')) controller.unread += '\n';
+    return;
+  }
+  controller.unread.append(buffer.data(), static_cast<std::size_t>(received));
+}
+
+void Controllers::take_lines(Controller& controller, Time now) {
+  for (int taken = 0; taken < most_lines && !controller.is_deaf() && !controller.is_gone; ++taken) {
+    const std::size_t end = controller.unread.find('\n');
+    if (std::min(end, controller.unread.size()) > longest_line) {
+      controller.unsent += concat("KO: expected a line of at most ", longest_line, " bytes, found a longer one\n");
+      controller.unread.clear();
+      controller.is_last = true;
+    }
+    if (end == std::string::npos || controller.unread.empty()) return;
+    const std::string line = controller.unread.substr(0, end);
+    controller.unread.erase(0, end + 1);
+    controller.unsent += answer_(line, now);
+  }
+}
+
+void Controllers::write(Controller& controller) {
+  std::size_t written = 0;
+  while (written < std::min(controller.unsent.size(), most_written)) {
+    const std::size_t left = std::min(controller.unsent.size(), most_written) - written;
+    const ssize_t sent = ::send(controller.socket.get(), controller.unsent.data() + written, left, MSG_NOSIGNAL);
+    if (sent == -1 && errno == EINTR) continue;
+    if (sent == -1 && errno != EAGAIN) controller.is_gone = true;
+    if (sent == -1) break;
+    written += static_cast<std::size_t>(sent);
+  }
+  controller.unsent.erase(0, written);
+}
+
+std::optional<Time> Controllers::next_due() const {
+  const auto has_more = [](const auto& entry) { return entry.second.has_line() && !entry.second.is_deaf(); };
+  if (std::ranges::any_of(controllers_, has_more)) return Time::zero();
+  return door_due_;
+}
+
+void Controllers::advance(Time now) {
+  for (auto& [number, controller] : controllers_) {
+    if (controller.has_line()) take_lines(controller, now);
+  }
+  if (!door_due_ || *door_due_ > now) return;
+  door_due_.reset();
+  open_door(controllers_.size() < most_controllers);
+}
+
+void Controllers::settle() {
+  for (auto entry = controllers_.begin(); entry != controllers_.end();) {
+    if (settle(entry->second)) {
+      ++entry;
+      continue;
+    }
+    loop_.remove(entry->second.entry);
+    entry = controllers_.erase(entry);
+    if (!door_due_) open_door(true);
+  }
+}
+
+/// Returns whether it goes on.
+bool Controllers::settle(Controller& controller) {
+  // Whoever is waited for to take more is not tried in between.
+  if (!controller.interest.write) write(controller);
+  if (controller.is_gone || (controller.is_last && controller.unsent.empty() && !controller.has_line())) return false;
+  const bool hears = !controller.is_last && !controller.is_deaf() && !controller.has_line();
+  const Interest interest{.read = hears, .write = !controller.unsent.empty()};
+  if (interest != controller.interest) loop_.want(controller.entry, interest);
+  controller.interest = interest;
+  return true;
+}
+
+}  // namespace kelvane_hub

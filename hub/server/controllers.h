@@ -1,0 +1,65 @@
+// Those who give orders to a hub, each on a connection of its own.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "hub/server/listener.h"
+#include "hub/server/loop.h"
+#include "hub/server/voice.h"
+
+namespace kelvane_hub {
+
+/// Takes lines and writes answers, without ever waiting for anybody. Whoever does not take its answers is not heard
+/// before it does; whoever sends a line of more than 64 KiB is told so and let go. At most 16 at a time are connected;
+/// others wait.
+class Controllers final : public Party {
+ public:
+  /// What there is to say to a line, which comes without its newline: whole lines.
+  using Answer = std::function<std::string(const std::string& line, Time now)>;
+
+  /// `loop` and `voice` outlive this object.
+  Controllers(Loop& loop, std::unique_ptr<ConnectionSource> source, Answer answer, Voice& voice);
+
+  /// Those who have sent more lines than fit into a turn have more to be done.
+  std::optional<Time> next_due() const override;
+  void advance(Time now) override;
+
+ private:
+  struct Controller {
+    UniqueFd socket;
+    Loop::Entry entry;
+    Interest interest{};  // as the loop knows it
+    std::string unread{};
+    std::string unsent{};
+    bool is_last = false;  // nothing more comes
+    bool is_gone = false;
+
+    bool has_line() const { return unread.find('\n') != std::string::npos; }
+    bool is_deaf() const;
+  };
+
+  void take_connection(Time now);
+  void open_door(bool is_open);
+  void read(Controller& controller);
+  void take_lines(Controller& controller, Time now);
+  static void write(Controller& controller);
+  void settle();
+  bool settle(Controller& controller);
+
+  Loop& loop_;
+  std::unique_ptr<ConnectionSource> source_;
+  Answer answer_;
+  Voice& voice_;
+  const Loop::Entry door_;
+  std::optional<Time> door_due_;  // when to try again, if there were no descriptors left
+  std::uint64_t last_ = 0;
+  std::map<std::uint64_t, Controller> controllers_;
+};
+
+}  // namespace kelvane_hub

@@ -1,0 +1,90 @@
+#include "hub/testbench/orders.h"
+
+#include <algorithm>
+#include <charconv>
+#include <limits>
+#include <sstream>
+
+#include "hub/base/concat.h"
+#include "hub/base/input_error.h"
+
+namespace kelvane_hub {
+namespace {
+
+std::string_view trimmed(std::string_view text) {
+  constexpr std::string_view blanks = " \t\r";
+  const auto begin = text.find_first_not_of(blanks);
+  if (begin == std::string_view::npos) return {};
+  return text.substr(begin, text.find_last_not_of(blanks) - begin + 1);
+}
+
+bool is_value(const std::string& word) { return word.find('=') != std::string::npos; }
+
+template <class Number>
+Number parsed(std::string_view name, const std::string& word, Number lowest, Number highest) {
+  Number number{};
+  const char* const end = word.data() + word.size();
+  const auto [stop, error] = std::from_chars(word.data(), end, number);
+  // Not a number fails this comparison, too.
+  if (error == std::errc() && stop == end && number >= lowest && number <= highest) return number;
+  throw InputError(concat(name, ": expected a number from ", lowest, " to ", highest, ", found ", quoted(word)));
+}
+
+}  // namespace
+
+Orders::Orders(std::string_view text) : text_(trimmed(text)) {
+  if (text_.size() > 1 && text_.front() == '\'' && text_.back() == '\'') text_ = text_.substr(1, text_.size() - 2);
+  std::istringstream stream(text_);
+  for (std::string word; stream >> word;) words_.push_back(word);
+}
+
+std::string Orders::take_word(std::string_view what) {
+  const auto found = std::ranges::find_if_not(words_, is_value);
+  if (found == words_.end()) {
+    throw InputError(concat("expected ", what, ", found ", words_.empty() ? "none" : quoted(words_.front())));
+  }
+  std::string word = std::move(*found);
+  words_.erase(found);
+  return word;
+}
+
+std::optional<std::string> Orders::take(std::string_view name) {
+  std::optional<std::string> value;
+  const std::string begin = concat(name, "=");
+  std::erase_if(words_, [&](const std::string& word) {
+    if (!word.starts_with(begin)) return false;
+    value = word.substr(begin.size());
+    return true;
+  });
+  return value;
+}
+
+std::optional<std::uint32_t> Orders::take_number(std::string_view name) {
+  const auto value = take(name);
+  if (!value) return std::nullopt;
+  return parsed<std::uint32_t>(name, *value, 0, std::numeric_limits<std::uint32_t>::max());
+}
+
+std::vector<std::pair<std::string, std::string>> Orders::take_values() {
+  std::vector<std::pair<std::string, std::string>> values;
+  std::erase_if(words_, [&values](const std::string& word) {
+    if (!is_value(word)) return false;
+    values.emplace_back(word.substr(0, word.find('=')), word.substr(word.find('=') + 1));
+    return true;
+  });
+  return values;
+}
+
+void Orders::expect_none() const {
+  if (!words_.empty()) throw InputError(concat("expected nothing more, found ", quoted(words_.front())));
+}
+
+double number_in(std::string_view name, const std::string& word, double lowest, double highest) {
+  return parsed(name, word, lowest, highest);
+}
+
+std::int32_t whole_number_in(std::string_view name, const std::string& word) {
+  return parsed(name, word, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max());
+}
+
+}  // namespace kelvane_hub

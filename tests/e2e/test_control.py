@@ -1,0 +1,112 @@
+"""Orders to a running hub, and what its clients see of them."""
+
+import os
+import pathlib
+import re
+import socket
+
+from support import ATTRIBUTES, HUB, SENSORS, EndToEndTest, Program, read, until
+
+SCENARIO = SENSORS + """
+steps { at: 0 cells { cells { cell_type: 3 registered: true lte { signal_strength { rsrp: -90 } } } } }
+steps { at: 1000 cells { cells { cell_type: 3 registered: true lte { signal_strength { rsrp: -95 } } } } }
+steps { at: 1000 cells { sub: 1 } }
+"""
+
+
+def reports(name):
+    """All that the client says of its sensor in that file."""
+    return read(f"output/{name}").partition(ATTRIBUTES)[2]
+
+
+class ControlTest(EndToEndTest):
+
+    def order(self, *words, status=0, at="hub.sock"):
+        """What the hub answers; times are blotted out."""
+        done = self.hub_command("control", at, *words)
+        self.assertEqual((status, ""), done[::2], done)
+        return re.sub(r"\d+\.\d{3}", "#", done[1])
+
+    def client(self, name, **environment):
+        run = self.automation("operation=1", f"filename={name}", **environment)
+        self.wait_for_output("RSRP: -90", name)
+        return run
+
+    def test_live_changes_and_their_record(self):
+        hub = self.serve(SCENARIO)
+        shared = {"KELVANE_HUB_SOCKET": "hub.sock"}
+        first = self.client("first.txt", **shared)
+        self.assertEqual("OK at=# sub=0 cell=1 rsrp=-105\n", self.order("set", "rsrp=-105"))
+        self.wait_for_output("RSRP: -105", "first.txt")
+        self.assertEqual("OK at=# state=paused\n", self.order("pause"))
+        self.assertEqual("OK at=# steps=3 what=cells\n", self.order("next"))
+        self.wait_for_output("RSRP: -95", "first.txt")
+        self.assertEqual("OK at=# error=-5\n", self.order("error", "-5"))
+        self.assertEqual("scenario time # s, paused, speed 1, 3 steps\nall sessions: 3 requests, 7 events\n"
+                         "session 2: 2 requests, 6 events\nsession 2, wwan: configured for changes\nOK at=#\n",
+                         self.order("status"))
+        self.assertEqual("KO: speed: expected a number from 0.01 to 10000, found 'x'\n",
+                         self.order("speed", "x", status=1))
+        self.assertEqual("KO: expected a file to write, found none\n", self.order("record", status=1))
+        self.assertEqual("OK at=# steps=5\n", self.order("record", "record.textproto"))
+        self.assertEqual((0, ""), self.hub_command("check", "record.textproto")[::2])
+        self.stop(first)
+        self.order("quit")
+        self.assertEqual(0, hub.wait())
+        self.assertEqual([], [name for name in os.listdir() if name.startswith("hub.sock")])
+        again = self.client("again.txt", KELVANE_HUB_SCENARIO="record.textproto", KELVANE_HUB_SPEED="500")
+        until(lambda: "error event -5" in again.err, "the end of the record")
+        self.stop(again)
+        self.assertEqual(reports("first.txt"), reports("again.txt"))
+        self.assertEqual((2, "", "kelvane-hub control: no answer from the hub at hub.sock: No such file or directory\n"),
+                         self.hub_command("control", "hub.sock", "status"))
+
+    def test_private_hub_takes_orders_from_standard_input(self):
+        run = self.client("private.txt", KELVANE_HUB_CONTROL="own.sock", **self.playing(SCENARIO))
+        pathlib.Path("orders").write_text("# a comment\n\npause\nhalt\n  set rsrp=-111")
+        with open("orders", encoding="utf-8") as orders:
+            control = Program(self, [HUB, "control", "own.sock"], {}, stdin=orders)
+            self.assertEqual(1, control.wait())
+        self.assertRegex(control.out, r"^OK at=\S+ state=paused\nKO: expected set, .*\nOK at=\S+ sub=0 cell=1 rsrp=-111\n$")
+        self.wait_for_output("RSRP: -111", "private.txt")
+        self.stop(run)
+
+    def test_controller_that_reads_nothing_and_one_that_says_too_much(self):
+        hub = self.serve(SCENARIO)
+        with socket.socket(socket.AF_UNIX) as silent, socket.socket(socket.AF_UNIX) as talkative:
+            silent.connect("hub.sock.control")
+            silent.settimeout(1)
+            with self.assertRaises(TimeoutError):
+                while True:
+                    silent.send(b"help\n" * 1000)
+            talkative.connect("hub.sock.control")
+            talkative.sendall(b"x" * 70000)
+            self.assertEqual(b"KO: expected a line of at most 65536 bytes, found a longer one\n",
+                             talkative.makefile("rb").read())
+            self.order("status")
+        self.stop(hub)
+
+    def test_hub_that_cannot_be_controlled(self):
+        pathlib.Path("hub.sock.control").touch()
+        hub = self.serve(SCENARIO)
+        hub.says("kelvane-hub: hub.sock.control: expected a free path or a socket, found a file; nobody can control this hub")
+        self.stop(hub)
+
+    def test_scenario_for_each_first_client_and_end(self):
+        steps = SENSORS + SCENARIO.partition(SENSORS)[2].replace("1000", "0.5")
+        pathlib.Path("short.textproto").write_text(steps)
+        hub = Program(self, [HUB, "serve", "--listen", "hub.sock", "--scenario", "short.textproto", "--restart"], {})
+        until(lambda: hub.out, "the hub to listen")
+        for name in ("one.txt", "two.txt"):
+            run = self.client(name, KELVANE_HUB_SOCKET="hub.sock")
+            self.wait_for_output("RSRP: -95", name)
+            self.stop(run)
+        self.assertEqual(reports("one.txt"), reports("two.txt"))
+        self.assertEqual(2, hub.err.count("the scenario is over: 3 steps in 0.5 s"))
+        self.stop(hub)
+        hub = Program(self, [HUB, "serve", "--listen", "hub.sock", "--scenario", "short.textproto", "--exit-at-end"], {})
+        until(lambda: hub.out, "the hub to listen")
+        run = self.client("three.txt", KELVANE_HUB_SOCKET="hub.sock")
+        self.assertEqual(0, hub.wait())
+        self.wait_for_output("RSRP: -95", "three.txt")
+        self.stop(run)

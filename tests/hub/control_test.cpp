@@ -1,0 +1,188 @@
+// Orders to a hub at work, and what it answers, on a clock of the test's own.
+
+#include "hub/testbench/control.h"
+
+#include <gtest/gtest.h>
+
+#include "hub/messages/catalogue.h"
+#include "hub/scenario/scenario_file.h"
+#include "kelvane_api.pb.h"
+
+namespace kelvane_hub {
+namespace {
+
+constexpr suid on_change{1, 2};
+
+const std::string played =
+    "sensors { data_type: 'wwan' suid { suid_low: 1 suid_high: 2 } }"
+    "steps { at: 0 cells { cells { cell_type: 3 lte { signal_strength { rsrp: -90 } } }"
+    "                      cells { cell_type: 2 registered: true cdma { signal_strength { dbm: -80 } } } } }"
+    "steps { at: 10 voice_calls { calls { call_id: 1 call_state: 2 } } }"
+    "steps { at: 20 cells { cells { cell_type: 3 lte { signal_strength { rsrp: -95 } } } } }"
+    "steps { at: 30 raw { msg_id: 9 } }"
+    "steps { at: 40 cells { sub: 1 } }";
+
+class ControlTest : public testing::Test, public Delivery {
+ protected:
+  /// The id of each event, and the signal of the first cell.
+  void deliver(const Link&, const std::string& message) override {
+    sns_client_event_msg parsed;
+    ASSERT_TRUE(parsed.ParseFromString(message));
+    const auto& event = parsed.events(0);
+    told_ += std::to_string(event.msg_id());
+    Cells cells;
+    if (event.msg_id() == cells_event && cells.ParseFromString(event.payload()) && !cells.cells().empty()) {
+      told_ += "(" + std::to_string(cells.cells(0).lte().signal_strength().rsrp()) + ")";
+    }
+    told_ += " ";
+  }
+
+  void ask(std::uint32_t msg_id, const google::protobuf::Message& payload, Performance& asked) {
+    sns_client_request_msg request;
+    request.set_msg_id(msg_id);
+    request.mutable_request()->set_payload(payload.SerializeAsString());
+    asked.simulator().handle_request({1, on_change}, request.SerializeAsString(), now_);
+  }
+
+  void start(Performance& asked) {
+    mox_wwan_sensor_config calls;
+    calls.set_report_voice_calls(true);
+    ask(report_registration, calls, asked);
+    ask(on_change_config, sns_std_sensor_config(), asked);
+  }
+
+  void advance_to(int seconds, Performance& performed) {
+    now_ = std::chrono::seconds(seconds);
+    for (auto due = performed.next_due(); due && *due <= now_; due = performed.next_due()) performed.advance(*due);
+  }
+
+  std::string order(const std::string& line) { return control_.answer(line, now_); }
+  std::string told() { return std::exchange(told_, ""); }
+
+  /// Without sensors.
+  std::string recorded() {
+    const std::string text = order("record");
+    return text.substr(text.find("| steps"));
+  }
+
+  std::string told_;
+  Time now_{};
+  bool has_quit_ = false;
+  Performance performance_{parse_scenario(played, "test"), {}, *this, [](const TestPoint&) {}};
+  Control control_{performance_, [this] { has_quit_ = true; }};
+};
+
+TEST_F(ControlTest, OrdersAndAnswers) {
+  EXPECT_EQ("KO: expected a scenario that is under way, found one that waits for a client to configure a sensor\n",
+            order("next"));
+  start(performance_);
+  advance_to(2, performance_);
+  (void)told();
+  const struct {
+    const char* line;
+    const char* answer;
+    const char* told;
+  } cases[] = {
+      {"set rsrp=-105 cell=1 timestamp=7", "OK at=2.000 sub=0 cell=1 rsrp=-105 timestamp=7", "1281(-105) "},
+      {"set lte.signal_strength.rsrp= cell=1", "OK at=2.000 sub=0 cell=1 lte.signal_strength.rsrp=", "1281(0) "},
+      {" set  signal_strength.dbm=-81\r", "OK at=2.000 sub=0 cell=2 signal_strength.dbm=-81", "1281(0) "},
+      {"set dbm=-81", "KO: expected signal_strength.dbm or signal_strength_evdo.dbm, found 'dbm'", ""},
+      {"set rsrp=-1 rsrq=x cell=1", "KO: rsrq: expected a number from -2147483648 to 2147483647, or nothing, found 'x'",
+       ""},
+      {"set registered=2", "KO: registered: expected true or false, or nothing, found '2'", ""},
+      {"set", "KO: expected FIELD=VALUE, found none", ""},
+      {"set rsrp=1 cell=3", "KO: cell: expected a number from 1 to 2, found 3", ""},
+      {"set rsrp=1 sub=1", "KO: expected cells of subscription 1 to set, found none; a step can bring some", ""},
+      {"set rsrp=1 sub=2", "KO: sub: expected 0 or 1, found 2", ""},
+      {"set rsrp -1", "KO: expected nothing more, found 'rsrp'", ""},
+      {"step 'cells { }'", "OK at=2.000 what=cells sub=0", "1281 "},
+      {"step cells { sub: 5 }", "KO: sub: expected 0 or 1, found 5", ""},
+      {"step cells { cell {} }",
+       "KO: step:1:14: Message type \"mox_wwan_event_serving_neighboring_cell_info\" has no field named \"cell\".", ""},
+      {"step at: 3 raw {}",
+       "KO: step:1:1: expected no time (at), since it happens now, found one;"
+       "step:1:1: expected a msg_id, found a raw event without one",
+       ""},
+      {"step wait_for { clients: 1 }",
+       "KO: step:1:1: expected something that happens to the modem, found expect or wait_for, for scenarios only", ""},
+      {"call 3 id=2", "OK at=2.000 sub=0 id=2 state=3", "1283 "},
+      {"call none", "OK at=2.000 sub=0 state=none", "1283 "},
+      {"call", "KO: expected a state or none, found none", ""},
+      {"rrc lte=1", "OK at=2.000 sub=0 lte=1", ""},
+      {"rail nr5g=true sub=1", "OK at=2.000 sub=1 nr5g=true", "1282 "},
+      {"error -5", "OK at=2.000 error=-5", "130 "},
+      {"error x", "KO: error: expected a number from -2147483648 to 2147483647, found 'x'", ""},
+      {"pause", "OK at=2.000 state=paused", ""},
+      {"next", "OK at=10.000 steps=2 what=voice_calls", "1283 "},
+      {"next", "OK at=20.000 steps=3 what=cells", "1281(-95) "},
+      {"seek 5", "OK at=5.000", "1283 1281(-90) "},
+      {"seek 35", "OK at=35.000", "1283 1281(-95) "},
+      {"seek 1e9", "KO: seek: expected a number from 0 to 1e+07, found '1e9'", ""},
+      {"speed 10", "OK at=35.000 speed=10", ""},
+      {"speed fast", "KO: speed: expected a number from 0.01 to 10000, found 'fast'", ""},
+      {"restart", "OK at=0.000", "1281(-90) 1281 "},
+      {"resume", "OK at=0.000 state=resumed", ""},
+      {"help rail", "| rail lte=true|nr5g=true... [sub=N]: the network of a high-speed railway\nOK", ""},
+      {"halt",
+       "KO: expected set, step, call, rrc, rail, error, pause, resume, next, seek, restart, speed, status, record, "
+       "quit "
+       "or help, found 'halt'",
+       ""},
+      {"quit", "OK", ""},
+  };
+  for (const auto& [line, answer, expected] : cases) {
+    EXPECT_EQ(answer + std::string("\n"), order(line)) << line;
+    EXPECT_EQ(expected, told()) << line;
+  }
+  EXPECT_TRUE(has_quit_);
+}
+
+TEST_F(ControlTest, ScenarioTimeStandsStillAndHurries) {
+  start(performance_);
+  (void)order("pause");
+  advance_to(100, performance_);
+  EXPECT_EQ("OK at=0.000 state=resumed\n", order("resume"));
+  EXPECT_EQ("OK at=0.000 speed=10\n", order("speed 10"));
+  (void)told();
+  advance_to(102, performance_);
+  EXPECT_EQ("1283 1281(-95) ", told());
+  advance_to(104, performance_);
+  EXPECT_EQ(
+      "| scenario time 40.000 s, over, speed 10, 5 steps\n"
+      "| all sessions: 2 requests, 5 events\n"
+      "| session 1: 2 requests, 5 events\n"
+      "| session 1, wwan: configured for changes; registered for voice_calls\n"
+      "OK at=40.000\n",
+      order("status"));
+}
+
+TEST_F(ControlTest, ARecordPlaysTheSameAgain) {
+  start(performance_);
+  for (int seconds = 1; const char* line : {"set rsrp=-100 cell=1", "call 4", "seek 25", "error 2", "seek 1"}) {
+    advance_to(seconds++, performance_);
+    (void)order(line);
+  }
+  const std::string steps = recorded();
+  EXPECT_EQ(
+      "| steps { at: 0 cells { cells { cell_type: 3 lte { signal_strength { rsrp: -90 } } } cells { registered: true "
+      "cell_type: 2 cdma { signal_strength { dbm: -80 } } } } }\n"
+      "| steps { at: 0 cells { sub: 1 } }\n"
+      "| steps { at: 1 cells { cells { cell_type: 3 lte { signal_strength { rsrp: -100 } } } cells { registered: true "
+      "cell_type: 2 cdma { signal_strength { dbm: -80 } } } } }\n",
+      steps.substr(0, steps.find("| steps { at: 2")));
+  EXPECT_EQ("| steps { at: 4 error { error: 2 } }", steps.substr(steps.find("| steps { at: 4"), 36));
+  const std::string first = told();
+  std::string text = order("record");
+  text.resize(text.rfind("OK"));
+  for (auto mark = text.find("| "); mark != std::string::npos; mark = text.find("\n| ")) {
+    text.erase(mark == 0 ? 0 : mark + 1, 2);
+  }
+  Performance again(parse_scenario(text, "record"), {}, *this, [](const TestPoint&) {});
+  now_ = Time::zero();
+  start(again);
+  advance_to(10, again);
+  EXPECT_EQ(first, told());
+}
+
+}  // namespace
+}  // namespace kelvane_hub

@@ -72,7 +72,7 @@ class Hub {
   std::string next_line() {
     for (;;) {
       if (const auto end = unread_.find('\n', taken_); end != std::string::npos) {
-        const std::string line = unread_.substr(taken_, end - taken_);
+        std::string line = unread_.substr(taken_, end - taken_);
         taken_ = end + 1;
         return line;
       }

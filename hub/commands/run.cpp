@@ -1,5 +1,4 @@
 #include <poll.h>
-#include <stdlib.h>
 
 #include <algorithm>
 #include <chrono>

@@ -63,7 +63,7 @@ bool is_named(const Place& place, std::string_view name) {
 std::string short_name(const Place& place, const std::vector<Place>& places) {
   std::string name;
   for (auto field = place.way.rbegin(); field != place.way.rend(); ++field) {
-    name = (*field)->name() + (name.empty() ? "" : "." + name);
+    name = concat((*field)->name(), name.empty() ? "" : ".", name);
     if (std::ranges::count_if(places, [&name](const Place& other) { return is_named(other, name); }) == 1) break;
   }
   return name;

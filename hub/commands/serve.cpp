@@ -121,10 +121,10 @@ class ExitAtEnd final : public Party {
   Time next_look_{};
 };
 
-/// Beside the socket of the clients. That is what counts: where there can be no other one, the hub does without.
+/// The socket of the clients is what counts: where there can be no other one, the hub does without.
 void listen_for_control(Server& server, const std::string& path, Voice& voice) {
   try {
-    server.control_from(listen_at(control_path_of(path), sayer(voice)));
+    server.control_from(listen_at(path, sayer(voice)));
   } catch (const InputError& error) {
     voice.say(About::itself, concat(error.what(), "; nobody can control this hub"));
   }
@@ -138,7 +138,7 @@ void serve_shared(const ServeOptions& options) {
   const UniqueFd signals = take_over_signals();
   Voice voice;
   Server server({options.explain, true}, voice, signals, listen_at(options.listen, sayer(voice)));
-  listen_for_control(server, options.listen, voice);
+  listen_for_control(server, control_path_of(options.listen), voice);
   if (options.restarts) server.restart_for_each_first();
   const Performance& performance = server.play(std::move(played), {options.speed, {}}, teller(voice), options.seed);
   ExitAtEnd end(server, performance);
@@ -176,7 +176,7 @@ void serve_private(const ServeOptions& options, std::unique_ptr<Voice>& voice) {
   // The standard error is the client's, too, and its own lines are the first that count there.
   Server server({options.explain, options.explain}, *voice, signals, connections_from(UniqueFd(options.control_fd)));
   const char* const control = std::getenv("KELVANE_HUB_CONTROL");
-  if (control != nullptr && *control != '\0') server.control_from(listen_at(control, sayer(*voice)));
+  if (control != nullptr && *control != '\0') listen_for_control(server, control, *voice);
   const Judge::Tell tell = options.explain ? teller(*voice) : [](const TestPoint&) {};
   server.once_readable(loading.descriptor(), [&] {
     server.play(loading.get(), {options.speed, {}}, tell, options.seed);

@@ -117,7 +117,9 @@ std::span<const Control::Command> Control::commands() {
 }
 
 Control::Control(Performance& performance, std::function<void()> quit)
-    : performance_(performance), quit_(std::move(quit)), recorder_(performance.played(), performance.timeline()) {
+    : performance_(performance),
+      quit_(std::move(quit)),
+      recorder_(performance.played(), performance.faults().seed(), performance.timeline()) {
   performance_.simulator().watch(recorder_);
   performance_.simulator().watch(tally_);
 }

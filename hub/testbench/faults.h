@@ -61,6 +61,12 @@ class Faults final : public Delivery, public Party {
   /// Nothing comes through for the session any more.
   void end_session(SessionId session);
 
+  /// A scenario begins anew: what is late never comes, and sensors that are gone are back. Draws go on.
+  void begin_anew() {
+    late_.clear();
+    gone_.clear();
+  }
+
   /// What is late comes then.
   std::optional<Time> next_due() const override;
   void advance(Time now) override;

@@ -54,7 +54,10 @@ class Performance final : public Party, RequestTaker {
   void seek(double seconds, Time now);
 
   /// Everything begins anew: at once, or with the first configuration of a sensor if no session has configured one.
-  void restart(Time now) { simulator_.restart(now); }
+  void restart(Time now) {
+    faults_.begin_anew();
+    simulator_.restart(now);
+  }
 
   /// The same for clients to come, when nobody is left: what was asked for counts no more.
   void await_first_client(Time now);

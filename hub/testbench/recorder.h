@@ -12,9 +12,10 @@ namespace kelvane_hub {
 /// Keeps all steps since the scenario began, up to 8 MiB of them.
 class Recorder final : public Watcher {
  public:
-  /// Of what is played with the sensors and subscriptions of `played`; `time` says when something happens. Both outlive
-  /// this object.
-  Recorder(const PackedScenario& played, const StepSource& time) : played_(played), time_(time) {}
+  /// Of what is played with the sensors, subscriptions and faults of `played`, these drawn with `seed`; `time` says
+  /// when something happens. Both outlive this object.
+  Recorder(const PackedScenario& played, std::uint64_t seed, const StepSource& time)
+      : played_(played), seed_(seed), time_(time) {}
 
   void on_step(const scenario_step& step, Time now) override;
   void on_jump(ScenarioTime by) override { jumped_ += by; }
@@ -28,6 +29,7 @@ class Recorder final : public Watcher {
 
  private:
   const PackedScenario& played_;
+  const std::uint64_t seed_;
   const StepSource& time_;
   PackedScenario recorded_;
   std::size_t bytes_ = 0;

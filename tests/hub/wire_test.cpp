@@ -59,6 +59,9 @@ TEST(Wire, ADescriptorArrivesOrNoneOrTheEnd) {
 }
 
 TEST(Wire, OfSeveralDescriptorsNoneLeaks) {
+#ifdef TESTED_BY_EMULATOR
+  GTEST_SKIP() << "the emulator has its own way with descriptors for which there is no room";
+#endif
   for (const std::size_t count : {2U, 3U}) {  // what the alignment leaves room for, and more
     int ends[2];
     int pipe[2];

@@ -59,6 +59,8 @@ class Bench final : Delivery, Sessions {
     }
   }
 
+  void restart() { performance_.restart(now_); }
+
   std::string received(SessionId session = 1) { return std::exchange(received_[session], ""); }
   const std::string& explained() const { return explained_; }
   Performance& performance() { return performance_; }
@@ -256,6 +258,21 @@ TEST(Faults, MistakesAreNamedWithTheirPlace) {
   EXPECT_NE(describe(parse_scenario("faults { drop {} msg_id: 5 } steps { at: 0 raw { msg_id: 5 } }", "x"))
                 .find("\nfaults: 1, drop 1\n"),
             std::string::npos);
+}
+
+TEST(Faults, AScenarioThatBeginsAnewHasItsSensorsBackAndNothingLate) {
+  Bench bench(
+      errors(3, "faults { msg_id: 130 count: 1 delay: 9 } faults { msg_id: 130 after: 1 count: 1 sensor_gone {} }"));
+  bench.ask(on_change_config);
+  bench.advance(2.5);
+  (void)bench.received();
+  bench.ask(attribute_request);
+  EXPECT_EQ(bench.received(), "130:8 3, ") << "there is no such sensor";
+  bench.restart();
+  bench.ask(attribute_request);
+  EXPECT_EQ(bench.received().substr(0, 3), "128");
+  bench.advance(3);
+  EXPECT_EQ(bench.received(), "130:8 1, 130:8 2, 130:8 3, ");
 }
 
 }  // namespace

@@ -6,8 +6,6 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
-#include <charconv>
-#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <exception>
@@ -23,35 +21,12 @@
 #include "hub/base/line_queue.h"
 #include "hub/commands/commands.h"
 #include "hub/commands/outputs.h"
+#include "hub/option_checks.h"
 #include "hub/scenario/timeline.h"
 #include "hub/usage.h"
 
 namespace kelvane_hub {
 namespace {
-
-/// What is wrong with a speed; empty: nothing.
-std::string check_speed(const std::string& given) {
-  double speed = 0;
-  const char* const end = given.data() + given.size();
-  const auto [stop, error] = std::from_chars(given.data(), end, speed);
-  // Not a number fails this comparison, too.
-  if (error == std::errc() && stop == end && speed >= 0.01 && speed <= 10000) return "";
-  return "expected 0.01 to 10000, found " + kelvane_hub::quoted(given);
-}
-
-/// The format of a report that is none; empty: nothing is wrong.
-std::string check_format(const std::string& given) {
-  return given == "json" || given == "csv" ? "" : "expected json or csv, found " + kelvane_hub::quoted(given);
-}
-
-/// What is wrong with a seed; empty: nothing.
-std::string check_seed(const std::string& given) {
-  std::uint64_t seed = 0;
-  const char* const end = given.data() + given.size();
-  const auto [stop, error] = std::from_chars(given.data(), end, seed);
-  if (error == std::errc() && stop == end) return "";
-  return "expected a whole number, 0 to 18446744073709551615, found " + kelvane_hub::quoted(given);
-}
 
 CLI::Option* add_seed(CLI::App& command, std::optional<std::uint64_t>& seed) {
   return command.add_option("--seed", seed, "Draw the scenario's faults with the seed N (default: the scenario's)")
@@ -119,35 +94,6 @@ void add_control(CLI::App& app, ControlOptions& options, int& status) {
       throw UsageError(error.what());
     }
   });
-}
-
-/// What is wrong with seconds from the start; empty: nothing.
-std::string check_seconds(const std::string& given) {
-  double seconds = 0;
-  const char* const end = given.data() + given.size();
-  const auto [stop, error] = std::from_chars(given.data(), end, seconds);
-  if (error == std::errc() && stop == end && seconds >= 0 && std::isfinite(seconds)) return "";
-  return "expected seconds from the start, 0 or more, found " + kelvane_hub::quoted(given);
-}
-
-/// What is wrong with the patience of a run; empty: nothing.
-std::string check_timeout(const std::string& given) {
-  return check_seconds(given).empty() ? "" : "expected seconds, 0 or more, found " + kelvane_hub::quoted(given);
-}
-
-/// What is wrong with how often a scenario is to be played; empty: nothing.
-std::string check_times(const std::string& given) {
-  std::int64_t times = 0;
-  const char* const end = given.data() + given.size();
-  const auto [stop, error] = std::from_chars(given.data(), end, times);
-  if (error == std::errc() && stop == end && times >= 1 && times <= 1'000'000'000) return "";
-  return "expected 1 to 1000000000, found " + kelvane_hub::quoted(given);
-}
-
-/// What is wrong with the speed of a run; empty: nothing.
-std::string check_run_speed(const std::string& given) {
-  const std::string wrong = check_speed(given);
-  return given == "max" || wrong.empty() ? "" : "expected 0.01 to 10000 or max, found " + kelvane_hub::quoted(given);
 }
 
 /// What stands behind "--" of `run`, which is taken away: it is another program's command line, of which the parser
@@ -259,15 +205,6 @@ void add_report(CLI::App& app, ReportOptions& options) {
   command->callback([&options] { report(options); });
 }
 
-/// What is wrong with the number of a subscription; empty: nothing.
-std::string check_sub(const std::string& given) {
-  std::uint32_t sub = 0;
-  const char* const end = given.data() + given.size();
-  const auto [stop, error] = std::from_chars(given.data(), end, sub);
-  if (error == std::errc() && stop == end) return "";
-  return "expected a subscription, 0 or more, found " + kelvane_hub::quoted(given);
-}
-
 void add_plot(CLI::App& app, PlotOptions& options) {
   auto* command = app.add_subcommand("plot", "Draw an output file of cellscope, or a scenario");
   command->footer(
@@ -283,8 +220,8 @@ void add_plot(CLI::App& app, PlotOptions& options) {
   command->add_option("-o,--output", options.output, "Picture to write: .svg, .png or .pdf; -: SVG to standard output")
       ->type_name("FILE")
       ->required();
-  command->add_option("--from", options.from, "Begin at so many seconds")->type_name("S")->check(check_seconds);
-  command->add_option("--to", options.to, "End at so many seconds")->type_name("S")->check(check_seconds);
+  command->add_option("--from", options.from, "Begin at so many seconds")->type_name("S")->check(check_place);
+  command->add_option("--to", options.to, "End at so many seconds")->type_name("S")->check(check_place);
   command->add_option("--sub", options.sub, "Only that subscription")->type_name("N")->check(check_sub);
   command->callback([&options] {
     if (options.to && *options.to <= options.from.value_or(0)) {

@@ -216,8 +216,7 @@ Points perform(const RunOptions& options, PackedScenario scenario) {
   const std::string socket = folder.path() / "hub.sock";
   Voice voice;
   Points points;
-  auto source = listen_at(socket, [&voice](const std::string& line) { voice.say(About::itself, line); });
-  Server server({}, voice, signals, std::move(source));
+  Server server({}, voice, signals, listen_at(socket, voice.teller(About::itself)));
   std::optional<Progress> progress;
   const auto note = [&](const TestPoint& point) {
     points.push_back(point);

@@ -83,10 +83,6 @@ Judge::Tell teller(Voice& voice) {
   };
 }
 
-std::function<void(const std::string& line)> sayer(Voice& voice) {
-  return [&voice](const std::string& line) { voice.say(About::itself, line); };
-}
-
 /// Waits until standard output takes a line. Returns false if a signal comes first.
 bool can_print(const UniqueFd& signals) {
   pollfd ready[] = {{STDOUT_FILENO, POLLOUT, 0}, {signals.get(), POLLIN, 0}};
@@ -124,7 +120,7 @@ class ExitAtEnd final : public Party {
 /// The socket of the clients is what counts: where there can be no other one, the hub does without.
 void listen_for_control(Server& server, const std::string& path, Voice& voice) {
   try {
-    server.control_from(listen_at(path, sayer(voice)));
+    server.control_from(listen_at(path, voice.teller(About::itself)));
   } catch (const InputError& error) {
     voice.say(About::itself, concat(error.what(), "; nobody can control this hub"));
   }
@@ -137,7 +133,7 @@ void serve_shared(const ServeOptions& options) {
   }
   const UniqueFd signals = take_over_signals();
   Voice voice;
-  Server server({options.explain, true}, voice, signals, listen_at(options.listen, sayer(voice)));
+  Server server({options.explain, true}, voice, signals, listen_at(options.listen, voice.teller(About::itself)));
   listen_for_control(server, control_path_of(options.listen), voice);
   if (options.restarts) server.restart_for_each_first();
   const Performance& performance = server.play(std::move(played), {options.speed, {}}, teller(voice), options.seed);

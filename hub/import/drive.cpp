@@ -1,7 +1,6 @@
 #include "hub/import/drive.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <limits>
@@ -10,6 +9,7 @@
 #include <utility>
 
 #include "hub/base/concat.h"
+#include "hub/base/numbers.h"
 #include "hub/import/columns.h"
 #include "hub/import/csv.h"
 #include "hub/import/modes.h"
@@ -48,21 +48,12 @@ constexpr std::uint64_t largest_id(Cell::CellInfoCase technology) {
 
 bool is_missing(std::string_view text) { return text.empty() || text == "-"; }
 
-/// The number that all of `text` is; empty if it is none or out of range. `format` is the base of a whole number.
-template <class Number, class... Format>
-std::optional<Number> number(std::string_view text, Format... format) {
-  Number value{};
-  const char* const end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, value, format...);
-  return error == std::errc{} && stop == end ? std::optional(value) : std::nullopt;
-}
-
 /// A comma is the point of a decimal if it cannot separate anything else.
 std::optional<double> decimal(std::string text, char separator) {
   if (separator == ';' && text.find('.') == std::string::npos) {
     if (const auto comma = text.find(','); comma != std::string::npos) text[comma] = '.';
   }
-  const auto value = number<double>(text);
+  const auto value = number_of<double>(text);
   return value && std::isfinite(*value) ? value : std::nullopt;
 }
 
@@ -201,7 +192,7 @@ std::optional<std::uint64_t> DriveReader::id(Cell::CellInfoCase technology) {
   const auto text = present(cell_id);
   if (!text) return {};
   const std::uint64_t largest = largest_id(technology);
-  const auto id = number<std::uint64_t>(*text, 10);
+  const auto id = number_of<std::uint64_t>(*text, 10);
   if (!id || *id > largest) fail_at(cell_id, concat("a whole number from 0 to ", largest));
   return id;
 }
@@ -210,7 +201,7 @@ std::optional<std::int32_t> DriveReader::area() {
   const auto text = present(area_code);
   if (!text) return {};
   const bool is_hexadecimal = columns_.area_base == 16;
-  const auto area = number<std::uint32_t>(*text, columns_.area_base);
+  const auto area = number_of<std::uint32_t>(*text, columns_.area_base);
   if (area && *area <= std::uint32_t{int32_max}) return static_cast<std::int32_t>(*area);
   fail_at(area_code,
           is_hexadecimal ? "a hexadecimal number from 0 to 7FFFFFFF" : "a whole number from 0 to 2147483647");

@@ -18,8 +18,6 @@ namespace {
 class PartParser final : google::protobuf::io::ErrorCollector {
  public:
   explicit PartParser(Mistakes& mistakes) : mistakes_(mistakes) {
-    // As deep as clients parse messages unless they say otherwise.
-    constexpr int deepest_nesting = 100;
     parser_.SetRecursionLimit(deepest_nesting);
     parser_.AllowUnknownField(true);  // so that it goes on; each is a mistake all the same
     parser_.RecordErrorsTo(this);

@@ -8,6 +8,9 @@
 
 namespace kelvane_hub {
 
+/// As deep as clients parse messages unless they say otherwise. No text is parsed deeper: each level takes stack.
+inline constexpr int deepest_nesting = 100;
+
 /// Reads and checks the scenario in `text`, which came from the file `name`; sensors are only those that it lists. Adds
 /// what can hardly be meant to `doubts`, unless that is null. Throws InputError, one line for each mistake.
 ///

@@ -12,6 +12,10 @@ const google::protobuf::Message* event_in(const scenario_step& step) {
   return &scenario_step::GetReflection()->GetMessage(step, field);
 }
 
+const std::string& kind_of(const scenario_step& step) {
+  return scenario_step::descriptor()->FindFieldByNumber(step.what_case())->name();
+}
+
 std::optional<std::uint32_t> subscription_of(const scenario_step& step) {
   const auto* const event = event_in(step);
   const auto* const sub = event == nullptr ? nullptr : event->GetDescriptor()->FindFieldByName("sub");

@@ -100,7 +100,8 @@ void Clients::take_connection(Time now) {
 bool Clients::let_in(UniqueFd socket, pid_t process, Time now) try {
   constexpr std::size_t least_share = 8;
   const std::size_t share = std::max(most_connections_ / 4, least_share);
-  if (process != 0 && processes_[process].connections == share) {
+  const auto known = processes_.find(process);
+  if (process != 0 && known != processes_.end() && known->second.connections == share) {
     voice_.say(About::clients, concat("process ", process, " has ", share, " connections open; one more was refused"));
     return false;
   }
@@ -189,7 +190,7 @@ SharedOutgoing Clients::outgoing(suid sensor, const std::string& message) {
 }
 
 std::optional<Time> Clients::next_due() const {
-  if (!touched_.empty() || (!asking_.empty() && waiting_bytes_ <= most_waiting)) return Time::zero();
+  if (!touched_.empty() || (!asking_.empty() && waiting_bytes_ < most_waiting)) return Time::zero();
   const auto hello_due = hello_due_.empty() ? std::nullopt : std::optional(hello_due_.front().first);
   return earlier(room_due_, earlier(door_due_, hello_due));
 }

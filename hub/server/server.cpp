@@ -8,15 +8,6 @@
 #include "hub/base/concat.h"
 
 namespace kelvane_hub {
-namespace {
-
-/// Says lines about something.
-auto teller(Voice& voice, About about) {
-  return [&voice, about](const std::string& line) { voice.say(about, line); };
-}
-
-}  // namespace
-
 UniqueFd take_over_signals() {
   // Nobody may be left to read what the hub says on standard error.
   (void)std::signal(SIGPIPE, SIG_IGN);
@@ -31,9 +22,9 @@ Server::Server(Talk talk, Voice& voice, const UniqueFd& signals, std::unique_ptr
     : talk_(talk),
       voice_(voice),
       clients_(loop_, std::move(source), *this, voice),
-      explainer_(teller(voice, About::explanations)),
-      announcer_(teller(voice, About::scenario)),
-      laggard_(teller(voice, About::itself)) {
+      explainer_(voice.teller(About::explanations)),
+      announcer_(voice.teller(About::scenario)),
+      laggard_(voice.teller(About::itself)) {
   loop_.add(signals.get(), [this](bool, bool, Time) { loop_.stop(Outcome::signalled); });
   loop_.add(*this);
 }
@@ -70,9 +61,7 @@ void Server::control_from(std::unique_ptr<ConnectionSource> source) {
 }
 
 /// Whether somebody has been there, and nobody is.
-bool Server::is_deserted() const {
-  return restarts_ && performance_ && performance_->timeline().started() && clients_.is_empty();
-}
+bool Server::is_deserted() const { return restarts_ && is_visited_ && clients_.is_empty(); }
 
 std::optional<Time> Server::next_due() const {
   if (is_deserted()) return Time::zero();
@@ -81,7 +70,10 @@ std::optional<Time> Server::next_due() const {
 }
 
 void Server::advance(Time now) {
-  if (is_deserted()) performance_->await_first_client(now);
+  if (is_deserted()) {
+    is_visited_ = false;
+    performance_->await_first_client(now);
+  }
   // What is overdue happens before whoever asks is answered.
   if (performance_) performance_->advance(now);
   if (greet_due_ && *greet_due_ <= now) {
@@ -100,6 +92,7 @@ void Server::once_readable(int descriptor, std::function<void()> action) {
 }
 
 void Server::on_request(const Link& from, const std::string& envelope, Time now) {
+  is_visited_ = true;
   performance_->handle_request(from, envelope, now);
 }
 

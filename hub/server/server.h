@@ -85,6 +85,7 @@ class Server final : SessionHandler, Party {
   Loop loop_;
   Clients clients_;
   bool restarts_ = false;
+  bool is_visited_ = false;  // by somebody who has asked for something, since the scenario last waited for the first
   std::optional<Performance> performance_;  // none before there is a scenario
   std::optional<Controllers> controllers_;  // none if nobody may give orders
   std::optional<Control> control_;          // if both are there

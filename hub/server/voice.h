@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "hub/base/line_queue.h"
+#include "hub/testbench/say.h"
 
 namespace kelvane_hub {
 
@@ -16,6 +17,11 @@ class Voice {
 
   /// "kelvane-hub: LINE".
   void say(About about, std::string_view line) { lines_.say(static_cast<std::size_t>(about), line); }
+
+  /// For whoever has lines about one thing only, and need not know this object, which outlives it.
+  Say teller(About about) {
+    return [this, about](const std::string& line) { say(about, line); };
+  }
 
  private:
   LineQueue lines_;

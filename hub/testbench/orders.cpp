@@ -1,12 +1,14 @@
 #include "hub/testbench/orders.h"
 
 #include <algorithm>
-#include <charconv>
 #include <limits>
 #include <sstream>
+#include <type_traits>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
+#include "hub/base/numbers.h"
+#include "hub/scenario/seconds.h"
 
 namespace kelvane_hub {
 namespace {
@@ -20,14 +22,22 @@ std::string_view trimmed(std::string_view text) {
 
 bool is_value(const std::string& word) { return word.find('=') != std::string::npos; }
 
+// As a person writes them: a stream would show 10000000 as 1e+07.
+template <class Number>
+std::string shown(Number number) {
+  if constexpr (std::is_integral_v<Number>) {
+    return std::to_string(number);
+  } else {
+    return shown_seconds(number);
+  }
+}
+
 template <class Number>
 Number parsed(std::string_view name, const std::string& word, Number lowest, Number highest) {
-  Number number{};
-  const char* const end = word.data() + word.size();
-  const auto [stop, error] = std::from_chars(word.data(), end, number);
   // Not a number fails this comparison, too.
-  if (error == std::errc() && stop == end && number >= lowest && number <= highest) return number;
-  throw InputError(concat(name, ": expected a number from ", lowest, " to ", highest, ", found ", quoted(word)));
+  if (const auto number = number_of<Number>(word); number && *number >= lowest && *number <= highest) return *number;
+  throw InputError(
+      concat(name, ": expected a number from ", shown(lowest), " to ", shown(highest), ", found ", quoted(word)));
 }
 
 }  // namespace

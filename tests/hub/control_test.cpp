@@ -117,7 +117,7 @@ TEST_F(ControlTest, OrdersAndAnswers) {
       {"next", "OK at=20.000 steps=3 what=cells", "1281(-95) "},
       {"seek 5", "OK at=5.000", "1283 1281(-90) "},
       {"seek 35", "OK at=35.000", "1283 1281(-95) "},
-      {"seek 1e9", "KO: seek: expected a number from 0 to 1e+07, found '1e9'", ""},
+      {"seek 1e9", "KO: seek: expected a number from 0 to 10000000, found '1e9'", ""},
       {"speed 10", "OK at=35.000 speed=10", ""},
       {"speed fast", "KO: speed: expected a number from 0.01 to 10000, found 'fast'", ""},
       {"restart", "OK at=0.000", "1281(-90) 1281 "},

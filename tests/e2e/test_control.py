@@ -4,8 +4,9 @@ import os
 import pathlib
 import re
 import socket
+import struct
 
-from support import ATTRIBUTES, HUB, SENSORS, EndToEndTest, Program, read, until
+from support import ATTRIBUTES, HUB, SENSORS, EndToEndTest, Program, field, read, until
 
 SCENARIO = SENSORS + """
 steps { at: 0 cells { cells { cell_type: 3 registered: true lte { signal_strength { rsrp: -90 } } } } }
@@ -17,6 +18,16 @@ steps { at: 1000 cells { sub: 1 } }
 def reports(name):
     """All that the client says of its sensor in that file."""
     return read(f"output/{name}").partition(ATTRIBUTES)[2]
+
+
+def ask_and_leave(path):
+    """Asks the on-change sensor for its attributes, and is gone when they have come."""
+    request = field(1, field(1, 1) + field(2, 2)) + field(3, b"") + field(4, 1)
+    with socket.socket(socket.AF_UNIX) as peer:
+        peer.connect(path)
+        for kind, payload in ((1, b"kelvane wire 1"), (2, request)):
+            peer.sendall(struct.pack("<4sIIQQ", b"KELV", kind, len(payload), kind - 1, 2 * (kind - 1)) + payload)
+        until(lambda: len(peer.recv(1000, socket.MSG_PEEK)) > 28 + 14 + 28, "an answer")
 
 
 class ControlTest(EndToEndTest):
@@ -94,15 +105,18 @@ class ControlTest(EndToEndTest):
 
     def test_scenario_for_each_first_client_and_end(self):
         steps = SENSORS + SCENARIO.partition(SENSORS)[2].replace("1000", "0.5")
+        steps += "steps { at: 0.5 expect { requests { attr_req {} } count: 1 } }"
         pathlib.Path("short.textproto").write_text(steps)
         hub = Program(self, [HUB, "serve", "--listen", "hub.sock", "--scenario", "short.textproto", "--restart"], {})
         until(lambda: hub.out, "the hub to listen")
+        ask_and_leave("hub.sock")
         for name in ("one.txt", "two.txt"):
             run = self.client(name, KELVANE_HUB_SOCKET="hub.sock")
             self.wait_for_output("RSRP: -95", name)
             self.stop(run)
         self.assertEqual(reports("one.txt"), reports("two.txt"))
-        self.assertEqual(2, hub.err.count("the scenario is over: 3 steps in 0.5 s"))
+        self.assertEqual(2, hub.err.count("the scenario is over: 4 steps in 0.5 s"))
+        self.assertNotIn("expected", hub.err)
         self.stop(hub)
         hub = Program(self, [HUB, "serve", "--listen", "hub.sock", "--scenario", "short.textproto", "--exit-at-end"], {})
         until(lambda: hub.out, "the hub to listen")

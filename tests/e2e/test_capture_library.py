@@ -11,7 +11,6 @@ from support import CLIENT, HUB, EndToEndTest
 from test_automation import EVENTS, whole_run
 
 LIBRARY = pathlib.Path(HUB).parent / "libkelvanecapture.so"
-EMULATED = pathlib.Path(CLIENT).read_bytes().startswith(b"#!")  # the emulator's own loader would preload it
 EVENT, REQUEST = 1, 2
 
 def records(capture):
@@ -80,9 +79,11 @@ class CaptureLibraryTest(EndToEndTest):
     def test_what_passes_is_captured_and_the_client_does_not_notice(self):
         self.serve(EVENTS)
         relay = Relay(self)
-        library = self.between() if EMULATED else {"LD_PRELOAD": str(LIBRARY)}
+        emulated = pathlib.Path(CLIENT).read_bytes().startswith(b"#!")  # the emulator itself would be told to preload it
+        library = self.between() if emulated else {"LD_PRELOAD": str(LIBRARY)}
         pathlib.Path("run.pcap").write_text("an earlier capture " * 1000)
-        self.expect_golden("automation", whole_run(self, **library, KELVANE_CAPTURE="run.pcap", KELVANE_HUB_SOCKET="relay.sock"))
+        run = whole_run(self, **library, KELVANE_CAPTURE="run.pcap", KELVANE_HUB_SOCKET="relay.sock")
+        self.expect_golden("automation", run)
         self.assertEqual(relay.all(), records("run.pcap"))
         self.assertEqual({(1, EVENT): 1, (1, REQUEST): 1, (2, EVENT): 5, (2, REQUEST): 2},
                          {stream: len(messages) for stream, messages in relay.passed.items()})

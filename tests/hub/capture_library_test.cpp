@@ -22,41 +22,6 @@ using com::tarn::kelvane::session::V1_0::ISession;
 
 constexpr suid sensor{0x0807060504030201, 0x100f0e0d0c0b0a09};
 
-/// What the library behind is asked, and what it answers.
-struct Behind {
-  std::vector<std::string> calls;
-  int result = 0;
-  ISession::event_callback on_event = {};
-
-  void deliver(const std::string& event) {
-    const auto callback = on_event;  // stays, as the interface has it, while it runs
-    callback(reinterpret_cast<const std::uint8_t*>(event.data()), event.size(), 7);
-  }
-};
-
-class InnerSession final : public ISession {
- public:
-  explicit InnerSession(Behind& behind) : behind_(behind) {}
-  ~InnerSession() override { behind_.calls.emplace_back("delete"); }
-  int open() override { return called("open"); }
-  int close() override { return called("close"); }
-  int register_callback(suid id, callback first, callback second, event_callback on_event) override {
-    behind_.on_event = std::move(on_event);
-    const std::string given = std::string(first ? " first" : "") + (second ? " second" : "");
-    return called("register " + std::to_string(id.suid_low) + given + (behind_.on_event ? " events" : ""));
-  }
-  int send_request(suid id, const std::string& request) override {
-    return called("send " + std::to_string(id.suid_low) + " " + request);
-  }
-
- private:
-  int called(const std::string& call) {
-    behind_.calls.push_back(call);
-    return behind_.result;
-  }
-  Behind& behind_;
-};
-
 /// The records of a capture, times and lengths left out, as "SESSION DIRECTION MESSAGE".
 std::vector<std::string> records_in(const std::string& file) {
   constexpr std::size_t message_at = pcap_record_size + capture_record_size;
@@ -79,11 +44,50 @@ std::string bytes_of(const std::filesystem::path& path) {
   return bytes;
 }
 
+/// What the library behind is asked, and what it answers.
+struct Behind {
+  std::filesystem::path capture;
+  std::vector<std::string> calls = {};
+  int result = 0;
+  ISession::event_callback on_event = {};
+
+  void deliver(const std::string& event) {
+    const auto callback = on_event;  // stays, as the interface has it, while it runs
+    callback(reinterpret_cast<const std::uint8_t*>(event.data()), event.size(), 7);
+  }
+};
+
+class InnerSession final : public ISession {
+ public:
+  explicit InnerSession(Behind& behind) : behind_(behind) {}
+  ~InnerSession() override { behind_.calls.emplace_back("delete"); }
+  int open() override { return called("open"); }
+  int close() override { return called("close"); }
+  int register_callback(suid id, callback first, callback second, event_callback on_event) override {
+    behind_.on_event = std::move(on_event);
+    const std::string given = std::string(first ? " first" : "") + (second ? " second" : "");
+    return called("register " + std::to_string(id.suid_low) + given + (behind_.on_event ? " events" : ""));
+  }
+  int send_request(suid id, const std::string& request) override {
+    const auto captured = records_in(bytes_of(behind_.capture));
+    return called("send " + std::to_string(id.suid_low) + " " + request +
+                  (captured.empty() ? "" : ": " + captured.back()));
+  }
+
+ private:
+  int called(const std::string& call) {
+    behind_.calls.push_back(call);
+    return behind_.result;
+  }
+  Behind& behind_;
+};
+
 class CaptureLibrary : public testing::Test {
  protected:
   void SetUp() override {
     std::string folder = std::filesystem::temp_directory_path() / "capture.XXXXXX";
     path_ = std::filesystem::path(mkdtemp(folder.data())) / "capture.pcap";
+    behind_.capture = path_;
   }
   void TearDown() override { std::filesystem::remove_all(path_.parent_path()); }
 
@@ -125,7 +129,8 @@ TEST_F(CaptureLibrary, EverythingIsPassedOnAndMessagesAreCaptured) {
   EXPECT_EQ(behind_.calls,
             (std::vector<std::string>{"send " + low + " before open", "open", "send " + low + " after a failure",
                                       "open", "open", "register " + low, "register " + low + " first second events",
-                                      "send " + low + " second", "send " + low + " first", "close", "delete"}));
+                                      "send " + low + " second: 2 request second",
+                                      "send " + low + " first: 1 request first", "close", "delete"}));
   EXPECT_EQ(records_in(bytes_of(path_)),
             (std::vector<std::string>{"2 request second", "1 request first", "1 event event"}));
 }
@@ -150,15 +155,15 @@ TEST_F(CaptureLibrary, ACallbackMayDeleteItsOwnSession) {
   auto session = new_session();
   session->open();
   std::string heard;
-  session->register_callback(sensor, {}, {}, [&session, &heard](const std::uint8_t*, std::size_t, std::size_t) {
+  session->register_callback(sensor, {}, {}, [&](const std::uint8_t*, std::size_t, std::size_t) {
+    heard = records_in(bytes_of(path_)).back();
     session->close();
     session.reset();
-    heard += "deleted";
+    heard += " deleted";
   });
   behind_.deliver("x");
-  EXPECT_EQ(heard, "deleted");
+  EXPECT_EQ(heard, "1 event x deleted");
   EXPECT_EQ(behind_.calls.back(), "delete");
-  EXPECT_EQ(records_in(bytes_of(path_)), std::vector<std::string>{"1 event x"});
 }
 
 TEST_F(CaptureLibrary, ARecordWithoutRoomIsCutOffAndEndsTheCapture) {

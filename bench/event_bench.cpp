@@ -1,4 +1,5 @@
-// What an event costs the client, beside what it cannot do without: parsing, and writing finished lines.
+// What an event costs the client, beside what it cannot do without: parsing, and writing finished lines. And what it
+// costs when the session is captured.
 //
 //   event_bench                 the ratios and what follows from them, as tables
 //   event_bench count WHAT N    runs `event` or `parse` N times on 8 cells, to be counted by valgrind
@@ -16,6 +17,7 @@
 #include <fstream>
 #include <functional>
 #include <iostream>
+#include <memory>
 #include <sstream>
 #include <streambuf>
 #include <string>
@@ -24,6 +26,7 @@
 #include "common/line_file.h"
 #include "events/event_cb.h"
 #include "events/parse.h"
+#include "hub/capture_library/captured_session.h"
 #include "kelvane_api.pb.h"
 #include "mox_wwan_test.pb.h"
 #include "tests/event_buffers.h"
@@ -31,6 +34,8 @@
 namespace cellscope::bench {
 namespace {
 
+using com::tarn::kelvane::suid;
+using com::tarn::kelvane::session::V1_0::ISession;
 using test::attribute_event;
 using test::cell_event;
 
@@ -143,11 +148,48 @@ std::vector<Variant> race_without_system_calls(const std::string& buffer) {
   return variants;
 }
 
+/// A session that has one callback.
+class KeptCallback final : public ISession {
+ public:
+  explicit KeptCallback(event_callback& kept) : kept_(kept) {}
+  int open() override { return 0; }
+  int close() override { return 0; }
+  int register_callback(suid, callback, callback, event_callback on_event) override {
+    kept_ = std::move(on_event);
+    return 0;
+  }
+  int send_request(suid, const std::string&) override { return 0; }
+
+ private:
+  event_callback& kept_;
+};
+
+/// Whole event, the file of the capture and that of the lines side by side.
+std::vector<Variant> race_captured(const std::string& path, const std::string& buffer) {
+  const std::string capture = path + ".pcap";
+  kelvane_hub::CaptureFile file(capture);
+  ISession::event_callback captured;
+  const auto session = kelvane_hub::capture_session(std::make_unique<KeptCallback>(captured), file);
+  (void)session->register_callback({}, {}, {}, event_cb);
+  LineBuffer lines;
+  lines.open(path);
+  const auto* const data = reinterpret_cast<const std::uint8_t*>(buffer.data());
+  std::vector<Variant> variants{{"captured", [&] { captured(data, buffer.size(), 0); }},
+                                {"event", [&] { handle(buffer); }}};
+  const CoutInto redirected(&lines);
+  race(variants, [&] {
+    (void)lseek(lines.descriptor(), 0, SEEK_SET);
+    (void)!truncate(capture.c_str(), 0);
+  });
+  (void)std::remove(capture.c_str());
+  return variants;
+}
+
 void print_row(int cells, const char* where, const std::vector<Variant>& variants) {
   (void)std::printf("%5d  %-10s", cells, where);
   for (const auto& variant : variants) (void)std::printf("  %s %.2f us", variant.name, variant.best * 1e6);
   for (std::size_t i = 1; i < variants.size(); ++i) {
-    (void)std::printf("  event/%s %.2f", variants[i].name, variants[0].best / variants[i].best);
+    (void)std::printf("  %s/%s %.2f", variants[0].name, variants[i].name, variants[0].best / variants[i].best);
   }
   (void)std::putchar('\n');
 }
@@ -159,6 +201,7 @@ void run_ratios() {
     print_row(cells, "/dev/null", race_into_file("/dev/null", buffer));
     print_row(cells, "tmpfs", race_into_file(on_tmpfs, buffer));
     print_row(cells, "discarded", race_without_system_calls(buffer));
+    print_row(cells, "tmpfs", race_captured(on_tmpfs, buffer));
   }
   (void)std::remove(on_tmpfs.c_str());
 }

@@ -1,6 +1,7 @@
 # What `cmake --install` puts where.
 
 install(TARGETS cellscope kelvane-hub RUNTIME)
+install(TARGETS capture_library LIBRARY DESTINATION "${CELLSCOPE_LIBRARY_DIR}")
 # No RUNPATH, in a cross build neither: a placeholder for one has an empty element.
 set_target_properties(kelvane-hub PROPERTIES BUILD_WITH_INSTALL_RPATH TRUE)
 if(NOT CELLSCOPE_SESSION_LIBRARY)

@@ -49,6 +49,12 @@ another_session_library() {
     "$(PATH=/nowhere LD_LIBRARY_PATH=$PWD/a/b/c/d /usr/bin/cellscope <<<$'1\n-1' 2>&1 >/dev/null | head -n 1)"
 }
 
+# The library that captures stands beside the stand-in.
+capture() {
+  LD_PRELOAD=$(echo /usr/lib/*/cellscope/libkelvanecapture.so) KELVANE_CAPTURE=run.pcap /usr/bin/cellscope <<<$'1\n-1' >/dev/null 2>&1
+  expect "first bytes of a capture" 4d3cb2a1 "$(od -An -tx1 -N4 run.pcap | tr -d ' ')"
+}
+
 scenarios() {
   local scenario
   for scenario in /usr/share/cellscope/scenarios/*.textproto; do
@@ -82,6 +88,7 @@ manuals() {
 
 automation_mode
 another_session_library
+capture
 scenarios
 completion
 manuals "$@"

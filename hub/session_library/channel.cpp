@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "hub/base/diagnostic.h"
+#include "hub/base/signals_blocked.h"
 #include "hub/base/unix_socket.h"
 #include "hub/session_library/private_hub.h"
-#include "hub/session_library/signals_blocked.h"
 
 namespace kelvane_hub {
 namespace {

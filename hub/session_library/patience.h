@@ -3,8 +3,8 @@
 #include <chrono>
 #include <string>
 
+#include "hub/base/signals_blocked.h"
 #include "hub/base/unique_fd.h"
-#include "hub/session_library/signals_blocked.h"
 
 namespace kelvane_hub {
 

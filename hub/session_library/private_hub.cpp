@@ -12,9 +12,9 @@
 #include <string>
 
 #include "hub/base/process.h"
+#include "hub/base/signals_blocked.h"
 #include "hub/base/unix_socket.h"
 #include "hub/session_library/hub_program.h"
-#include "hub/session_library/signals_blocked.h"
 #include "hub/wire/descriptor_passing.h"
 
 namespace kelvane_hub {

@@ -18,16 +18,22 @@ steps { at: 0.3 cells { sub: 0 } }
 """
 
 
+
+def whole_run(test, **environment):
+    """All that comes of a run that hears EVENTS."""
+    run = test.automation("operation=1", "request_id=7", "filename=drive.txt", "file_name=unused.txt",
+                          scenario=EVENTS, **environment)
+    test.wait_for_output(LISTENING, "drive.txt")
+    test.stop(run)
+    files = "".join(f"---- {path}\n" + read(path).replace(str(run.pid), "PID")
+                    for path in sorted(pathlib.Path("output").iterdir()))
+    return f"---- standard output\n{run.out}---- standard error\n{run.err}{files}"
+
+
 class AutomationTest(EndToEndTest):
 
     def test_on_change_whole_run(self):
-        run = self.automation("operation=1", "request_id=7", "filename=drive.txt", "file_name=unused.txt",
-                              scenario=EVENTS)
-        self.wait_for_output(LISTENING, "drive.txt")
-        self.stop(run)
-        files = "".join(f"---- {path}\n" + read(path).replace(str(run.pid), "PID")
-                        for path in sorted(pathlib.Path("output").iterdir()))
-        self.expect_golden("automation", f"---- standard output\n{run.out}---- standard error\n{run.err}{files}")
+        self.expect_golden("automation", whole_run(self))
 
     def test_streaming(self):
         run = self.automation("operation=2", "request_id=1", "rate=5", scenario=SENSORS)

@@ -4,7 +4,8 @@ import os
 import pathlib
 import signal
 
-from support import CLIENT, LISTENING, SENSORS, STOPPED, EndToEndTest, Program, found, read, until
+from support import CLIENT, LISTENING, ON_CHANGE, SENSORS, STOPPED, EndToEndTest, Program, found, read, until
+from test_capture_library import EVENT, LIBRARY, REQUEST, records
 
 HERE = pathlib.Path(__file__).resolve().parent
 SCRIPT = str(HERE.parents[1] / "scripts/on-device")
@@ -48,6 +49,18 @@ class OnDeviceTest(EndToEndTest):
         self.assertEqual(f"Request_7 : {pid}\n", pulled["wwan_test_output_pid_7.txt"])
         self.phone_is_as_before()
 
+    def test_capture(self):
+        os.mkdir("built")
+        os.symlink(CLIENT, "built/cellscope")
+        os.symlink(LIBRARY, "built/libkelvanecapture.so")
+        run = self.on_device("--capture", "operation=1", program="built/cellscope")
+        until(lambda: LISTENING in read(f"{RUN}/output/wwan_test_output.txt"), "the client to listen")
+        self.stop(run)
+        self.assertEqual({(1, REQUEST), (1, EVENT), (2, REQUEST), (2, EVENT)}, set(records("cellscope-run-7/capture.pcap")))
+        self.assertEqual((found("wwan"), ON_CHANGE),
+                         (read("cellscope-run-7/terminal.txt")[-len(found("wwan")):], read("cellscope-run-7/errors.txt")))
+        self.phone_is_as_before()
+
     def test_hang_up_while_it_starts(self):
         run = self.on_device("operation=1")
         until(lambda: read(f"{RUN}/pid"), "the client to start")
@@ -67,6 +80,8 @@ class OnDeviceTest(EndToEndTest):
              "no phone two is ready; 'adb devices' shows: one"),
             (("one\tdevice",), ["operation=1"], "breaks", "the client ended at once, exit status 3"),
             (("one\tdevice",), ["operation=1"], "none", "there is no none; docs/device.md tells how to build it"),
+            (("one\tdevice",), ["--capture", "operation=1"], "breaks",
+             "there is no ./libkelvanecapture.so; docs/device.md tells how to build it"),
             (("one\tdevice",), ["--output", "taken", "operation=1"], CLIENT,
              "taken is there already; --output names another directory"),
             (("one\tdevice",), ["request_id=x"], CLIENT, "request_id: expected a whole number, got 'x'"),
@@ -76,7 +91,7 @@ class OnDeviceTest(EndToEndTest):
             with self.subTest(said):
                 self.attach(*phones)
                 run = self.on_device(*arguments, program=program)
-                own = "no library\n" if program == "breaks" else ""
+                own = "no library\n" if "exit status" in said else ""
                 self.assertEqual((1, "", f"{own}on-device: {said}\n"), (run.wait(), run.out, run.err))
                 self.phone_is_as_before()
 

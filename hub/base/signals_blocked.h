@@ -8,9 +8,9 @@ namespace kelvane_hub {
 
 /// Blocks all signals on the calling thread while it lives.
 ///
-/// Whoever takes a lock of this library does so with signals blocked: a signal handler may close the session that the
-/// interrupted thread is using, and would otherwise wait for a lock that its own thread holds. A thread started
-/// meanwhile keeps them blocked for good.
+/// Whoever takes a lock in a library of the client's does so with signals blocked: a signal handler may close the
+/// session that the interrupted thread is using, and would otherwise wait for a lock that its own thread holds. A
+/// thread started meanwhile keeps them blocked for good.
 class SignalsBlocked {
  public:
   SignalsBlocked() {

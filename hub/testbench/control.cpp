@@ -12,6 +12,7 @@
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/messages/catalogue.h"
+#include "hub/messages/technologies.h"
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/step.h"
@@ -177,16 +178,22 @@ Control::Answer Control::help(Orders& orders, Time) {
   return {"", lines + (command.name == "set" ? help_for_set() : "")};
 }
 
-/// The fields of the serving cells.
+/// The fields of the serving cells or, while there are none, of a cell of each technology.
 std::string Control::help_for_set() const {
-  std::vector<std::string> names;
+  std::vector<mox_wwan_cell_info> cells;
   for (const auto& [sub, state] : performance_.simulator().playback().modem()) {
-    if (!state.cells || state.cells->cells.cells().empty()) continue;
-    for (const std::string& name : fields_of(state.cells->cells.cells(0))) {
+    if (state.cells && !state.cells->cells.cells().empty()) cells.push_back(state.cells->cells.cells(0));
+  }
+  std::string lines = cells.empty() ? "there are no cells yet; these are the fields that cells can have\n" : "";
+  if (cells.empty()) {
+    for (const Technology& technology : technologies()) (void)make_info(cells.emplace_back(), technology);
+  }
+  std::vector<std::string> names;
+  for (const mox_wwan_cell_info& cell : cells) {
+    for (const std::string& name : fields_of(cell)) {
       if (std::ranges::find(names, name) == names.end()) names.push_back(name);
     }
   }
-  std::string lines;
   for (const std::string& name : names) lines += name + "=\n";
   return lines;
 }

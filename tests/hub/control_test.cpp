@@ -73,6 +73,9 @@ class ControlTest : public testing::Test, public Delivery {
 };
 
 TEST_F(ControlTest, OrdersAndAnswers) {
+  const std::string fields = order("help set");
+  EXPECT_NE(fields.find("| there are no cells yet; these are the fields that cells can have\n"), std::string::npos);
+  EXPECT_NE(fields.find("| rscp=\n"), std::string::npos);
   EXPECT_EQ("KO: expected a scenario that is under way, found one that waits for a client to configure a sensor\n",
             order("next"));
   start(performance_);
@@ -103,7 +106,7 @@ TEST_F(ControlTest, OrdersAndAnswers) {
        "KO: step:1:1: expected no time (at), since it happens now, found one;"
        "step:1:1: expected a msg_id, found a raw event without one",
        ""},
-      {"step wait_for { clients: 1 }",
+      {"step expect {}",
        "KO: step:1:1: expected something that happens to the modem, found expect or wait_for, for scenarios only", ""},
       {"call 3 id=2", "OK at=2.000 sub=0 id=2 state=3", "1283 "},
       {"call none", "OK at=2.000 sub=0 state=none", "1283 "},

@@ -200,7 +200,7 @@ TEST_F(JudgeTest, WhatNobodyKnowsIsARequestToo) {
 TEST_F(JudgeTest, AFloodIsJudgedAsFarAsThereIsRoom) {
   play("steps { at: 0 expect { requests { get_cell_location_info {} } never: true within: 1 } }");
   ask(all_asked[2]);
-  for (int i = 0; i < 70; ++i) send(1, {1, 2}, 999, std::string(1 << 20, 'x'));
+  for (int i = 0; i < 70; ++i) send(1, {1, 2}, 999, std::string(1 << 20, static_cast<char>(i)));
   EXPECT_EQ(told(),
             "0 all requests are judged: expected less than 64 MiB of them, found more at 0.000 s, the rest was "
             "not looked at\n");

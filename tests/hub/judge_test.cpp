@@ -177,8 +177,9 @@ TEST_F(JudgeTest, AsFastAsCanBeSecondsAreThoseOfTheClock) {
 TEST_F(JudgeTest, ItIsKnownHowLongItMayTake) {
   const std::string steps =
       "steps { at: 1 wait_for { clients: 1 } } steps { at: 2 wait_for { clients: 2 within: 5 } }"
-      "steps { at: 3 expect { requests { attr_req {} } within: 100 } }";
-  for (const auto& [speed, seconds] : {std::pair(4.0, 90), {Pace::at_once, 165}}) {
+      "steps { at: 3 expect { requests { attr_req {} } within: 100 } }"
+      "faults { delay: 3 } faults { late_attributes: 2 count: 2 } faults { sensor_gone { back_after: 7 } count: 1 }";
+  for (const auto& [speed, seconds] : {std::pair(4.0, 113), {Pace::at_once, 188}}) {
     play(steps, speed);
     EXPECT_EQ(performance_->longest_wait(), seconds);
   }

@@ -16,6 +16,7 @@
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/step.h"
+#include "hub/testbench/fault_orders.h"
 #include "hub/testbench/fields.h"
 #include "hub/testbench/status.h"
 
@@ -53,6 +54,8 @@ std::span<const Control::Command> Control::commands() {
       {"rrc", "lte=N|nr5g=N|wcdma=N... [sub=N]", "RRC states change", &Control::rrc},
       {"rail", "lte=true|nr5g=true... [sub=N]", "the network of a high-speed railway", &Control::rail},
       {"error", "N", "an error event", &Control::error},
+      {"fault", "KIND [NAME=VALUE]...|clear|list", "what goes wrong from now on, or goes wrong no more",
+       &Control::fault},
       {"pause", "", "scenario time stands still", &Control::pause},
       {"resume", "", "scenario time goes on", &Control::resume},
       {"next", "", "the next step happens now, and scenario time jumps there", &Control::next},
@@ -152,7 +155,8 @@ Control::Answer Control::status(Orders& orders, Time now) {
 Control::Answer Control::record(Orders& orders, Time now) {
   // Whoever asks writes the file: the hub waits for no disk.
   orders.expect_none();
-  return {concat(when(now), " steps=", recorder_.recorded().steps_size()), recorder_.text()};
+  const std::string left_out = fault_changes_ == 0 ? "" : concat(" live_faults_left_out=", fault_changes_);
+  return {concat(when(now), " steps=", recorder_.recorded().steps_size(), left_out), fault_notes_ + recorder_.text()};
 }
 
 Control::Answer Control::quit(Orders& orders, Time) {
@@ -175,7 +179,9 @@ Control::Answer Control::help(Orders& orders, Time) {
   const Command& command = find(orders.take_word("a command"));
   orders.expect_none();
   lines = concat(command.name, command.form.empty() ? "" : " ", command.form, ": ", command.what, "\n");
-  return {"", lines + (command.name == "set" ? help_for_set() : "")};
+  if (command.name == "set") lines += help_for_set();
+  if (command.name == "fault") lines += help_for_faults();
+  return {"", lines};
 }
 
 /// The fields of the serving cells or, while there are none, of a cell of each technology.

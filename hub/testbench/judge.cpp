@@ -226,6 +226,11 @@ void Judge::advance(Time now) {
 
 bool Judge::is_waiting() const { return std::ranges::any_of(open_, &Open::waits); }
 
+const std::string& Judge::first_open() const {
+  const auto waits = std::ranges::find_if(open_, &Open::waits);
+  return (waits == open_.end() ? open_.front() : *waits).name;
+}
+
 void Judge::close() {
   decide_all(true);
   std::size_t number = 0;

@@ -48,6 +48,9 @@ class Judge final : public Watcher, public Party {
   /// Whether something is still to be decided.
   bool is_open() const { return !open_.empty(); }
 
+  /// The name of the first of that, or of the first that a step waits for. To be called if there is any.
+  const std::string& first_open() const;
+
   /// Whether any client has configured a sensor.
   bool has_clients() const { return time_.started(); }
 

@@ -32,6 +32,7 @@ class Performance final : public Party, RequestTaker {
   const Simulator& simulator() const { return simulator_; }
   Judge& judge() { return judge_; }
   Faults& faults() { return faults_; }
+  const Faults& faults() const { return faults_; }
   Timeline& timeline() { return timeline_; }
   const Timeline& timeline() const { return timeline_; }
   const PackedScenario& played() const { return played_; }

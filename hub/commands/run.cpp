@@ -160,7 +160,8 @@ class TestRun final : public Party {
   std::string reached() const {
     const Timeline& timeline = performance_.timeline();
     if (!timeline.ended()) return concat("at step ", timeline.taken(), " of ", timeline.steps(), held());
-    if (performance_.judge().is_open()) return concat("while ", quoted(performance_.judge().first_open()), " was open");
+    if (performance_.judge().is_open())
+      return concat("while ", kelvane_hub::quoted(performance_.judge().first_open()), " was open");
     if (phase_ == Phase::playing) return "while a message that a fault delays was still to come";
     return "while reports were still to be taken by the clients";
   }
@@ -169,7 +170,7 @@ class TestRun final : public Party {
   std::string held() const {
     if (performance_.timeline().is_paused()) return ", where an order has paused it";
     if (!performance_.timeline().is_held() || !performance_.judge().is_open()) return "";
-    return concat(", which waits for ", quoted(performance_.judge().first_open()));
+    return concat(", which waits for ", kelvane_hub::quoted(performance_.judge().first_open()));
   }
 
   std::string end_of_scenario(bool was_early) const {

@@ -65,6 +65,10 @@ _kelvane_hub_orders() {
       compopt -o nospace
       compgen -W "$("$program" control "$3" help set 2>/dev/null | grep '=$') cell= sub=" -- "$cur"
       ;;
+    4:fault)
+      compopt -o nospace
+      compgen -W "$("$program" control "$3" help fault 2>/dev/null | grep -x '[a-z_]*=\?')" -- "$cur"
+      ;;
     4:record) _kelvane_hub_files "$cur" textproto ;;
   esac
 }

@@ -133,6 +133,9 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
   command->add_flag("--tap", options.tap, "Say what was met in the Test Anything Protocol, on standard output");
   command->add_option("--junit", options.junit, "Write what was met as JUnit")->type_name("FILE");
   command->add_flag("--quiet", options.is_quiet, "Show no progress on a terminal");
+  command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported");
+  command->add_option("--control", options.control, "Socket to make for control (default: one of the run's own)")
+      ->type_name("PATH");
   command->callback([before, speed, &options, &status] {
     if (before->count() > 0) {
       throw UsageError("kelvane-hub run: expected -- before PROGRAM, found " +

@@ -34,6 +34,8 @@ struct RunOptions {
   bool tap = false;
   std::string junit;  // a file, "-": standard output, or empty: none
   bool is_quiet = false;
+  bool explain = false;
+  std::string control;               // socket to make for orders; empty: one beside the clients'
   std::vector<std::string> program;  // and its arguments
 };
 

@@ -97,7 +97,10 @@ class TestRun final : public Party {
   void advance(Time now) override {
     if (phase_ == Phase::playing && performance_.is_over()) phase_ = Phase::draining;
     // In the turn in which it was found to have ended, what it asked for last has been read.
-    if (has_ended_) return server_.stop(Outcome::finished);
+    if (has_ended_) {
+      if (!is_late_) reached_ = reached();
+      return server_.stop(Outcome::finished);
+    }
     if (phase_ == Phase::draining && now >= next_look_) drain(now);
     if (now < due_) return;
     if (phase_ == Phase::stopping) {
@@ -106,6 +109,7 @@ class TestRun final : public Party {
       due_ = Time::max();
     } else {
       is_late_ = true;
+      reached_ = reached();
       stop(now);
     }
   }
@@ -152,11 +156,26 @@ class TestRun final : public Party {
     due_ = now + stop_patience;
   }
 
-  std::string end_of_scenario(bool was_early) const {
+  /// How far it has come: what had to happen next.
+  std::string reached() const {
     const Timeline& timeline = performance_.timeline();
-    const std::string reached = concat("step ", timeline.taken(), " of ", timeline.steps());
-    if (is_late_) return concat("expected it within ", shown_seconds(timeout_), " s, stopped at ", reached);
-    if (was_early) return concat("expected the program to run until it is stopped, it ended at ", reached);
+    if (!timeline.ended()) return concat("at step ", timeline.taken(), " of ", timeline.steps(), held());
+    if (performance_.judge().is_open())
+      return concat("while ", kelvane_hub::quoted(performance_.judge().first_open()), " was open");
+    if (phase_ == Phase::playing) return "while a message that a fault delays was still to come";
+    return "while reports were still to be taken by the clients";
+  }
+
+  /// By what the scenario is held up.
+  std::string held() const {
+    if (performance_.timeline().is_paused()) return ", where an order has paused it";
+    if (!performance_.timeline().is_held() || !performance_.judge().is_open()) return "";
+    return concat(", which waits for ", kelvane_hub::quoted(performance_.judge().first_open()));
+  }
+
+  std::string end_of_scenario(bool was_early) const {
+    if (is_late_) return concat("expected it within ", shown_seconds(timeout_), " s, stopped ", reached_);
+    if (was_early) return concat("expected the program to run until it is stopped, it ended ", reached_);
     return "";
   }
 
@@ -183,6 +202,7 @@ class TestRun final : public Party {
   bool has_ended_ = false;
   bool is_marked_ = false;
   bool is_late_ = false;
+  std::string reached_{};  // when it was stopped for being late, or had ended
   bool is_killed_ = false;
 };
 
@@ -208,6 +228,19 @@ void interrupt(Program& program) {
   (void)poll(&end, 1, patience_ms);
 }
 
+/// At `chosen` or, if that is empty, at `own`, without which the run can do. The program is told where.
+void take_orders(const std::string& chosen, const std::string& own, Server& server, Voice& voice) {
+  (void)unsetenv("KELVANE_HUB_CONTROL");
+  const std::string& socket = chosen.empty() ? own : chosen;
+  try {
+    server.control_from(listen_at(socket, voice.teller(About::itself)));
+    (void)setenv("KELVANE_HUB_CONTROL", fs::absolute(socket).c_str(), 1);
+  } catch (const InputError& error) {
+    if (!chosen.empty()) throw InputError(concat("--control: ", error.what()));
+    voice.say(About::itself, concat(error.what(), "; nobody can control this hub"));
+  }
+}
+
 /// Plays it, and returns what came of it.
 Points perform(const RunOptions& options, PackedScenario scenario) {
   // First of all: from here on there is something to clean up, and a thread that a signal could end the process by.
@@ -216,7 +249,8 @@ Points perform(const RunOptions& options, PackedScenario scenario) {
   const std::string socket = folder.path() / "hub.sock";
   Voice voice;
   Points points;
-  Server server({}, voice, signals, listen_at(socket, voice.teller(About::itself)));
+  Server server({options.explain, false}, voice, signals, listen_at(socket, voice.teller(About::itself)));
+  take_orders(options.control, control_path_of(socket), server, voice);
   std::optional<Progress> progress;
   const auto note = [&](const TestPoint& point) {
     points.push_back(point);
@@ -224,7 +258,7 @@ Points perform(const RunOptions& options, PackedScenario scenario) {
     if (!point.unmet.empty()) voice.say(About::scenario, concat("not met: ", point.name, ": ", point.unmet));
   };
   Performance& performance = server.play(std::move(scenario), {options.speed, options.times}, note, options.seed);
-  server.add(progress.emplace(performance, options.is_quiet));
+  server.add(progress.emplace(performance, options.is_quiet || options.explain));
   (void)setenv("KELVANE_HUB_SOCKET", socket.c_str(), 1);
   Program program(options.program);
   TestRun run(options, server, performance, program);

@@ -53,7 +53,7 @@ void Controllers::take_connection(Time now) {
     Controller& controller = controllers_.at(number);
     if (writable) write(controller);
     // What can be read though nobody waits for that is the end.
-    if (readable && !controller.interest.read) controller.is_gone = true;
+    if (readable && !controller.interest.read) stop_answering(controller);
     if (readable && controller.interest.read) read(controller);
     take_lines(controller, time);
   });
@@ -63,11 +63,17 @@ void Controllers::take_connection(Time now) {
 
 void Controllers::open_door(bool is_open) { loop_.want(door_, {.read = is_open, .write = false}); }
 
+/// Nobody is there to take an answer. What was said before is carried out all the same.
+void Controllers::stop_answering(Controller& controller) {
+  controller.is_gone = true;
+  controller.unsent.clear();
+}
+
 void Controllers::read(Controller& controller) {
   std::array<char, 16384> buffer;
   const ssize_t received = recv(controller.socket.get(), buffer.data(), buffer.size(), 0);
   if (received == -1 && (errno == EAGAIN || errno == EINTR)) return;
-  if (received == -1) controller.is_gone = true;
+  if (received == -1) stop_answering(controller);
   if (received <= 0) {
     controller.is_last = true;
     // The last line may lack its end.
@@ -78,7 +84,7 @@ void Controllers::read(Controller& controller) {
 }
 
 void Controllers::take_lines(Controller& controller, Time now) {
-  for (int taken = 0; taken < most_lines && !controller.is_deaf() && !controller.is_gone; ++taken) {
+  for (int taken = 0; taken < most_lines && !controller.is_deaf(); ++taken) {
     const std::size_t end = controller.unread.find('\n');
     if (std::min(end, controller.unread.size()) > longest_line) {
       controller.unsent += concat("KO: expected a line of at most ", longest_line, " bytes, found a longer one\n");
@@ -88,7 +94,8 @@ void Controllers::take_lines(Controller& controller, Time now) {
     if (end == std::string::npos || controller.unread.empty()) return;
     const std::string line = controller.unread.substr(0, end);
     controller.unread.erase(0, end + 1);
-    controller.unsent += answer_(line, now);
+    const std::string answer = answer_(line, now);
+    if (!controller.is_gone) controller.unsent += answer;
   }
 }
 
@@ -98,7 +105,7 @@ void Controllers::write(Controller& controller) {
     const std::size_t left = std::min(controller.unsent.size(), most_written) - written;
     const ssize_t sent = ::send(controller.socket.get(), controller.unsent.data() + written, left, MSG_NOSIGNAL);
     if (sent == -1 && errno == EINTR) continue;
-    if (sent == -1 && errno != EAGAIN) controller.is_gone = true;
+    if (sent == -1 && errno != EAGAIN) return stop_answering(controller);
     if (sent == -1) break;
     written += static_cast<std::size_t>(sent);
   }
@@ -136,7 +143,7 @@ void Controllers::settle() {
 bool Controllers::settle(Controller& controller) {
   // Whoever is waited for to take more is not tried in between.
   if (!controller.interest.write) write(controller);
-  if (controller.is_gone || (controller.is_last && controller.unsent.empty() && !controller.has_line())) return false;
+  if (controller.is_last && controller.unsent.empty() && !controller.has_line()) return false;
   const bool hears = !controller.is_last && !controller.is_deaf() && !controller.has_line();
   const Interest interest{.read = hears, .write = !controller.unsent.empty()};
   if (interest != controller.interest) loop_.want(controller.entry, interest);

@@ -16,8 +16,8 @@
 namespace kelvane_hub {
 
 /// Takes lines and writes answers, without ever waiting for anybody. Whoever does not take its answers is not heard
-/// before it does; whoever sends a line of more than 64 KiB is told so and let go. At most 16 at a time are connected;
-/// others wait.
+/// before it does; what one has said who has gone is carried out all the same. Whoever sends a line of more than 64 KiB
+/// is told so and let go. At most 16 at a time are connected; others wait.
 class Controllers final : public Party {
  public:
   /// What there is to say to a line, which comes without its newline: whole lines.
@@ -38,7 +38,7 @@ class Controllers final : public Party {
     std::string unread{};
     std::string unsent{};
     bool is_last = false;  // nothing more comes
-    bool is_gone = false;
+    bool is_gone = false;  // takes no more answers
 
     bool has_line() const { return unread.find('\n') != std::string::npos; }
     bool is_deaf() const;
@@ -46,7 +46,8 @@ class Controllers final : public Party {
 
   void take_connection(Time now);
   void open_door(bool is_open);
-  void read(Controller& controller);
+  static void stop_answering(Controller& controller);
+  static void read(Controller& controller);
   void take_lines(Controller& controller, Time now);
   static void write(Controller& controller);
   void settle();

@@ -33,6 +33,7 @@ Performance& Server::play(PackedScenario played, Pace pace, Judge::Tell tell, st
   performance_.emplace(std::move(played), pace, clients_, std::move(tell), FaultPlay{seed, &clients_});
   Simulator& simulator = performance_->simulator();
   simulator.watch(laggard_);
+  performance_->faults().watch(laggard_);
   if (talk_.explain) {
     simulator.watch(explainer_);
     explain_faults();

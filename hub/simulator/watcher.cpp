@@ -38,6 +38,10 @@ void Watchers::on_behind(Time late) {
   for (Watcher* const watcher : all_) watcher->on_behind(late);
 }
 
+void Watchers::on_full(std::size_t bytes) {
+  for (Watcher* const watcher : all_) watcher->on_full(bytes);
+}
+
 void Watchers::on_fault(const FaultReport& report) {
   for (Watcher* const watcher : all_) watcher->on_fault(report);
 }

@@ -71,6 +71,10 @@ class Watcher {
   /// reports are. Called once, not anew before it has followed for a while.
   virtual void on_behind(Time /*late*/) {}
 
+  /// So many bytes of messages that are to come late wait already: more of them come at once. Called once, not anew
+  /// before none has waited.
+  virtual void on_full(std::size_t /*bytes*/) {}
+
   /// A message is struck by a fault: a request after on_request(), an event after on_event(), of which both are told
   /// whatever becomes of the message.
   virtual void on_fault(const FaultReport& /*report*/) {}
@@ -91,6 +95,7 @@ class Watchers final : public Watcher {
   void on_rewind() override;
   void on_end() override;
   void on_behind(Time late) override;
+  void on_full(std::size_t bytes) override;
   void on_fault(const FaultReport& report) override;
 
  private:

@@ -12,9 +12,11 @@
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/messages/catalogue.h"
+#include "hub/messages/technologies.h"
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/step.h"
+#include "hub/testbench/fault_orders.h"
 #include "hub/testbench/fields.h"
 #include "hub/testbench/status.h"
 
@@ -52,6 +54,8 @@ std::span<const Control::Command> Control::commands() {
       {"rrc", "lte=N|nr5g=N|wcdma=N... [sub=N]", "RRC states change", &Control::rrc},
       {"rail", "lte=true|nr5g=true... [sub=N]", "the network of a high-speed railway", &Control::rail},
       {"error", "N", "an error event", &Control::error},
+      {"fault", "KIND [NAME=VALUE]...|clear|list", "what goes wrong from now on, or goes wrong no more",
+       &Control::fault},
       {"pause", "", "scenario time stands still", &Control::pause},
       {"resume", "", "scenario time goes on", &Control::resume},
       {"next", "", "the next step happens now, and scenario time jumps there", &Control::next},
@@ -151,7 +155,8 @@ Control::Answer Control::status(Orders& orders, Time now) {
 Control::Answer Control::record(Orders& orders, Time now) {
   // Whoever asks writes the file: the hub waits for no disk.
   orders.expect_none();
-  return {concat(when(now), " steps=", recorder_.recorded().steps_size()), recorder_.text()};
+  const std::string left_out = fault_changes_ == 0 ? "" : concat(" live_faults_left_out=", fault_changes_);
+  return {concat(when(now), " steps=", recorder_.recorded().steps_size(), left_out), fault_notes_ + recorder_.text()};
 }
 
 Control::Answer Control::quit(Orders& orders, Time) {
@@ -174,19 +179,27 @@ Control::Answer Control::help(Orders& orders, Time) {
   const Command& command = find(orders.take_word("a command"));
   orders.expect_none();
   lines = concat(command.name, command.form.empty() ? "" : " ", command.form, ": ", command.what, "\n");
-  return {"", lines + (command.name == "set" ? help_for_set() : "")};
+  if (command.name == "set") lines += help_for_set();
+  if (command.name == "fault") lines += help_for_faults();
+  return {"", lines};
 }
 
-/// The fields of the serving cells.
+/// The fields of the serving cells or, while there are none, of a cell of each technology.
 std::string Control::help_for_set() const {
-  std::vector<std::string> names;
+  std::vector<mox_wwan_cell_info> cells;
   for (const auto& [sub, state] : performance_.simulator().playback().modem()) {
-    if (!state.cells || state.cells->cells.cells().empty()) continue;
-    for (const std::string& name : fields_of(state.cells->cells.cells(0))) {
+    if (state.cells && !state.cells->cells.cells().empty()) cells.push_back(state.cells->cells.cells(0));
+  }
+  std::string lines = cells.empty() ? "there are no cells yet; these are the fields that cells can have\n" : "";
+  if (cells.empty()) {
+    for (const Technology& technology : technologies()) (void)make_info(cells.emplace_back(), technology);
+  }
+  std::vector<std::string> names;
+  for (const mox_wwan_cell_info& cell : cells) {
+    for (const std::string& name : fields_of(cell)) {
       if (std::ranges::find(names, name) == names.end()) names.push_back(name);
     }
   }
-  std::string lines;
   for (const std::string& name : names) lines += name + "=\n";
   return lines;
 }

@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "hub/scenario/fault_check.h"
 #include "hub/testbench/orders.h"
 #include "hub/testbench/performance.h"
 #include "hub/testbench/recorder.h"
@@ -52,6 +53,7 @@ class Control {
   Answer rrc(Orders& orders, Time now);
   Answer rail(Orders& orders, Time now);
   Answer error(Orders& orders, Time now);
+  Answer fault(Orders& orders, Time now);
   Answer pause(Orders& orders, Time now);
   Answer resume(Orders& orders, Time now);
   Answer next(Orders& orders, Time now);
@@ -70,6 +72,11 @@ class Control {
   Cells cells_of(std::uint32_t sub) const;
   void expect_under_way() const;
   void apply(scenario_step step, Time now);
+  FaultSurroundings surroundings_of(const scenario_fault& fault) const;
+  Answer add_fault(const Orders& orders, Time now);
+  Answer clear_faults(Time now);
+  Answer list_faults(Time now) const;
+  void note_for_records(const std::string& what, Time now);
   std::string when(Time now) const;
   std::string help_for_set() const;
 
@@ -77,6 +84,8 @@ class Control {
   std::function<void()> quit_;
   Recorder recorder_;
   Tally tally_;
+  std::string fault_notes_;        // lines, what records have no other way to say
+  std::size_t fault_changes_ = 0;  // live
 };
 
 }  // namespace kelvane_hub

@@ -41,10 +41,11 @@ scenario_step parse_step(const std::string& text) {
   scenario_step step;
   (void)parser.ParseFromString(text, &step);
   mistakes.throw_if_any();
-  if (step.has_at()) mistakes.add({}, "expected no time (at), since it happens now, found one");
   if (step.has_expect() || step.has_wait_for()) {
     mistakes.add({}, "expected something that happens to the modem, found expect or wait_for, for scenarios only");
+    mistakes.throw_if_any();
   }
+  if (step.has_at()) mistakes.add({}, "expected no time (at), since it happens now, found one");
   step.set_at(0);
   ScenarioCheck check;
   check.check_step(step, {});

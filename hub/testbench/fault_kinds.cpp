@@ -133,6 +133,11 @@ bool Chance::is_so(double probability) {
   return static_cast<double>(draw() >> 11) * 0x1p-53 < probability;
 }
 
+double seconds_of(const scenario_fault& fault) {
+  // Of those that it is not these are 0.
+  return fault.delay() + fault.late_attributes() + fault.sensor_gone().back_after();
+}
+
 std::string strike(const scenario_fault& fault, Message& message, Chance& chance) {
   using Function = std::string (*)(const scenario_fault&, Message&, Chance&);
   static const std::map<scenario_fault::WhatCase, Function> functions{

@@ -51,6 +51,9 @@ struct Message {
   bool is_restart = false;            // of the hub
 };
 
+/// How long it holds something up, each time; 0: not at all, or for ever.
+double seconds_of(const scenario_fault& fault);
+
 /// Does what `fault` says to `message`, and says what that is in a few words; empty: there was nothing to be done.
 std::string strike(const scenario_fault& fault, Message& message, Chance& chance);
 

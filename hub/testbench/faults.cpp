@@ -13,8 +13,34 @@ Faults::Faults(const PackedScenario& played, std::optional<std::uint64_t> seed, 
       seed_(seed.value_or(played.head().seed())),
       taker_(taker),
       delivery_(delivery),
-      sessions_(sessions),
-      faults_(played.head().faults().begin(), played.head().faults().end()) {}
+      sessions_(sessions) {
+  for (const auto& fault : played.head().faults()) add(fault);
+}
+
+void Faults::add(scenario_fault fault) { known_.push_back({++last_, std::move(fault)}); }
+
+void Faults::clear() {
+  known_.clear();
+  gone_.clear();
+  for (auto& [key, stream] : streams_) stream.tallies.clear();
+}
+
+double Faults::longest_delay() const {
+  // A lookup, the attributes and a configuration are sent and answered one after the other; then comes the last report.
+  constexpr std::uint32_t most_in_a_row = 4;
+  double seconds = 0;
+  for (const Known& known : known_) {
+    const auto times = known.fault.has_count() ? std::min(known.fault.count(), most_in_a_row) : most_in_a_row;
+    seconds += times * seconds_of(known.fault);
+  }
+  return seconds;
+}
+
+void Faults::begin_anew() {
+  late_.clear();
+  gone_.clear();
+  for (auto& [key, stream] : streams_) stream.swapped.clear();
+}
 
 void Faults::handle_request(const Link& from, const std::string& envelope, Time now) {
   sns_client_request_msg request;
@@ -64,13 +90,13 @@ bool Faults::matches(const scenario_fault& fault, const Message& message) {
          (!fault.has_sensor() || fault.sensor() == message.data_type);
 }
 
-bool Faults::is_struck(std::size_t fault, const Message& message, Chance& chance) {
-  const scenario_fault& known = faults_[fault];
-  if (!matches(known, message)) return false;
-  Tally& tally = stream_of(message.link.session, message.direction).tallies[fault];
-  if (tally.matched++ < known.after()) return false;
-  if (known.has_count() && tally.struck == known.count()) return false;
-  if (known.has_probability() && !chance.is_so(known.probability())) return false;
+bool Faults::is_struck(const Known& known, const Message& message, Chance& chance) {
+  const scenario_fault& fault = known.fault;
+  if (!matches(fault, message)) return false;
+  Tally& tally = stream_of(message.link.session, message.direction).tallies[known.number];
+  if (tally.matched++ < fault.after()) return false;
+  if (fault.has_count() && tally.struck == fault.count()) return false;
+  if (fault.has_probability() && !chance.is_so(fault.probability())) return false;
   ++tally.struck;
   return true;
 }
@@ -80,19 +106,21 @@ void Faults::strike_all(Message& message) {
   message.number = ++stream_of(message.link.session, message.direction).messages;
   message.data_type = data_type_of(message);
   const Message sent = message;
-  for (std::size_t i = 0; i < faults_.size(); ++i) {
-    Chance chance(seed_, i, sent.link.session, sent.number);
-    if (!is_struck(i, sent, chance)) continue;
-    const std::string what = strike(faults_[i], message, chance);
+  for (Known& known : known_) {
+    Chance chance(seed_, known.number - 1, sent.link.session, sent.number);
+    if (!is_struck(known, sent, chance)) continue;
+    const std::string what = strike(known.fault, message, chance);
     if (what.empty()) continue;
-    watchers_.on_fault({sent.link, sent.direction == scenario_fault::REQUEST, sent.msg_id, sent.number, i + 1, what});
+    ++known.struck;
+    watchers_.on_fault(
+        {sent.link, sent.direction == scenario_fault::REQUEST, sent.msg_id, sent.number, known.number, what});
   }
   lose_sensors(message);
 }
 
 /// Nothing comes from sensors that are gone but errors, and nobody finds them.
 void Faults::lose_sensors(Message& message) {
-  if (message.gone_until) gone_[message.data_type] = *message.gone_until;
+  if (message.gone_until && has_sensors(message.data_type)) gone_[message.data_type] = *message.gone_until;
   if (!is_gone(message.data_type, message.now)) return;
   sns_suid_event answer;
   if (message.msg_id == lookup_event && answer.ParseFromString(message.payload)) {
@@ -103,6 +131,12 @@ void Faults::lose_sensors(Message& message) {
   } else if (message.direction == scenario_fault::EVENT && message.msg_id != error_event) {
     message.is_lost = true;
   }
+}
+
+/// Clients may look for anything.
+bool Faults::has_sensors(const std::string& data_type) const {
+  return std::ranges::any_of(played_.head().sensors(),
+                             [&](const auto& sensor) { return sensor.data_type() == data_type; });
 }
 
 bool Faults::is_gone(const std::string& data_type, Time now) const {
@@ -127,29 +161,44 @@ void Faults::restart() {
 void Faults::settle(const Message& message, const std::string& bytes) {
   if (end_connections(message) || message.is_lost) return;
   if (message.refusal) return taker_.refuse(message.link, *message.refusal, message.now);
-  const std::vector<OnItsWay> copies(message.copies, {message.link, bytes});
-  if (message.delay > Time::zero()) {
-    for (const OnItsWay& late : copies) late_[message.direction].emplace(message.now + message.delay, late);
-    return;
-  }
   auto& swapped = stream_of(message.link.session, message.direction).swapped;
-  if (message.is_swapped && swapped.empty()) {
-    swapped = copies;
-  } else {
-    pass(message.direction, copies, message.now);
+  const bool is_late = message.delay > Time::zero();
+  const bool waits = is_late || (message.is_swapped && swapped.empty());
+  if (!waits || !has_room(message.copies * (bytes.size() + sizeof(OnItsWay)))) {
+    return pass(message.direction, message.link, bytes, message.copies, message.now);
   }
+  for (std::size_t i = 0; i < message.copies; ++i) {
+    if (is_late) {
+      late_[message.direction].emplace(message.now + message.delay, on_its_way(message.link, bytes));
+    } else {
+      swapped.push_back(on_its_way(message.link, bytes));
+    }
+  }
+}
+
+/// For so many bytes more, to wait.
+bool Faults::has_room(std::size_t bytes) {
+  constexpr std::size_t most = std::size_t{64} << 20;
+  if (waiting_ == 0) is_full_ = false;
+  if (waiting_ + bytes <= most) return true;
+  if (!std::exchange(is_full_, true)) watchers_.on_full(most);
+  return false;
+}
+
+Faults::OnItsWay Faults::on_its_way(const Link& link, const std::string& bytes) {
+  return {link, bytes, Weight(bytes.size() + sizeof(OnItsWay), waiting_)};
 }
 
 /// And what has waited for that.
-void Faults::pass(Direction direction, const std::vector<OnItsWay>& messages, Time now) {
-  for (const OnItsWay& message : messages) hand_on(direction, message, now);
-  const auto swapped = std::exchange(stream_of(messages.front().link.session, direction).swapped, {});
-  for (const OnItsWay& message : swapped) hand_on(direction, message, now);
+void Faults::pass(Direction direction, const Link& link, const std::string& bytes, std::size_t copies, Time now) {
+  for (std::size_t i = 0; i < copies; ++i) hand_on(direction, link, bytes, now);
+  const auto swapped = std::exchange(stream_of(link.session, direction).swapped, {});
+  for (const OnItsWay& message : swapped) hand_on(direction, message.link, message.bytes, now);
 }
 
-void Faults::hand_on(Direction direction, const OnItsWay& message, Time now) {
-  if (direction == scenario_fault::REQUEST) return taker_.take_request(message.link, message.bytes, now);
-  delivery_.deliver(message.link, message.bytes);
+void Faults::hand_on(Direction direction, const Link& link, const std::string& bytes, Time now) {
+  if (direction == scenario_fault::REQUEST) return taker_.take_request(link, bytes, now);
+  delivery_.deliver(link, bytes);
 }
 
 /// What is late up to `now`. What it brings about may end everything.
@@ -157,7 +206,7 @@ void Faults::release(Direction direction, Time now) {
   auto& late = late_[direction];
   while (!late.empty() && late.begin()->first <= now) {
     const auto due = late.extract(late.begin());
-    pass(direction, {due.mapped()}, due.key());
+    pass(direction, due.mapped().link, due.mapped().bytes, 1, due.key());
   }
 }
 

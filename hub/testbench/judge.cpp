@@ -49,6 +49,17 @@ std::string times(std::size_t count) { return count == 1 ? "once" : concat(count
 
 Time real_time(double seconds) { return std::chrono::round<Time>(std::chrono::duration<double>(seconds)); }
 
+/// Which of the expected requests this is, by index.
+std::vector<bool> met_by(std::vector<RequestMatcher>& expected, const AskedFor& asked) {
+  std::vector<bool> met;
+  for (RequestMatcher& matcher : expected) met.push_back(matcher.matches(asked));
+  return met;
+}
+
+std::vector<RequestMatcher> matchers_of(const scenario_expectation& expected) {
+  return {expected.requests().begin(), expected.requests().end()};
+}
+
 std::string default_name(const scenario_expectation& expected, std::size_t clients) {
   if (expected.has_name()) return expected.name();
   if (expected.requests().empty()) return concat(clients, clients == 1 ? " client" : " clients");
@@ -74,16 +85,25 @@ void Judge::on_request(const Link& from, const std::string& envelope, Time now) 
   const bool configures = request.msg_id() == on_change_config || request.msg_id() == streaming_config;
   if (configures) configured_.insert(from.session);
   if (all_ == 0 || seen_bytes_ > most_seen) return;
-  seen_bytes_ += sizeof(SeenRequest) + envelope.size();
+  const AskedFor& asked = asked_for({played_.data_type_of(from.sensor), request.msg_id(), request.request().payload()});
   if (seen_bytes_ > most_seen) {
     tell_({"all requests are judged", concat("expected less than 64 MiB of them, found more at ",
                                              in_seconds(time_.at(now)), ", the rest was not looked at")});
     return;
   }
-  seen_.push_back(
-      {from.session, played_.data_type_of(from.sensor), request.msg_id(), request.request().payload(), time_.at(now)});
-  for (Open& open : open_) count(open, seen_.back());
+  seen_.push_back({from.session, &asked, time_.at(now)});
+  for (Open& open : open_) {
+    auto matchers = matchers_of(open.expected);
+    open.count(met_by(matchers, asked));
+  }
   decide_all(false);
+}
+
+/// Each is kept once: whoever floods the hub mostly says the same.
+const AskedFor& Judge::asked_for(AskedFor asked) {
+  const auto [kept, is_new] = asked_for_.insert(std::move(asked));
+  seen_bytes_ += sizeof(SeenRequest) + (is_new ? kept->size() : 0);
+  return *kept;
 }
 
 void Judge::on_step(const scenario_step& step, Time now) {
@@ -107,6 +127,7 @@ void Judge::on_rewind() {
 
 void Judge::forget_requests() {
   seen_.clear();
+  asked_for_.clear();
   seen_bytes_ = 0;
   configured_.clear();
 }
@@ -140,18 +161,24 @@ std::optional<Judge::Open> Judge::point_of(const scenario_step& step) {
 void Judge::open(Open opened) {
   ++reached_;
   opened.counts.resize(static_cast<std::size_t>(opened.expected.requests_size()));
-  for (const SeenRequest& seen : seen_) count(opened, seen);
+  count_all_seen(opened);
   open_.push_back(std::move(opened));
   decide_all(false);
 }
 
-void Judge::count(Open& open, const SeenRequest& seen) {
-  const auto& requests = open.expected.requests();
-  const auto next = static_cast<int>(open.in_order);
-  if (next < requests.size() && matches(requests[next], seen)) ++open.in_order;
-  for (int i = 0; i < requests.size(); ++i) {
-    if (matches(requests[i], seen)) ++open.counts[static_cast<std::size_t>(i)];
+void Judge::count_all_seen(Open& open) const {
+  auto matchers = matchers_of(open.expected);
+  std::map<const AskedFor*, std::vector<bool>> known;
+  for (const SeenRequest& seen : seen_) {
+    const auto [met, is_new] = known.try_emplace(seen.what);
+    if (is_new) met->second = met_by(matchers, *seen.what);
+    open.count(met->second);
   }
+}
+
+void Judge::Open::count(const std::vector<bool>& met) {
+  if (in_order < met.size() && met[in_order]) ++in_order;
+  for (std::size_t i = 0; i < met.size(); ++i) counts[i] += met[i] ? 1 : 0;
 }
 
 bool Judge::is_met(const Open& open) const {
@@ -199,6 +226,11 @@ void Judge::advance(Time now) {
 
 bool Judge::is_waiting() const { return std::ranges::any_of(open_, &Open::waits); }
 
+const std::string& Judge::first_open() const {
+  const auto waits = std::ranges::find_if(open_, &Open::waits);
+  return (waits == open_.end() ? open_.front() : *waits).name;
+}
+
 void Judge::close() {
   decide_all(true);
   std::size_t number = 0;
@@ -242,11 +274,11 @@ std::string Judge::unmet(const Open& open) const {
 std::string Judge::found_instead(const Open& open, const scenario_request& request) const {
   const auto find = [this](const auto& is_near) { return std::find_if(seen_.rbegin(), seen_.rend(), is_near); };
   const auto near = find([&](const SeenRequest& seen) {
-    return open.expected.never() ? matches(request, seen) : is_same_kind(request, seen);
+    return open.expected.never() ? matches(request, *seen.what) : is_same_kind(request, *seen.what);
   });
   const auto last = near != seen_.rend() ? near : seen_.rbegin();
   if (last == seen_.rend()) return "no request at all";
-  const std::string what = concat(text_of(*last), " at ", in_seconds(last->at), " by session ", last->session);
+  const std::string what = concat(text_of(*last->what), " at ", in_seconds(last->at), " by session ", last->session);
   return near != seen_.rend() ? what : concat("none; the last request was ", what);
 }
 

@@ -48,6 +48,9 @@ class Judge final : public Watcher, public Party {
   /// Whether something is still to be decided.
   bool is_open() const { return !open_.empty(); }
 
+  /// The name of the first of that, or of the first that a step waits for. To be called if there is any.
+  const std::string& first_open() const;
+
   /// Whether any client has configured a sensor.
   bool has_clients() const { return time_.started(); }
 
@@ -70,13 +73,17 @@ class Judge final : public Watcher, public Party {
     std::size_t clients = 0;
     std::vector<std::size_t> counts{};  // of each request
     std::size_t in_order = 0;           // how many have come in their order
+
+    /// A request has come that is those of the expected ones.
+    void count(const std::vector<bool>& met);
   };
 
   double clock_speed() const;
   std::optional<Time> due_of(const Open& open) const;
   static std::optional<Open> point_of(const scenario_step& step);
   void open(Open opened);
-  static void count(Open& open, const SeenRequest& seen);
+  const AskedFor& asked_for(AskedFor asked);
+  void count_all_seen(Open& open) const;
   bool is_met(const Open& open) const;
   static bool can_change(const Open& open);
   std::string unmet(const Open& open) const;
@@ -93,6 +100,7 @@ class Judge final : public Watcher, public Party {
   std::size_t reached_ = 0;        // of these
   std::vector<Open> open_;         // in order of their steps
   std::vector<SeenRequest> seen_;  // all, unless they are too many
+  std::set<AskedFor> asked_for_;   // by these
   std::size_t seen_bytes_ = 0;
   std::set<SessionId> configured_;
 };

@@ -8,12 +8,14 @@
 
 namespace kelvane_hub {
 
-/// Says in one line, each time that the simulator falls behind, by how many seconds.
+/// Says in one line, each time that the simulator falls behind, by how many seconds; and when faults keep back too
+/// much.
 class Laggard final : public Watcher {
  public:
   explicit Laggard(Say say) : say_(std::move(say)) {}
 
   void on_behind(Time late) override;
+  void on_full(std::size_t bytes) override;
 
  private:
   Say say_;

@@ -19,6 +19,9 @@ class Orders {
   /// The text as it was typed, but for blanks, and single quotes if there are some around the whole.
   const std::string& text() const { return text_; }
 
+  /// Those that were not taken.
+  const std::vector<std::string>& words() const { return words_; }
+
   /// The next word without an equals sign. Throws InputError if there is none: "expected `what`, found none".
   std::string take_word(std::string_view what);
 

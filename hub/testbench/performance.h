@@ -32,6 +32,7 @@ class Performance final : public Party, RequestTaker {
   const Simulator& simulator() const { return simulator_; }
   Judge& judge() { return judge_; }
   Faults& faults() { return faults_; }
+  const Faults& faults() const { return faults_; }
   Timeline& timeline() { return timeline_; }
   const Timeline& timeline() const { return timeline_; }
   const PackedScenario& played() const { return played_; }
@@ -46,8 +47,8 @@ class Performance final : public Party, RequestTaker {
   /// Whether the last step has happened, all expectations are decided, and nothing is late.
   bool is_over() const { return timeline_.ended() && !judge_.is_open() && !faults_.next_due(); }
 
-  /// Seconds of the clock that it waits for clients at most, beside its length.
-  double longest_wait() const { return judge_.longest_wait(); }
+  /// Seconds of the clock that it waits for clients, or lets them wait, at most, beside its length.
+  double longest_wait() const { return judge_.longest_wait() + faults_.longest_delay(); }
 
   /// Scenario time becomes `seconds`, as Timeline::seek() has it. That takes no time: what was told before is as old,
   /// and what is expected may take as long, as if scenario time had not jumped.

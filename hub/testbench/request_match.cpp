@@ -1,10 +1,10 @@
 #include "hub/testbench/request_match.h"
 
 #include <google/protobuf/text_format.h>
-#include <google/protobuf/util/message_differencer.h>
 
-#include <memory>
 #include <string_view>
+#include <tuple>
+#include <utility>
 
 #include "hub/base/concat.h"
 #include "hub/messages/catalogue.h"
@@ -28,11 +28,11 @@ std::string text(std::string_view kind, const Message& payload, std::string_view
   return concat(kind, fields.empty() ? " {}" : " { " + fields + "}", sensor.empty() ? "" : " to ", sensor);
 }
 
-/// The payload as what it is meant to be; null if it is none of that kind.
-std::unique_ptr<Message> payload_of(const MessageKind& kind, const SeenRequest& seen) {
-  std::unique_ptr<Message> payload(kind.payload == nullptr ? new scenario_no_payload : kind.payload()->New());
-  if (!payload->ParseFromString(seen.payload)) return nullptr;
-  return payload;
+std::unique_ptr<Message> parsed(std::uint32_t msg_id, const std::string& bytes) {
+  const MessageKind* const kind = find_request_kind(msg_id);
+  if (kind == nullptr) return nullptr;
+  std::unique_ptr<Message> payload(kind->payload == nullptr ? new scenario_no_payload : kind->payload()->New());
+  return payload->ParseFromString(bytes) ? std::move(payload) : nullptr;
 }
 
 }  // namespace
@@ -42,27 +42,42 @@ std::string text_of(const scenario_request& expected) {
   return text(kind.name(), scenario_request::GetReflection()->GetMessage(expected, &kind), expected.sensor());
 }
 
-std::string text_of(const SeenRequest& seen) {
-  const MessageKind* const kind = find_request_kind(seen.msg_id);
-  const auto payload = kind == nullptr ? nullptr : payload_of(*kind, seen);
-  if (payload) return text(kind->name, *payload, seen.sensor);
-  return concat("request ", seen.msg_id, " of ", seen.payload.size(), " bytes");
+std::string text_of(const AskedFor& asked) {
+  const MessageKind* const kind = find_request_kind(asked.msg_id());
+  if (asked.message() != nullptr) return text(kind->name, *asked.message(), asked.sensor());
+  return concat("request ", asked.msg_id(), " of ", asked.payload_size(), " bytes");
 }
 
-bool is_same_kind(const scenario_request& expected, const SeenRequest& seen) {
-  const MessageKind* const kind = find_request_kind(seen.msg_id);
+AskedFor::AskedFor(std::string sensor, std::uint32_t msg_id, std::string payload)
+    : sensor_(std::move(sensor)), msg_id_(msg_id), payload_(std::move(payload)), message_(parsed(msg_id_, payload_)) {}
+
+std::size_t AskedFor::size() const {
+  return sizeof *this + sensor_.capacity() + payload_.capacity() + (message_ ? message_->SpaceUsedLong() : 0);
+}
+
+std::strong_ordering AskedFor::operator<=>(const AskedFor& other) const {
+  return std::tie(msg_id_, payload_, sensor_) <=> std::tie(other.msg_id_, other.payload_, other.sensor_);
+}
+
+bool is_same_kind(const scenario_request& expected, const AskedFor& asked) {
+  const MessageKind* const kind = find_request_kind(asked.msg_id());
   return kind != nullptr && kind->name == field_in(expected).name();
 }
 
-bool matches(const scenario_request& expected, const SeenRequest& seen) {
-  if (!is_same_kind(expected, seen)) return false;
-  if (expected.has_sensor() && expected.sensor() != seen.sensor) return false;
-  const auto payload = payload_of(*find_request_kind(seen.msg_id), seen);
-  if (!payload) return false;
-  MessageDifferencer differencer;
-  differencer.set_scope(MessageDifferencer::PARTIAL);
-  differencer.set_repeated_field_comparison(MessageDifferencer::AS_SET);
-  return differencer.Compare(scenario_request::GetReflection()->GetMessage(expected, &field_in(expected)), *payload);
+RequestMatcher::RequestMatcher(const scenario_request& expected) : expected_(expected) {
+  differencer_.set_scope(MessageDifferencer::PARTIAL);
+  differencer_.set_repeated_field_comparison(MessageDifferencer::AS_SET);
+}
+
+bool RequestMatcher::matches(const AskedFor& asked) {
+  if (!is_same_kind(expected_, asked) || asked.message() == nullptr) return false;
+  if (expected_.has_sensor() && expected_.sensor() != asked.sensor()) return false;
+  return differencer_.Compare(scenario_request::GetReflection()->GetMessage(expected_, &field_in(expected_)),
+                              *asked.message());
+}
+
+bool matches(const scenario_request& expected, const AskedFor& asked) {
+  return RequestMatcher(expected).matches(asked);
 }
 
 }  // namespace kelvane_hub

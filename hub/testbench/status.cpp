@@ -86,6 +86,7 @@ std::string status_of(const Performance& performance, const Tally& tally, Time n
   std::string text =
       concat("scenario time ", in_seconds(timeline.at(now)), ", ", state_of(performance), ", speed ", timeline.speed(),
              ", ", timeline.taken(), " steps\n", "all sessions: ", counted(tally.all()), "\n");
+  if (!performance.faults().all().empty()) text += concat("faults: ", performance.faults().all().size(), "\n");
   for (const auto& [session, counts] : tally.sessions()) {
     text += concat("session ", session, ": ", counted(counts), "\n", uses_of(session, performance));
   }

@@ -89,8 +89,10 @@ class CompletionTest(EndToEndTest):
         self.assertIn("set", orders)
         self.assertEqual(orders, bash("kelvane-hub", HUB, "control", "hub.sock", ""))
         self.assertEqual(["rsrp=", "rsrq=", "rssnr="], bash("kelvane-hub", HUB, "control", "hub.sock", "set", "rs"))
+        self.assertEqual(["delay="], bash("kelvane-hub", HUB, "control", "hub.sock", "fault", "del"))
         if shutil.which("zsh"):
             self.assertEqual(orders, zsh_orders("control", "hub.sock", ""))
+            self.assertIn("delay=", zsh_orders("control", "hub.sock", "fault", "de"))
             self.assertIn("rsrp=", zsh_orders("control", "hub.sock", "set", "rs"))
         self.stop(hub)
 

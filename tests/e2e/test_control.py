@@ -97,6 +97,20 @@ class ControlTest(EndToEndTest):
             self.order("status")
         self.stop(hub)
 
+    def test_controllers_that_go_at_once(self):
+        hub = self.serve(SCENARIO)
+        with socket.socket(socket.AF_UNIX) as gone, socket.socket(socket.AF_UNIX) as listening:
+            gone.connect("hub.sock.control")
+            gone.sendall(b"pause\n" * 1000 + b"speed 7")
+            gone.close()
+            until(lambda: "speed 7," in self.order("status"), "the last order to be carried out")
+            listening.connect("hub.sock.control")
+            listening.sendall(b"pause\n" * 1000 + b"halt\n")
+            listening.shutdown(socket.SHUT_WR)
+            answers = listening.makefile("rb").readlines()
+            self.assertEqual((1001, b"KO"), (len(answers), answers[-1][:2]))
+        self.stop(hub)
+
     def test_hub_that_cannot_be_controlled(self):
         pathlib.Path("hub.sock.control").touch()
         hub = self.serve(SCENARIO)

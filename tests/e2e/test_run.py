@@ -84,6 +84,39 @@ ok 5 - the program ends with exit status 0
                 patience = ("--timeout", "0.1") if late in said else ()
                 self.ends(self.run_hub(ERROR, *patience, "--", "sh", "-c", script), 1, not_met(*NEVER_CONFIGURED, *said))
 
+    def test_what_was_outstanding(self):
+        client = f"{CLIENT} operation=1 2>err & p=$!; until grep -q 'event 4' err; do sleep 0.1; done; "
+        over = f"echo $p >pid; until {HUB} control $KELVANE_HUB_CONTROL status | grep -q 'over,'; do sleep 0.1; done"
+        not_taken = f"kill -STOP $p; trap 'kill -9 $p; exit' INT; {HUB} control $KELVANE_HUB_CONTROL next; wait"
+        ended, stopped = "to run until it is stopped, it ended ", "it within 5 s, stopped "
+        cases = (
+            ("steps { at: 0 expect { name: 'calls' requests { sensor_config {} } within: 9 } }", "kill -9 $p",
+             ended + "while 'calls' was open"),
+            ("steps { at: 0 wait_for { name: 'two' clients: 2 } }", "kill -9 $p",
+             ended + "at step 2 of 2, which waits for 'two'"),
+            ("faults { msg_id: 130 after: 1 delay: 999 } steps { at: 0 error { error: 5 } }", over,
+             ended + "while a message that a fault delays was still to come"),
+            ("steps { at: 99 error { error: 5 } }", f"{HUB} control $KELVANE_HUB_CONTROL pause; kill -9 $p",
+             ended + "at step 1 of 2, where an order has paused it"),
+            ("steps { at: 99 error { error: 5 } }", not_taken, stopped + "while reports were still to be taken by the clients"),
+        )
+        for steps, script, said in cases:
+            with self.subTest(said):
+                run = self.run_hub(ERROR + steps, "--timeout", "5", "--", "sh", "-c", client + script)
+                self.assertEqual(1, run.wait())
+                self.assertRegex(run.err, f"the scenario is played to its end: expected (the program )?{re.escape(said)}\n")
+        os.kill(int(read("pid")), signal.SIGKILL)
+
+    def test_orders_from_the_program_and_from_others(self):
+        script = (f"{CLIENT} operation=1 & p=$!; trap 'kill -2 $p' INT; until {HUB} control own.sock next; do sleep 0.1; done;"
+                  f"{HUB} control $KELVANE_HUB_CONTROL fault drop msg_id=130; {HUB} control $KELVANE_HUB_CONTROL next; wait; wait")
+        run = self.run_hub(ERROR + "steps { at: 900 error { error: 5 } } steps { at: 999 error { error: 6 } }",
+                           "--control", "own.sock", "--explain", "--", "sh", "-c", script)
+        self.assertEqual(0, run.wait(), run.err)
+        self.assertIn("Received error event 5\n", run.err)
+        self.assertIn("kelvane-hub: session 2, event 1 (error_event): fault 1: lost\n", run.err)
+        self.assertEqual([], [name for name in os.listdir() if name.startswith("own.sock")])
+
     def test_what_cannot_be_run(self):
         pathlib.Path("test.textproto").write_text(ERROR)
         pathlib.Path("bad.textproto").write_text("steps { at: 0 expect { } }")
@@ -96,6 +129,8 @@ ok 5 - the program ends with exit status 0
             ("test.textproto --junit none/a.xml -- true", "none/a.xml: expected it in a folder, there is no such folder"),
             ("test.textproto --times 2 -- true",
              "--times: expected a scenario that begins anew (repeat_after), found test.textproto"),
+            ("test.textproto --control none/a.sock -- true",
+             "--control: none/a.sock.lock: cannot make the lock for none/a.sock: No such file or directory"),
             ("test.textproto --times 0 -- true", usage + "--times: expected 1 to 1000000000, found '0'"),
             ("test.textproto --speed fast -- true", usage + "--speed: expected 0.01 to 10000 or max, found 'fast'"),
             ("test.textproto --timeout -1 -- true", usage + "--timeout: expected seconds, 0 or more, found '-1'"),

@@ -73,6 +73,9 @@ class ControlTest : public testing::Test, public Delivery {
 };
 
 TEST_F(ControlTest, OrdersAndAnswers) {
+  const std::string fields = order("help set");
+  EXPECT_NE(fields.find("| there are no cells yet; these are the fields that cells can have\n"), std::string::npos);
+  EXPECT_NE(fields.find("| rscp=\n"), std::string::npos);
   EXPECT_EQ("KO: expected a scenario that is under way, found one that waits for a client to configure a sensor\n",
             order("next"));
   start(performance_);
@@ -103,7 +106,7 @@ TEST_F(ControlTest, OrdersAndAnswers) {
        "KO: step:1:1: expected no time (at), since it happens now, found one;"
        "step:1:1: expected a msg_id, found a raw event without one",
        ""},
-      {"step wait_for { clients: 1 }",
+      {"step expect {}",
        "KO: step:1:1: expected something that happens to the modem, found expect or wait_for, for scenarios only", ""},
       {"call 3 id=2", "OK at=2.000 sub=0 id=2 state=3", "1283 "},
       {"call none", "OK at=2.000 sub=0 state=none", "1283 "},
@@ -112,6 +115,36 @@ TEST_F(ControlTest, OrdersAndAnswers) {
       {"rail nr5g=true sub=1", "OK at=2.000 sub=1 nr5g=true", "1282 "},
       {"error -5", "OK at=2.000 error=-5", "130 "},
       {"error x", "KO: error: expected a number from -2147483648 to 2147483647, found 'x'", ""},
+      {"fault drop msg_id=130 count=1", "OK at=2.000 fault=1 what=drop seed=0", ""},
+      {"error 4", "OK at=2.000 error=4", ""},
+      {"fault 'sensor_gone { back_after: 2 } session: 3'", "OK at=2.000 fault=2 what=sensor_gone seed=0", ""},
+      {"fault sensor=wwan probability=0.5 delay=1.5 direction=request", "OK at=2.000 fault=3 what=delay seed=0", ""},
+      {"fault list",
+       "| fault 1: msg_id: 130 count: 1 drop { }; has struck 1 message\n"
+       "| fault 2: session: 3 sensor_gone { back_after: 2 }; has struck 0 messages\n"
+       "| fault 3: direction: REQUEST sensor: \"wwan\" probability: 0.5 delay: 1.5; has struck 0 messages\n"
+       "OK at=2.000 faults=3",
+       ""},
+      {"fault clear", "OK at=2.000 ended=3", ""},
+      {"fault", "KO: expected what goes wrong (drop, delay, …), found none", ""},
+      {"fault drop cut", "KO: expected nothing more, found 'cut'", ""},
+      {"fault truncate=1 delay=1", "KO: expected one thing that goes wrong, found truncate and delay", ""},
+      {"fault delay", "KO: delay: expected a number, found none", ""},
+      {"fault drop=1", "KO: drop: expected no value, found '1'", ""},
+      {"fault drop direction=up", "KO: direction: expected event or request, found 'up'", ""},
+      {"fault refusal=-2147483649",
+       "KO: refusal: expected a number from -2147483648 to 2147483647, found '-2147483649'", ""},
+      {"fault drop msg=1",
+       "KO: expected direction, msg_id, sensor, session, after, count, probability, drop, delay, duplicate, reorder, "
+       "truncate, "
+       "corrupt, unknown_field, unknown_id, no_answer, refusal, late_attributes, sensor_gone, cut or hub_restart, "
+       "found 'msg'",
+       ""},
+      {"fault drop { } at: 1", "KO: fault:1:12: Message type \"scenario_fault\" has no field named \"at\".", ""},
+      {"fault count=0 sensor=x unknown_id=9",
+       "KO: expected the data_type of a sensor, wwan, found 'x'; expected a count of 1 or more, found 0; "
+       "expected an unknown_id that no event has, found 9",
+       ""},
       {"pause", "OK at=2.000 state=paused", ""},
       {"next", "OK at=10.000 steps=2 what=voice_calls", "1283 "},
       {"next", "OK at=20.000 steps=3 what=cells", "1281(-95) "},
@@ -124,7 +157,8 @@ TEST_F(ControlTest, OrdersAndAnswers) {
       {"resume", "OK at=0.000 state=resumed", ""},
       {"help rail", "| rail lte=true|nr5g=true... [sub=N]: the network of a high-speed railway\nOK", ""},
       {"halt",
-       "KO: expected set, step, call, rrc, rail, error, pause, resume, next, seek, restart, speed, status, record, "
+       "KO: expected set, step, call, rrc, rail, error, fault, pause, resume, next, seek, restart, speed, status, "
+       "record, "
        "quit "
        "or help, found 'halt'",
        ""},
@@ -163,6 +197,11 @@ TEST_F(ControlTest, ARecordPlaysTheSameAgain) {
     (void)order(line);
   }
   const std::string steps = recorded();
+  const std::string noted = "| # Left out, it was live: at=1.000 faults { cut { } }\n";
+  (void)order("fault cut");
+  EXPECT_EQ(noted, order("record").substr(0, noted.size()));
+  EXPECT_TRUE(order("record").ends_with(" live_faults_left_out=1\n"));
+  (void)order("fault clear");
   EXPECT_EQ(
       "| steps { at: 0 cells { cells { cell_type: 3 lte { signal_strength { rsrp: -90 } } } cells { registered: true "
       "cell_type: 2 cdma { signal_strength { dbm: -80 } } } } }\n"

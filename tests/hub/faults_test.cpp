@@ -8,6 +8,7 @@
 #include "hub/messages/catalogue.h"
 #include "hub/scenario/scenario_file.h"
 #include "hub/testbench/explainer.h"
+#include "hub/testbench/laggard.h"
 #include "hub/testbench/performance.h"
 #include "tests/golden.h"
 
@@ -29,6 +30,7 @@ std::string errors(int count, const std::string& faults) {
 /// "130:8 3" for event 130 with these bytes.
 std::string text_of(const sns_client_event_msg::sns_client_event& event) {
   std::string text = std::to_string(event.msg_id());
+  if (event.payload().size() > 1000) return text + " long";
   char separator = ':';
   for (const char byte : event.payload()) {
     text += std::exchange(separator, ' ') + std::to_string(static_cast<unsigned char>(byte));
@@ -210,15 +212,45 @@ TEST(Faults, ASessionThatEndsGetsNothingThatIsLate) {
   EXPECT_TRUE(bench.performance().is_over());
 }
 
-TEST(Faults, CanBeAddedAndAreExplained) {
-  Bench bench(errors(2, ""));
+TEST(Faults, CanBeAddedAndEndAndAreExplained) {
+  Bench bench(errors(5, ""));
   bench.ask(on_change_config);
   bench.advance(1);
   scenario_fault fault;
-  fault.set_corrupt(9);
+  fault.set_delay(1.5);
   bench.performance().faults().add(fault);
   bench.advance(1);
-  EXPECT_EQ(bench.explained(), "session 1, event 1 (error_event): fault 1: 2 of its 2 bytes changed\n");
+  bench.performance().faults().clear();
+  bench.advance(1);
+  fault.mutable_sensor_gone();
+  bench.performance().faults().add(fault);
+  bench.advance(1);
+  EXPECT_EQ(bench.received(), "1281:16 0, 130:8 1, 130:8 3, 130:8 2, 130:8 4, ");
+  EXPECT_EQ(bench.explained(),
+            "session 1, event 1 (error_event): fault 1: 1.5 s late\n"
+            "session 1, event 3 (error_event): fault 2: the sensor wwan is gone\n");
+  bench.ask(attribute_request);
+  EXPECT_EQ(bench.received(), "130:8 3, ");
+  bench.performance().faults().clear();
+  bench.ask(attribute_request);
+  EXPECT_EQ(bench.received(), "128, ");
+}
+
+TEST(Faults, WhatWaitsHasItsBoundsAndTheRestComesAtOnce) {
+  const std::string event =
+      "steps { at: 1 raw { msg_id: 9 payload: '" + std::string(std::size_t{20} << 20, 'x') + "' } }";
+  for (const std::string fault : {"delay: 9", "reorder {}"}) {
+    Bench bench(errors(0, "faults { msg_id: 9 " + fault + " }" + event));
+    std::string said;
+    Laggard laggard([&said](const std::string& line) { said += line + "\n"; });
+    bench.performance().faults().watch(laggard);
+    for (SessionId session = 1; session <= 5; ++session) bench.ask(on_change_config, session);
+    bench.advance(1);
+    for (SessionId session = 1; session <= 5; ++session) {
+      EXPECT_EQ(bench.received(session), session <= 3 ? "1281:16 0, " : "1281:16 0, 9 long, ") << fault << session;
+    }
+    EXPECT_EQ(said, "64 MiB of messages that faults delay wait already: the next ones come at once\n");
+  }
 }
 
 TEST(Faults, MistakesAreNamedWithTheirPlace) {

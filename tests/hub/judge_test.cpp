@@ -177,8 +177,9 @@ TEST_F(JudgeTest, AsFastAsCanBeSecondsAreThoseOfTheClock) {
 TEST_F(JudgeTest, ItIsKnownHowLongItMayTake) {
   const std::string steps =
       "steps { at: 1 wait_for { clients: 1 } } steps { at: 2 wait_for { clients: 2 within: 5 } }"
-      "steps { at: 3 expect { requests { attr_req {} } within: 100 } }";
-  for (const auto& [speed, seconds] : {std::pair(4.0, 90), {Pace::at_once, 165}}) {
+      "steps { at: 3 expect { requests { attr_req {} } within: 100 } }"
+      "faults { delay: 3 } faults { late_attributes: 2 count: 2 } faults { sensor_gone { back_after: 7 } count: 1 }";
+  for (const auto& [speed, seconds] : {std::pair(4.0, 113), {Pace::at_once, 188}}) {
     play(steps, speed);
     EXPECT_EQ(performance_->longest_wait(), seconds);
   }
@@ -200,7 +201,7 @@ TEST_F(JudgeTest, WhatNobodyKnowsIsARequestToo) {
 TEST_F(JudgeTest, AFloodIsJudgedAsFarAsThereIsRoom) {
   play("steps { at: 0 expect { requests { get_cell_location_info {} } never: true within: 1 } }");
   ask(all_asked[2]);
-  for (int i = 0; i < 70; ++i) send(1, {1, 2}, 999, std::string(1 << 20, 'x'));
+  for (int i = 0; i < 70; ++i) send(1, {1, 2}, 999, std::string(1 << 20, static_cast<char>(i)));
   EXPECT_EQ(told(),
             "0 all requests are judged: expected less than 64 MiB of them, found more at 0.000 s, the rest was "
             "not looked at\n");

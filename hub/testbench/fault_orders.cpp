@@ -1,0 +1,136 @@
+#include "hub/testbench/fault_orders.h"
+
+#include <google/protobuf/text_format.h>
+
+#include <algorithm>
+#include <cctype>
+#include <limits>
+#include <vector>
+
+#include "hub/base/concat.h"
+#include "hub/base/input_error.h"
+#include "hub/base/numbers.h"
+#include "hub/scenario/fault_scope.h"
+#include "hub/scenario/mistakes.h"
+#include "hub/scenario/scenario_reader.h"
+
+namespace kelvane_hub {
+namespace {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Reflection;
+
+bool is_kind(const FieldDescriptor& field) { return field.real_containing_oneof() != nullptr; }
+
+const FieldDescriptor& field_of(const std::string& name) {
+  const auto& type = *scenario_fault::descriptor();
+  if (const FieldDescriptor* const field = type.FindFieldByName(name)) return *field;
+  std::vector<std::string> names;
+  for (int i = 0; i < type.field_count(); ++i) names.push_back(type.field(i)->name());
+  throw InputError(concat("expected ", alternatives(names), ", found ", quoted(name)));
+}
+
+[[noreturn]] void refuse(const FieldDescriptor& field, const std::string& expected, const std::string& found) {
+  throw InputError(concat(field.name(), ": expected ", expected, ", found ", found.empty() ? "none" : quoted(found)));
+}
+
+template <class Number>
+Number number_in(const FieldDescriptor& field, const std::string& value) {
+  if (const auto number = number_of<Number>(value)) return *number;
+  using Limits = std::numeric_limits<Number>;
+  refuse(field, Limits::is_integer ? concat("a number from ", Limits::min(), " to ", Limits::max()) : "a number",
+         value);
+}
+
+/// Of a fault that has such a message from now on.
+void set_message(scenario_fault& fault, const FieldDescriptor& field, const std::string& value) {
+  (void)scenario_fault::GetReflection()->MutableMessage(&fault, &field);
+  if (value.empty()) return;
+  if (!fault.has_sensor_gone()) refuse(field, "no value", value);
+  fault.mutable_sensor_gone()->set_back_after(number_in<double>(field, value));
+}
+
+void set_direction(scenario_fault& fault, const FieldDescriptor& field, const std::string& value) {
+  std::string name = value;
+  std::ranges::transform(name, name.begin(), [](unsigned char letter) { return std::toupper(letter); });
+  scenario_fault::Direction direction{};
+  if (!scenario_fault::Direction_Parse(name, &direction)) refuse(field, "event or request", value);
+  fault.set_direction(direction);
+}
+
+void set(scenario_fault& fault, const std::string& name, const std::string& value) {
+  const FieldDescriptor& field = field_of(name);
+  const Reflection& reflection = *scenario_fault::GetReflection();
+  if (is_kind(field) && fault.what_case() != scenario_fault::WHAT_NOT_SET) {
+    throw InputError(concat("expected one thing that goes wrong, found ", kind_of(fault), " and ", name));
+  }
+  switch (field.cpp_type()) {
+    case FieldDescriptor::CPPTYPE_MESSAGE:
+      return set_message(fault, field, value);
+    case FieldDescriptor::CPPTYPE_ENUM:
+      return set_direction(fault, field, value);
+    case FieldDescriptor::CPPTYPE_DOUBLE:
+      return reflection.SetDouble(&fault, &field, number_in<double>(field, value));
+    case FieldDescriptor::CPPTYPE_INT32:
+      return reflection.SetInt32(&fault, &field, number_in<std::int32_t>(field, value));
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return reflection.SetUInt32(&fault, &field, number_in<std::uint32_t>(field, value));
+    case FieldDescriptor::CPPTYPE_UINT64:
+      return reflection.SetUInt64(&fault, &field, number_in<std::uint64_t>(field, value));
+    default:
+      return reflection.SetString(&fault, &field, value);
+  }
+}
+
+/// What is no word "NAME" or "NAME=VALUE" there.
+bool has_form_of_text(const std::string& word) {
+  return word.substr(0, word.find('=')).find_first_of(":{}<>") != std::string::npos;
+}
+
+scenario_fault parse(const std::string& text) {
+  Mistakes mistakes("fault");
+  google::protobuf::TextFormat::Parser parser;
+  parser.SetRecursionLimit(deepest_nesting);
+  parser.RecordErrorsTo(&mistakes);
+  scenario_fault fault;
+  (void)parser.ParseFromString(text, &fault);
+  mistakes.throw_if_any();
+  return fault;
+}
+
+}  // namespace
+
+scenario_fault fault_of(Orders orders) {
+  if (std::ranges::any_of(orders.words(), has_form_of_text)) return parse(orders.text());
+  scenario_fault fault;
+  for (const auto& [name, value] : orders.take_values()) set(fault, name, value);
+  if (fault.what_case() == scenario_fault::WHAT_NOT_SET) {
+    set(fault, orders.take_word("what goes wrong (drop, delay, …)"), "");
+  }
+  orders.expect_none();
+  return fault;
+}
+
+std::string help_for_faults() {
+  const auto& type = *scenario_fault::descriptor();
+  std::string lines;
+  for (int i = 0; i < type.field_count(); ++i) {
+    const FieldDescriptor& field = *type.field(i);
+    const bool stands_alone = field.message_type() != nullptr;
+    const bool takes_value = !stands_alone || field.message_type()->field_count() > 0;
+    if (stands_alone) lines += field.name() + "\n";
+    if (takes_value) lines += field.name() + "=\n";
+  }
+  return lines + "clear\nlist\n";
+}
+
+std::string text_of(const scenario_fault& fault) {
+  google::protobuf::TextFormat::Printer printer;
+  printer.SetSingleLineMode(true);
+  std::string text;
+  printer.PrintToString(fault, &text);
+  if (text.ends_with(' ')) text.pop_back();
+  return text;
+}
+
+}  // namespace kelvane_hub

@@ -155,6 +155,27 @@ Seeds sessions() {
   return seeds;
 }
 
+Seeds controls() {
+  return {
+      "set rsrp=-105 cell=1\n@d\nset timestamp= sub=1\ncall 3 id=2\ncall none\nrrc lte=1 nr5g=2\nrail lte=true\nerror "
+      "-5",
+      "pause\nnext\nseek 7.5\n@c\nresume\nspeed 100\n@e\nrestart\nrecord\nhelp\nhelp set\nhelp fault\nquit",
+      "step 'cells { sub: 1 cells { cell_type: 6 nr { signal_strength { rsrp: -90 } } } }'\nstep raw { msg_id: 9 }",
+      "fault drop msg_id=1281 count=2 after=1\n@d\nfault delay=0.5 direction=request\nfault list\nfault clear\nstatus",
+      "fault 'sensor_gone { back_after: 2 } probability: 0.5'\n@e\nfault reorder\n@d\nrestart\n@c\nseek 1e7\n@f"};
+}
+
+/// A few kinds each, and a session that asks for everything while time goes on.
+Seeds faults() {
+  using namespace std::string_literals;
+  const std::string asked = "\n\7\0\1\2\3\4\5\51\52\53\54\x4c\x44\x1a\x1b\x1a\x19\x04\x1b\x1a\x1b"s;
+  return {"drop probability=0.5\ndelay=0.5 direction=request\n" + asked,
+          "duplicate\nreorder probability=0.3\ntruncate=1\n" + asked,
+          "corrupt=3 probability=0.4\nunknown_field=99\nunknown_id=4000 after=3\n" + asked,
+          "no_answer count=1\nlate_attributes=1\nrefusal=7 msg_id=641\n" + asked,
+          "sensor_gone=1.5 count=1 after=2\ncut after=5 count=1\nhub_restart after=9 count=1\n" + asked};
+}
+
 void write(const std::filesystem::path& folder, const Seeds& seeds) {
   std::filesystem::create_directories(folder);
   std::ofstream list(folder.string() + ".list");
@@ -181,6 +202,8 @@ int main(int argc, char** argv) {
   write(folder / "import", drives());
   write(folder / "run", runs());
   write(folder / "plot", plots());
+  write(folder / "control", controls());
+  write(folder / "faults", faults());
   write(folder / "sessions", sessions());
   return 0;
 }

@@ -129,7 +129,7 @@ class ControlTest(EndToEndTest):
             self.wait_for_output("RSRP: -95", name)
             self.stop(run)
         self.assertEqual(reports("one.txt"), reports("two.txt"))
-        self.assertEqual(2, hub.err.count("the scenario is over: 4 steps in 0.5 s"))
+        until(lambda: hub.err.count("the scenario is over: 4 steps in 0.5 s") == 2, "both ends of the scenario")
         self.assertNotIn("expected", hub.err)
         self.stop(hub)
         hub = Program(self, [HUB, "serve", "--listen", "hub.sock", "--scenario", "short.textproto", "--exit-at-end"], {})

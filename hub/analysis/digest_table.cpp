@@ -67,7 +67,7 @@ class TableWriter {
 
  private:
   void add_head(const EvaluatedFile& file) {
-    text_ += concat(file.name, ": ", name_of(file.kind), ", ", counted(digest_.reports, "report", "reports"), " in ",
+    text_ += concat(file.name, "\n  ", name_of(file.kind), ", ", counted(digest_.reports, "report", "reports"), " in ",
                     seconds(whole_), " by ", digest_.extent.clock, '\n');
     if (digest_.undated > 0) {
       text_ += concat("  without a time of their own, but with one between those around them: ", digest_.undated, '\n');

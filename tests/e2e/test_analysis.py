@@ -48,7 +48,7 @@ class AnalysisTest(EndToEndTest):
     def test_summary(self):
         pathlib.Path("a").write_text(f"steps {{ at: 0 {CELL} }}\nsteps {{ at: 2.5 {CALL.format(5)} }}\n"
                                      "steps { at: 4 voice_calls {} }\n steps { at: 8 cells {} }\nsteps { at: 10 cells {} }")
-        table = ("a: scenario, 5 reports in 10.0 s by scenario time\n  longest time without a report: 4.0 s, from 4.0 s\n\n"
+        table = ("a\n  scenario, 5 reports in 10.0 s by scenario time\n  longest time without a report: 4.0 s, from 4.0 s\n\n"
                  "subscription 0\n\n  technology        time   share\n  LTE              8.0 s  80.0 %\n"
                  "  without service  2.0 s  20.0 %\n\n  serving cell  visits   time   share\n"
                  "  LTE CI 5           1  8.0 s  80.0 %\n\n"

@@ -98,7 +98,8 @@ TEST(AnalysisTest, TableOfAScenario) {
       step(45, "voice_calls { calls { call_id: 7 call_state: 1 } calls { call_id: 8 call_state: 5 } }") +
       step(46, "voice_calls { calls { call_id: 8 call_state: 5 } }") + nothing(50) +
       step(60, "cells { sub: 1 cells { registered: true cell_type: 9 } }") + "repeat_after: 100");
-  EXPECT_EQ(table_of(file, digest_of(file)), R"(x.textproto: scenario, 12 reports in 100.0 s by scenario time
+  EXPECT_EQ(table_of(file, digest_of(file)), R"(x.textproto
+  scenario, 12 reports in 100.0 s by scenario time
   longest time without a report: 40.0 s, from 60.0 s
 
 subscription 0
@@ -189,7 +190,8 @@ TEST(AnalysisTest, RunSaysWhatItsTimesAre) {
       run_file("Log Time: 1700000000, Received voice call info on Sub:3, voice call info-Number of calls: 0: []\n" +
                cell_report(4, "1", -90) + no_cells + cell_report(30, "1", -200));
   // When the cells were lost is known only from what stands around that: half way is the best guess.
-  EXPECT_EQ(table_of(file, digest_of(file)), R"(x.txt: run, 4 reports in 30.0 s by timestamps
+  EXPECT_EQ(table_of(file, digest_of(file)), R"(x.txt
+  run, 4 reports in 30.0 s by timestamps
   without a time of their own, but with one between those around them: 1
   longest time without a report: 13.0 s, from 4.0 s
 

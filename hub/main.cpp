@@ -196,16 +196,69 @@ void add_report(CLI::App& app, ReportOptions& options) {
       "Examples:\n"
       "  kelvane-hub report /data/APT_Automation/drive.txt | jq 'select(.event == \"voice_calls\")'\n"
       "  kelvane-hub report drive.txt --format csv -o drive.csv\n"
-      "  adb shell cat /data/APT_Automation/drive.txt | kelvane-hub report -\n\n"
+      "  adb shell cat /data/APT_Automation/drive.txt | kelvane-hub report -\n"
+      "  kelvane-hub report -f /data/APT_Automation/drive.txt\n\n"
       "JSON is an object an event, each on a line. CSV is a row a cell, a call, or an event without either.\n");
   command->add_option("file", options.file, "Output file of a run; -: standard input")->type_name("FILE")->required();
   command->add_option("--format", options.format, "Form of the report (default: json)")
       ->type_name("json|csv")
       ->check(check_format);
-  command->add_option("-o,--output", options.output, "File to write (-, the default: standard output)")
-      ->type_name("FILE");
-  command->add_flag("--strict", options.is_strict, "End at the first line that is no report, instead of skipping it");
-  command->callback([&options] { report(options); });
+  auto* const output =
+      command->add_option("-o,--output", options.output, "File to write (-, the default: standard output)")
+          ->type_name("FILE");
+  auto* const strict = command->add_flag("--strict", options.is_strict,
+                                         "End at the first line that is no report, instead of skipping it");
+  command->add_flag("-f,--follow", options.follows, "Go on as the file grows, until SIGINT");
+  command->callback([&options, output, strict] {
+    for (const CLI::Option* const other : {output, strict}) {
+      if (!options.follows || other->count() == 0) continue;
+      throw CLI::ValidationError("--follow", concat("expected no ", other->get_name(), " beside it, found one"));
+    }
+    options.follows ? follow(options) : report(options);
+  });
+}
+
+void add_summary(CLI::App& app, SummaryOptions& options) {
+  auto* command = app.add_subcommand("summary", "Sum up runs, scenarios and drives: times, changes, outages, signal");
+  command->footer(
+      "Examples:\n"
+      "  kelvane-hub summary /data/APT_Automation/drive.txt\n"
+      "  kelvane-hub summary monday.txt tuesday.txt --format json | jq '.subscriptions[].cell_changes'\n\n"
+      "A file is what its content looks like: an output file of cellscope, a scenario, or the CSV of a drive-test "
+      "app.\n");
+  command->add_option("file", options.files, "Runs, scenarios and drives; -: standard input")
+      ->type_name("FILE")
+      ->required();
+  command->add_option("--format", options.format, "Form of the summary (default: table)")
+      ->type_name("table|json")
+      ->check(check_summary_format);
+  command->callback([&options] { summary(options); });
+}
+
+void add_diff(CLI::App& app, DiffOptions& options, int& status) {
+  auto* command = app.add_subcommand("diff", "Say what one run, scenario or drive reports that another does not");
+  command->footer(
+      "Example:\n"
+      "  kelvane-hub diff old-firmware.txt new-firmware.txt\n\n"
+      "What is reported counts, and its order; when it was does not. Exit status: 0 both report the same; 1 they do "
+      "not;\n"
+      "2 one of them cannot be read.\n");
+  command->add_option("before", options.before, "Run, scenario or drive; -: standard input")
+      ->type_name("FILE")
+      ->required();
+  command->add_option("after", options.after, "What is compared to it")->type_name("FILE")->required();
+  command->add_option("--times", options.tolerance, "Also tell what comes more than so many seconds off")
+      ->type_name("S")
+      ->check(check_timeout);
+  command->callback([&options, &status] {
+    try {
+      status = diff(options) ? 0 : 1;
+    } catch (const InputError& error) {
+      throw UsageError(error.what());
+    } catch (const std::exception& error) {
+      throw UsageError(concat(hub_speaker, ": ", error.what()));
+    }
+  });
 }
 
 void add_plot(CLI::App& app, PlotOptions& options) {
@@ -251,6 +304,8 @@ int run_command(int argc, char** argv) {
   ImportOptions import_options;
   ReportOptions report_options;
   PlotOptions plot_options;
+  SummaryOptions summary_options;
+  DiffOptions diff_options;
   CheckOptions check_options;
   add_serve(app, serve_options);
   add_control(app, control_options, status);
@@ -259,6 +314,8 @@ int run_command(int argc, char** argv) {
   add_import(app, import_options);
   add_report(app, report_options);
   add_plot(app, plot_options);
+  add_summary(app, summary_options);
+  add_diff(app, diff_options, status);
   try {
     app.parse(argc, argv);
     return status;

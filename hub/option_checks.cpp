@@ -55,4 +55,8 @@ std::string check_format(const std::string& given) {
   return unless(given == "json" || given == "csv", "json or csv", given);
 }
 
+std::string check_summary_format(const std::string& given) {
+  return unless(given == "table" || given == "json", "table or json", given);
+}
+
 }  // namespace kelvane_hub

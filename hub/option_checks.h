@@ -27,4 +27,7 @@ std::string check_sub(const std::string& given);
 /// The format of a report.
 std::string check_format(const std::string& given);
 
+/// The format of a summary.
+std::string check_summary_format(const std::string& given);
+
 }  // namespace kelvane_hub

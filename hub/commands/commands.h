@@ -59,6 +59,18 @@ struct ReportOptions {
   std::string format = "json";
   std::string output;      // empty or "-": standard output
   bool is_strict = false;  // whatever is no report is an error
+  bool follows = false;    // goes on as the file grows; writes to standard output, and is not strict
+};
+
+struct SummaryOptions {
+  std::vector<std::string> files;  // runs, scenarios or drives; "-": standard input
+  std::string format = "table";    // or "json"
+};
+
+struct DiffOptions {
+  std::string before;  // both of a run, a scenario or a drive; "-": standard input
+  std::string after;
+  std::optional<double> tolerance;  // seconds; absent: times do not count
 };
 
 struct PlotOptions {
@@ -86,5 +98,14 @@ void check(const CheckOptions& options);
 void import(const ImportOptions& options);
 void report(const ReportOptions& options);
 void plot(const PlotOptions& options);
+
+/// Says on standard output how the time of each file was spent, and what was measured.
+void summary(const SummaryOptions& options);
+
+/// Says on standard output what one file reports that the other does not. Returns whether both report the same.
+bool diff(const DiffOptions& options);
+
+/// Reports each event on standard output as soon as it is whole, until SIGINT comes or a pipe ends.
+void follow(const ReportOptions& options);
 
 }  // namespace kelvane_hub

@@ -20,18 +20,13 @@ void tell(const std::string& file, const Oddity& oddity, const char* one, const 
 }  // namespace
 
 Run load_run(const std::string& input, Reading reading) {
-  const std::string file = name_of_input(input);
-  Run run = read_run(read_input(input), file, reading);
-  const Oddity others = believe_payloads(run);
-  tell(file, run.strays, "line that is no report was skipped", "lines that are no report were skipped");
-  tell(file, run.glued, "report begins behind other text", "reports begin behind other text");
-  tell(file, run.broken, "broken report was left out", "broken reports were left out");
-  tell(file, others, "report has payload bytes that do not say what is printed, which is taken as it is",
-       "reports have payload bytes that do not say what is printed, which is taken as it is");
-  if (run.cut_off != 0) {
-    (void)std::fprintf(stderr, "%s:%zu: the report that begins here is cut off, and left out\n", file.c_str(),
-                       run.cut_off);
-  }
+  return read_run_and_tell(read_input(input), name_of_input(input), reading);
+}
+
+Run read_run_and_tell(const std::string& text, const std::string& file, Reading reading) {
+  Run run = read_run(text, file, reading);
+  believe_and_tell(run, file);
+  if (run.cut_off != 0) tell_cut_off(file, run.cut_off);
   if (run.torn != 0) {
     (void)std::fprintf(
         stderr,
@@ -39,6 +34,19 @@ Run load_run(const std::string& input, Reading reading) {
         file.c_str(), run.torn);
   }
   return run;
+}
+
+void tell_cut_off(const std::string& file, std::size_t line) {
+  (void)std::fprintf(stderr, "%s:%zu: the report that begins here is cut off, and left out\n", file.c_str(), line);
+}
+
+void believe_and_tell(Run& run, const std::string& file) {
+  const Oddity others = believe_payloads(run);
+  tell(file, run.strays, "line that is no report was skipped", "lines that are no report were skipped");
+  tell(file, run.glued, "report begins behind other text", "reports begin behind other text");
+  tell(file, run.broken, "broken report was left out", "broken reports were left out");
+  tell(file, others, "report has payload bytes that do not say what is printed, which is taken as it is",
+       "reports have payload bytes that do not say what is printed, which is taken as it is");
 }
 
 }  // namespace kelvane_hub

@@ -1,6 +1,7 @@
 // Runs as the commands are given them.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "hub/report/run.h"
@@ -13,5 +14,14 @@ namespace kelvane_hub {
 /// broken reports, a report or a line at the end that is not whole. Throws InputError, if `reading` is strict for
 /// these, too, but the last.
 Run load_run(const std::string& input, Reading reading = Reading::tolerant);
+
+/// The same of `text`; `file` takes its place in messages.
+Run read_run_and_tell(const std::string& text, const std::string& file, Reading reading);
+
+/// Of a run that was read from `file`: makes absent what its payloads do not have, and says what is odd.
+void believe_and_tell(Run& run, const std::string& file);
+
+/// Says that the report that begins in `line` is cut off.
+void tell_cut_off(const std::string& file, std::size_t line);
 
 }  // namespace kelvane_hub

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "hub/plot/quantities.h"
+#include "hub/messages/quantities.h"
 #include "hub/report/run.h"
 #include "hub/scenario/packed_scenario.h"
 

@@ -76,6 +76,8 @@ bool begins_report(std::string_view line) {
   return std::ranges::any_of(beginnings, [line](std::string_view text) { return line.starts_with(text); });
 }
 
+bool is_progress(std::string_view line) { return is_one_of(listening, line) || is_one_of(others, line); }
+
 bool RunLines::at_end() {
   (void)settle();
   return rest_.empty();

@@ -20,8 +20,9 @@ inline constexpr const char* beginning_of_report = "the beginning of a report (P
 /// report; the run hears of both. Refers to what it is given.
 class RunLines {
  public:
-  RunLines(std::string_view text, const std::string& file, Reading reading, Run& run)
-      : rest_(text), file_(file), tolerant_(reading == Reading::tolerant), run_(run) {}
+  /// `text` begins in line `first` of the file.
+  RunLines(std::string_view text, const std::string& file, Reading reading, Run& run, std::size_t first = 1)
+      : rest_(text), file_(file), tolerant_(reading == Reading::tolerant), run_(run), number_(first) {}
 
   bool at_end();
   std::size_t number();  // of the line that comes next, from 1
@@ -51,7 +52,7 @@ class RunLines {
   const std::string& file_;
   const bool tolerant_;
   Run& run_;
-  std::size_t number_ = 1;
+  std::size_t number_;
   // Before the line that was taken last.
   std::string_view rest_before_;
   std::size_t number_before_ = 1;
@@ -59,5 +60,8 @@ class RunLines {
 
 /// Whether a report may begin with this line.
 bool begins_report(std::string_view line);
+
+/// Whether it is a line of a run's main thread.
+bool is_progress(std::string_view line);
 
 }  // namespace kelvane_hub

@@ -266,4 +266,11 @@ Run read_run(std::string_view text, const std::string& name, Reading reading) {
   return run;
 }
 
+Run read_piece(std::string_view text, const std::string& name, std::size_t first) {
+  Run run;
+  RunLines lines(text, name, Reading::tolerant, run, first);
+  read_tolerantly(lines, run);
+  return run;
+}
+
 }  // namespace kelvane_hub

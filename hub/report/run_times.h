@@ -5,16 +5,10 @@
 #include <optional>
 #include <vector>
 
+#include "hub/messages/observation.h"
 #include "hub/report/run.h"
 
 namespace kelvane_hub {
-
-/// A time in seconds, and how exact it is.
-struct RunTime {
-  double seconds = 0;   // the best estimate; always finite
-  double earliest = 0;  // it was not before; -infinity if nothing tells
-  double latest = 0;    // nor after; infinity if nothing tells
-};
 
 /// The clock that an axis of time is counted by.
 enum class RunClock : std::uint8_t {

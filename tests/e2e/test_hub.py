@@ -355,7 +355,7 @@ class HubTest(EndToEndTest):
         }
         for name, text in files.items():
             pathlib.Path(name).write_text(text)
-        commands = "serve, control, run, check, import, report or plot"
+        commands = "serve, control, run, check, import, report, plot, summary or diff"
         cases = (
             ("check good.textproto", 0, "Two\nsensors: wwan wwan_stream\nsubscriptions: 0 1\n"
              "steps: 2, cells 1, rrc_states 1\nlast step at 2 s\n", ""),
@@ -369,7 +369,7 @@ class HubTest(EndToEndTest):
             ("import bad.csv -o bad.csv", 1, "", "bad.csv: expected another file than the recording, found the same\n"),
             ("import bad.csv", 2, "", "kelvane-hub import: expected --output FILE.textproto, found none\n"),
             ("check a b", 2, "", "kelvane-hub check: expected nothing more, found 'b'\n"),
-            ("report x --fromat csv", 2, "", "kelvane-hub report: expected --help, --format, --output or --strict, found "
+            ("report x --fromat csv", 2, "", "kelvane-hub report: expected --help, --format, --output, --strict or --follow, found "
              "'--fromat' (did you mean '--format'?)\n"),
             ("report x --format xml", 2, "", "kelvane-hub report: --format: expected json or csv, found 'xml'\n"),
             ("serve --listen", 2, "", "kelvane-hub serve: expected a value after --listen, found none\n"),

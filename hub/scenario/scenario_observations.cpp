@@ -1,0 +1,35 @@
+#include "hub/scenario/scenario_observations.h"
+
+#include <cstdint>
+#include <set>
+
+#include "hub/scenario/step.h"
+
+namespace kelvane_hub {
+namespace {
+
+void observe_start(std::uint32_t sub, const Observer& observer) {
+  mox_wwan_event_serving_neighboring_cell_info none;
+  none.set_sub(sub);
+  observer({{}, 0, none});
+}
+
+}  // namespace
+
+double end_of(const PackedScenario& played) {
+  return played.head().has_repeat_after() ? played.head().repeat_after() : played.last_time();
+}
+
+void observe(const PackedScenario& played, const Observer& observer) {
+  std::set<std::uint32_t> begun;  // those that have been given cells
+  for (std::size_t i = 0; i < played.steps_size(); ++i) {
+    const scenario_step step = played.step(i);
+    const auto* const event = event_in(step);
+    if (event == nullptr) continue;
+    const bool is_first = step.has_cells() && begun.insert(step.cells().sub()).second;
+    if (is_first && step.at() > 0) observe_start(step.cells().sub(), observer);
+    observer({{step.at(), step.at(), step.at()}, i + 1, *event});
+  }
+}
+
+}  // namespace kelvane_hub

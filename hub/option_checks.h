@@ -26,5 +26,7 @@ std::string check_sub(const std::string& given);
 
 /// The format of a report.
 std::string check_format(const std::string& given);
+std::string check_line_format(const std::string& given);
+std::string check_filter(const std::string& given);
 
 }  // namespace kelvane_hub

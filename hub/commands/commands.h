@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "hub/capture/lines.h"
+
 namespace kelvane_hub {
 
 struct ServeOptions {
@@ -18,6 +20,7 @@ struct ServeOptions {
   std::optional<std::uint64_t> seed;  // of faults; absent: the scenario's
   bool restarts = false;              // the scenario, for each first client
   bool exits_at_end = false;          // of the scenario
+  std::string capture;                // a file, or empty
 };
 
 struct ControlOptions {
@@ -32,7 +35,8 @@ struct RunOptions {
   std::optional<std::uint64_t> seed;  // of faults; absent: the scenario's
   std::optional<double> timeout;      // seconds
   bool tap = false;
-  std::string junit;  // a file, "-": standard output, or empty: none
+  std::string junit;    // a file, "-": standard output, or empty: none
+  std::string capture;  // a file, or empty
   bool is_quiet = false;
   std::vector<std::string> program;  // and its arguments
 };
@@ -57,6 +61,11 @@ struct ReportOptions {
   std::string format = "json";
   std::string output;      // empty or "-": standard output
   bool is_strict = false;  // whatever is no report is an error
+};
+
+struct DumpOptions {
+  std::string file;  // "-": standard input
+  View view;
 };
 
 struct PlotOptions {
@@ -84,5 +93,8 @@ void check(const CheckOptions& options);
 void import(const ImportOptions& options);
 void report(const ReportOptions& options);
 void plot(const PlotOptions& options);
+
+/// Says on standard output what a capture holds, a line a message as they come, and on standard error if it is cut off.
+void dump(const DumpOptions& options);
 
 }  // namespace kelvane_hub

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 #include <optional>
 #include <string>
@@ -92,24 +93,31 @@ class Hub {
   std::size_t taken_ = 0;  // of unread_
 };
 
-/// The file of "record FILE"; none if the command is another one.
-std::optional<std::string> file_to_record(const std::string& command) {
+/// The file of a command "NAME FILE"; none if the command is another one.
+std::optional<std::string> file_of(const std::string& command, std::string_view name) {
   constexpr std::string_view blanks = " \t";
   const auto begin = std::min(command.find_first_not_of(blanks), command.size());
   const auto end = std::min(command.find_first_of(blanks, begin), command.size());
-  if (std::string_view(command).substr(begin, end - begin) != "record") return std::nullopt;
+  if (std::string_view(command).substr(begin, end - begin) != name) return std::nullopt;
   const auto file = std::min(command.find_first_not_of(blanks, end), command.size());
   return command.substr(file, command.find_last_not_of(blanks) + 1 - file);
 }
 
+/// The hub may be in another folder than whoever names a file to it.
+std::string from_any_folder(const std::string& command) {
+  const auto captured = file_of(command, "capture");
+  if (!captured || captured->empty() || *captured == "stop") return command;
+  return "capture " + std::filesystem::absolute(*captured).string();
+}
+
 /// Returns whether it was carried out.
 bool carry_out(Hub& hub, const std::string& command) {
-  const auto file = file_to_record(command);
+  const auto file = file_of(command, "record");
   if (file && file->empty()) {
     write_output("KO: expected a file to write, found none\n", "-");
     return false;
   }
-  Answer answer = hub.ask(file ? "record" : command);
+  Answer answer = hub.ask(file ? "record" : from_any_folder(command));
   if (file && answer.is_ok()) {
     try {
       write_output(answer.lines, *file);

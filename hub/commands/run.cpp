@@ -217,6 +217,7 @@ Points perform(const RunOptions& options, PackedScenario scenario) {
   Voice voice;
   Points points;
   Server server({}, voice, signals, listen_at(socket, voice.teller(About::itself)));
+  if (!options.capture.empty()) server.capture_to(options.capture);
   std::optional<Progress> progress;
   const auto note = [&](const TestPoint& point) {
     points.push_back(point);
@@ -242,6 +243,7 @@ Points perform(const RunOptions& options, PackedScenario scenario) {
 bool run(const RunOptions& options) {
   PackedScenario scenario = load(options);
   if (!options.junit.empty()) expect_folder_of(options.junit);
+  if (!options.capture.empty()) refuse_same_file(options.scenario, options.capture, "the scenario");
   const Time begin = Loop::now();
   const Points points = perform(options, std::move(scenario));
   const double seconds = std::chrono::duration<double>(Loop::now() - begin).count();

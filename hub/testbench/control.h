@@ -7,6 +7,7 @@
 #include <string>
 #include <string_view>
 
+#include "hub/testbench/capturing.h"
 #include "hub/testbench/orders.h"
 #include "hub/testbench/performance.h"
 #include "hub/testbench/recorder.h"
@@ -18,7 +19,8 @@ namespace kelvane_hub {
 class Control {
  public:
   /// Of `performance`, which outlives this object and is watched from now on; `quit` is called for that command.
-  Control(Performance& performance, std::function<void()> quit);
+  /// `capturing`, which outlives this object, too, keeps what is said; null: nothing does.
+  Control(Performance& performance, std::function<void()> quit, Capturing* capturing = nullptr);
   Control(const Control&) = delete;
   Control& operator=(const Control&) = delete;
 
@@ -60,6 +62,7 @@ class Control {
   Answer speed(Orders& orders, Time now);
   Answer status(Orders& orders, Time now);
   Answer record(Orders& orders, Time now);
+  Answer capture(Orders& orders, Time now);
   Answer quit(Orders& orders, Time now);
   Answer help(Orders& orders, Time now);
 
@@ -75,6 +78,7 @@ class Control {
 
   Performance& performance_;
   std::function<void()> quit_;
+  Capturing* const capturing_;
   Recorder recorder_;
   Tally tally_;
 };

@@ -207,7 +207,7 @@ end
 local function note_request(link, name, pinfo)
   if not answers[name] then return end
   open[link] = open[link] or {}
-  table.insert(open[link], { answers = answers[name], frame = pinfo.number, time = pinfo.abs_ts })
+  table.insert(open[link], { answers = answers[name], frame = pinfo.number, time = pinfo.rel_ts })
 end
 
 local function note_event(link, name, pinfo)
@@ -250,7 +250,7 @@ local function show_partner(is_request, pinfo, tree)
     shown = ", answered in " .. answer_of[pinfo.number]
   elseif not is_request and request_of[pinfo.number] then
     local request = request_of[pinfo.number]
-    local passed = pinfo.abs_ts - request.time
+    local passed = pinfo.rel_ts - request.time
     tree:add(head.request, request.frame):set_generated()
     tree:add(head.after, NSTime(math.floor(passed), math.floor(passed % 1 * 1e9))):set_generated()
     shown = ", answers " .. request.frame

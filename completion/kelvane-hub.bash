@@ -66,6 +66,7 @@ _kelvane_hub_orders() {
       compgen -W "$("$program" control "$3" help set 2>/dev/null | grep '=$') cell= sub=" -- "$cur"
       ;;
     4:record) _kelvane_hub_files "$cur" textproto ;;
+    4:capture) _kelvane_hub_files "$cur" pcap ;;
   esac
 }
 

@@ -62,7 +62,7 @@ void add_serve(CLI::App& app, ServeOptions& options) {
   command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported")
       ->envname("KELVANE_HUB_EXPLAIN");
   command->add_option("--capture", options.capture, "Keep what hub and clients say, for dump and Wireshark")
-      ->type_name("FILE")
+      ->type_name("FILE.pcap")
       ->envname("KELVANE_HUB_CAPTURE");
   command->add_flag("--restart", options.restarts,
                     "Begin the scenario anew for each client that comes when none is left");
@@ -136,7 +136,7 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
   command->add_flag("--tap", options.tap, "Say what was met in the Test Anything Protocol, on standard output");
   command->add_option("--junit", options.junit, "Write what was met as JUnit")->type_name("FILE");
   command->add_option("--capture", options.capture, "Keep what hub and clients say, for dump and Wireshark")
-      ->type_name("FILE");
+      ->type_name("FILE.pcap");
   command->add_flag("--quiet", options.is_quiet, "Show no progress on a terminal");
   command->callback([before, speed, &options, &status] {
     if (before->count() > 0) {
@@ -257,7 +257,7 @@ void add_dump(CLI::App& app, DumpOptions& options) {
       "Examples:\n"
       "  KELVANE_HUB_CAPTURE=drive.pcap cellscope operation=1 request_id=1\n"
       "  kelvane-hub dump drive.pcap --filter name=serving_neighboring_cell_info --mask\n");
-  command->add_option("file", options.file, "Capture to read; -: standard input")->type_name("FILE")->required();
+  command->add_option("file", options.file, "Capture to read; -: standard input")->type_name("FILE.pcap")->required();
   add_view(*command, options.view);
   command->callback([&options] { dump(options); });
 }

@@ -35,7 +35,7 @@ _kelvane_hub_values() {
     serve:FILE | check:FILE | run:SCENARIO) _kelvane_hub_scenarios "$3" ;;
     *:PROFILE) _kelvane_hub_profiles "$3" ;;
     *:FILE.*) _kelvane_hub_files "$3" "${2#*.}" ;;
-    *:FILE | *:PATH) _kelvane_hub_files "$3" ;;
+    *:FILE | *:PATH | *:SOCKET) _kelvane_hub_files "$3" ;;
     *:N'|'*) compgen -W "${2#*|}" -- "$3" ;;
     *:*'|'*) compgen -W "${2//|/ }" -- "$3" ;;
   esac

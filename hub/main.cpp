@@ -64,6 +64,7 @@ void add_serve(CLI::App& app, ServeOptions& options) {
   command->add_option("--capture", options.capture, "Keep what hub and clients say, for dump and Wireshark")
       ->type_name("FILE.pcap")
       ->envname("KELVANE_HUB_CAPTURE");
+  command->add_flag("--trace", options.trace, "Print what hub and clients say, a line a message");
   command->add_flag("--restart", options.restarts,
                     "Begin the scenario anew for each client that comes when none is left");
   command->add_flag("--exit-at-end", options.exits_at_end,
@@ -262,6 +263,16 @@ void add_dump(CLI::App& app, DumpOptions& options) {
   command->callback([&options] { dump(options); });
 }
 
+void add_monitor(CLI::App& app, MonitorOptions& options) {
+  auto* command = app.add_subcommand("monitor", "Say what a running hub and its clients say, a line a message");
+  command->footer("Example:\n  kelvane-hub monitor $KELVANE_HUB_SOCKET --filter direction=request\n");
+  command->add_option("socket", options.socket, "What serve --listen was given, or KELVANE_HUB_CONTROL is")
+      ->type_name("SOCKET")
+      ->required();
+  add_view(*command, options.view);
+  command->callback([&options] { monitor(options); });
+}
+
 // Of the exit statuses: the command line was wrong. 1 is for everything else that fails.
 constexpr int usage_status = 2;
 
@@ -279,6 +290,7 @@ int run_command(int argc, char** argv) {
   ReportOptions report_options;
   PlotOptions plot_options;
   DumpOptions dump_options;
+  MonitorOptions monitor_options;
   CheckOptions check_options;
   add_serve(app, serve_options);
   add_control(app, control_options, status);
@@ -288,6 +300,7 @@ int run_command(int argc, char** argv) {
   add_report(app, report_options);
   add_plot(app, plot_options);
   add_dump(app, dump_options);
+  add_monitor(app, monitor_options);
   try {
     app.parse(argc, argv);
     return status;

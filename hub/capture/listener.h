@@ -17,6 +17,9 @@ class WireListener {
   /// Is told of each message in the order in which they are said, on the hub's thread, which does not wait: whoever has
   /// much to do with it does so elsewhere.
   virtual void hear(const Heard& message) = 0;
+
+  /// Whether there is anything to listen for.
+  virtual bool is_listening() const { return true; }
 };
 
 }  // namespace kelvane_hub

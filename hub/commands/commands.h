@@ -21,6 +21,7 @@ struct ServeOptions {
   bool restarts = false;              // the scenario, for each first client
   bool exits_at_end = false;          // of the scenario
   std::string capture;                // a file, or empty
+  bool trace = false;                 // on standard output
 };
 
 struct ControlOptions {
@@ -68,6 +69,11 @@ struct DumpOptions {
   View view;
 };
 
+struct MonitorOptions {
+  std::string socket;  // of clients, or the one beside it
+  View view;
+};
+
 struct PlotOptions {
   std::string file;    // of a run ("-": standard input), or a scenario if it ends with .textproto
   std::string output;  // "-": standard output
@@ -96,5 +102,9 @@ void plot(const PlotOptions& options);
 
 /// Says on standard output what a capture holds, a line a message as they come, and on standard error if it is cut off.
 void dump(const DumpOptions& options);
+
+/// Says on standard output what a running hub and its clients say, a line a message, until the hub ends; on standard
+/// error how many messages it was not told of. Throws UsageError if the hub cannot be reached.
+void monitor(const MonitorOptions& options);
 
 }  // namespace kelvane_hub

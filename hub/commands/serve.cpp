@@ -153,6 +153,7 @@ void serve_shared(const ServeOptions& options) {
   if (options.exits_at_end) server.add(end);
   if (!can_print(signals)) return;
   write_output("kelvane-hub: listening on " + options.listen + "\n", "-");
+  if (options.trace) server.trace();
   server.run();
 }
 

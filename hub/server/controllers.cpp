@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "hub/base/concat.h"
+#include "hub/capture/wire_line.h"
 
 namespace kelvane_hub {
 namespace {
@@ -23,11 +24,18 @@ constexpr std::size_t most_written = std::size_t{1} << 20;
 // Of one with more than this waiting no line is taken.
 constexpr std::size_t deaf_from = std::size_t{64} << 10;
 
+// For one who monitors.
+constexpr std::size_t most_heard = std::size_t{8} << 20;
+
 constexpr Time door_time = std::chrono::seconds(1);
 
 }  // namespace
 
 bool Controllers::Controller::is_deaf() const { return unsent.size() >= deaf_from; }
+
+void Controllers::Controller::tell_lost() {
+  if (lost != 0) unsent += concat("lost ", std::exchange(lost, 0), "\n");
+}
 
 Controllers::Controllers(Loop& loop, std::unique_ptr<ConnectionSource> source, Answer answer, Voice& voice)
     : loop_(loop),
@@ -70,6 +78,7 @@ void Controllers::read(Controller& controller) {
   if (received == -1) controller.is_gone = true;
   if (received <= 0) {
     controller.is_last = true;
+    if (controller.is_monitor) controller.is_gone = true;
     // The last line may lack its end.
     if (!controller.unread.empty() && !controller.unread.ends_with('\n')) controller.unread += '\n';
     return;
@@ -88,7 +97,27 @@ void Controllers::take_lines(Controller& controller, Time now) {
     if (end == std::string::npos || controller.unread.empty()) return;
     const std::string line = controller.unread.substr(0, end);
     controller.unread.erase(0, end + 1);
-    controller.unsent += answer_(line, now);
+    controller.is_monitor = controller.is_monitor || line == "monitor";
+    controller.unsent += line == "monitor" ? "OK\n" : answer_(line, now);
+  }
+}
+
+bool Controllers::is_listening() const {
+  return std::ranges::any_of(controllers_, [](const auto& entry) { return entry.second.is_monitor; });
+}
+
+void Controllers::hear(const Heard& message) {
+  std::string line;
+  for (auto& [number, controller] : controllers_) {
+    if (!controller.is_monitor) continue;
+    // A byte is two digits there.
+    if (controller.unsent.size() + 2 * message->message.size() > most_heard) {
+      ++controller.lost;
+      continue;
+    }
+    if (line.empty()) line = to_line(*message);
+    controller.tell_lost();
+    controller.unsent += line;
   }
 }
 
@@ -134,6 +163,7 @@ void Controllers::settle() {
 
 /// Returns whether it goes on.
 bool Controllers::settle(Controller& controller) {
+  if (controller.unsent.empty()) controller.tell_lost();
   // Whoever is waited for to take more is not tried in between.
   if (!controller.interest.write) write(controller);
   if (controller.is_gone || (controller.is_last && controller.unsent.empty() && !controller.has_line())) return false;

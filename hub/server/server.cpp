@@ -61,6 +61,7 @@ void Server::control_from(std::unique_ptr<ConnectionSource> source) {
   };
   controllers_.emplace(loop_, std::move(source), answer, voice_);
   loop_.add(*controllers_);
+  wiretap_.add(*controllers_);
 }
 
 /// Whether somebody has been there, and nobody is.

@@ -52,6 +52,9 @@ class Server final : SessionHandler, Party {
   /// Keeps what is said from now on in a capture at `path`. Throws InputError.
   void capture_to(const std::string& path) { wiretap_.start_capture(path); }
 
+  /// Prints what is said from now on on standard output, a line a message. To be called once.
+  void trace() { wiretap_.trace(); }
+
   /// From now on, whenever the last client has gone, the scenario waits for the first configuration anew.
   void restart_for_each_first() { restarts_ = true; }
 

@@ -2,6 +2,7 @@
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
+#include "hub/capture/sinks.h"
 
 namespace kelvane_hub {
 
@@ -14,16 +15,18 @@ void Wiretap::deliver(const Link& to, const std::string& message) {
 
 void Wiretap::tell(Direction direction, const Link& link, const std::string& message) {
   // What is too large to be sent is not said.
-  if (listeners_.empty() || message.size() > max_payload) return;
+  if (std::ranges::none_of(listeners_, &WireListener::is_listening) || message.size() > max_payload) return;
   const auto heard = std::make_shared<const CaptureRecord>(
       CaptureRecord{std::chrono::system_clock::now().time_since_epoch(), direction,
                     static_cast<std::uint32_t>(link.session), link.sensor, message});
   for (WireListener* const listener : listeners_) listener->hear(heard);
 }
 
+void Wiretap::trace() { add(trace_.emplace("standard output", lines_on_standard_output({}), say_)); }
+
 void Wiretap::start_capture(const std::string& path) {
   if (capture_) throw InputError(concat("expected no capture under way, found ", path_, "; capture stop ends it"));
-  add(capture_.emplace(path, say_));
+  add(capture_.emplace(path, capture_at(path), say_));
   path_ = path;
 }
 

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "hub/capture/capture_log.h"
+#include "hub/capture/record_queue.h"
 #include "hub/simulator/delivery.h"
 #include "hub/testbench/capturing.h"
 
@@ -16,7 +16,7 @@ namespace kelvane_hub {
 class Wiretap final : public Delivery, public Capturing {
  public:
   /// `clients` outlives this object; `say` is told, by any thread, what becomes of captures.
-  Wiretap(Delivery& clients, CaptureLog::Say say) : clients_(clients), say_(std::move(say)) {}
+  Wiretap(Delivery& clients, RecordQueue::Say say) : clients_(clients), say_(std::move(say)) {}
 
   /// From now on `listener` is told, until it is removed.
   void add(WireListener& listener) { listeners_.push_back(&listener); }
@@ -27,6 +27,9 @@ class Wiretap final : public Delivery, public Capturing {
 
   void deliver(const Link& to, const std::string& message) override;
 
+  /// Prints what is said, a line a message, on standard output.
+  void trace();
+
   void start_capture(const std::string& path) override;
   std::uint64_t stop_capture() override;
 
@@ -34,10 +37,11 @@ class Wiretap final : public Delivery, public Capturing {
   void tell(Direction direction, const Link& link, const std::string& message);
 
   Delivery& clients_;
-  const CaptureLog::Say say_;
+  const RecordQueue::Say say_;
   std::vector<WireListener*> listeners_;
   std::string path_;  // of the capture
-  std::optional<CaptureLog> capture_;
+  std::optional<RecordQueue> capture_;
+  std::optional<RecordQueue> trace_;
 };
 
 }  // namespace kelvane_hub

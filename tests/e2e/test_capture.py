@@ -5,10 +5,11 @@ import os
 import pathlib
 import re
 import shutil
+import socket
 import subprocess
 import unittest
 
-from support import CLIENT, HUB, SENSORS, EndToEndTest, read, until
+from support import CLIENT, HUB, SENSORS, EndToEndTest, Program, read, until
 
 DISSECTOR = pathlib.Path(HUB).with_name("kelvane.lua")
 
@@ -76,6 +77,33 @@ class CaptureTest(EndToEndTest):
         lines, errors = self.dump("torn.pcap")
         self.assertEqual(1, len(lines.splitlines()))
         self.assertEqual("torn.pcap: record 2, byte 127: expected 73 bytes of a record, found the end after 23\n", errors)
+
+    def test_monitor(self):
+        large = 'steps { at: 1 raw { msg_id: 99 payload: "' + "x" * 3_000_000 + '" } }'
+        pathlib.Path("scenario.textproto").write_text(
+            SCENARIO.partition("faults")[0].replace('steps { at: 1 raw { msg_id: 99 payload: "\\377abc" } }', 3 * large))
+        hub = Program(self, [HUB, "serve", "--listen", "hub.sock", "--scenario", "scenario.textproto", "--trace"], {})
+        until(lambda: hub.out == "kelvane-hub: listening on hub.sock\n", "the hub to listen")
+        monitor = Program(self, [HUB, "monitor", "hub.sock", "--filter", "direction=event,msg_id=1281,msg_id=130"], {})
+        with socket.socket(socket.AF_UNIX) as slow:
+            slow.connect("hub.sock.control")
+            slow.sendall(b"monitor\n")
+            heard = slow.makefile("rb")
+            self.assertEqual(b"OK\n", heard.readline())
+            run = self.automation("operation=1", "request_id=1", KELVANE_HUB_SOCKET="hub.sock")
+            until(lambda: run.err.count("unknown message ID 99") == 3, "the large events")
+            lines = [heard.readline() for _ in range(8)]
+        self.assertEqual(b"lost 2\n", lines[-1])
+        self.assertEqual([False] * 6 + [True], [len(line) > 6_000_000 for line in lines[:-1]])
+        self.wait_for_output("RSRP: -91")
+        self.stop(run)
+        self.stop(hub)
+        self.assertEqual(0, monitor.wait())
+        self.assertIn(" 2 event 130 error_event error: -5\n", monitor.out)
+        traced = [line for line in hub.out.splitlines(True) if " event 1281 " in line or " event 130 " in line]
+        self.assertEqual("".join(traced), monitor.out)
+        self.assertEqual((2, "", "kelvane-hub monitor: no answer from the hub at hub.sock: No such file or directory\n"),
+                         self.hub_command("monitor", "hub.sock"))
 
     def test_capture_by_order(self):
         hub = self.serve(SCENARIO)

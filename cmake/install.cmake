@@ -24,6 +24,8 @@ install(FILES ${scenarios} "${PROJECT_SOURCE_DIR}/hub/scenario/built_in_scenario
 file(GLOB profiles CONFIGURE_DEPENDS "${PROJECT_SOURCE_DIR}/profiles/*.textproto")
 install(FILES ${profiles} DESTINATION "${CELLSCOPE_SHARED_DIR}/profiles")
 
+install(FILES "${dissector}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/wireshark/plugins")
+
 set(completion "${PROJECT_SOURCE_DIR}/completion")
 if(CELLSCOPE_DEBIAN)
   set(zsh_completions "${CMAKE_INSTALL_DATADIR}/zsh/vendor-completions")

@@ -35,7 +35,7 @@ _kelvane_hub_values() {
     serve:FILE | check:FILE | run:SCENARIO) _kelvane_hub_scenarios "$3" ;;
     *:PROFILE) _kelvane_hub_profiles "$3" ;;
     *:FILE.*) _kelvane_hub_files "$3" "${2#*.}" ;;
-    *:FILE | *:PATH) _kelvane_hub_files "$3" ;;
+    *:FILE | *:PATH | *:SOCKET) _kelvane_hub_files "$3" ;;
     *:N'|'*) compgen -W "${2#*|}" -- "$3" ;;
     *:*'|'*) compgen -W "${2//|/ }" -- "$3" ;;
   esac
@@ -70,6 +70,7 @@ _kelvane_hub_orders() {
       compgen -W "$("$program" control "$3" help fault 2>/dev/null | grep -x '[a-z_]*=\?')" -- "$cur"
       ;;
     4:record) _kelvane_hub_files "$cur" textproto ;;
+    4:capture) _kelvane_hub_files "$cur" pcap ;;
   esac
 }
 

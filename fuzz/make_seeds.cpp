@@ -1,15 +1,21 @@
 // make_seeds FOLDER: writes what the fuzz targets start from, FOLDER/TARGET/NUMBER. For each target there is also
 // FOLDER/TARGET.list, the names of its seeds with commas between them.
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <iterator>
 
 #include "fuzz/everything.h"
 #include "hub/messages/catalogue.h"
 #include "hub/scenario/built_in_scenario.h"
 #include "hub/scenario/scenario_file.h"
+#include "hub/wire/capture_file.h"
 #include "hub/wire/frame.h"
 #include "tests/event_buffers.h"
 
@@ -17,6 +23,11 @@ namespace kelvane_hub::fuzz {
 namespace {
 
 using Seeds = std::vector<std::string>;
+
+std::string read_whole(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
 
 /// Every event of the built-in scenario.
 Seeds events() {
@@ -138,6 +149,21 @@ Seeds plots() {
   return seeds;
 }
 
+/// A capture of each event, and of each request.
+Seeds captures() {
+  Seeds seeds;
+  for (const Direction direction : {Direction::event, Direction::request}) {
+    for (const std::string& message : direction == Direction::event ? events() : requests_for_everything()) {
+      const std::string path = std::filesystem::temp_directory_path() / ("seed-" + std::to_string(getpid()));
+      CaptureWriter(UniqueFd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR)))
+          .write({std::chrono::hours(500'000), direction, 1, {7, 9}, message});
+      seeds.push_back(read_whole(path));
+      std::filesystem::remove(path);
+    }
+  }
+  return seeds;
+}
+
 /// A scenario's number and, for some turns, what is done, who does it, to which sensor, and what it says.
 Seeds sessions() {
   using namespace std::string_literals;
@@ -205,5 +231,6 @@ int main(int argc, char** argv) {
   write(folder / "control", controls());
   write(folder / "faults", faults());
   write(folder / "sessions", sessions());
+  write(folder / "capture", captures());
   return 0;
 }

@@ -61,6 +61,10 @@ void add_serve(CLI::App& app, ServeOptions& options) {
   add_seed(*command, options.seed)->envname("KELVANE_HUB_SEED");
   command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported")
       ->envname("KELVANE_HUB_EXPLAIN");
+  command->add_option("--capture", options.capture, "Keep what hub and clients say, for dump and Wireshark")
+      ->type_name("FILE.pcap")
+      ->envname("KELVANE_HUB_CAPTURE");
+  command->add_flag("--trace", options.trace, "Print what hub and clients say, a line a message");
   command->add_flag("--restart", options.restarts,
                     "Begin the scenario anew for each client that comes when none is left");
   command->add_flag("--exit-at-end", options.exits_at_end,
@@ -132,6 +136,8 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
       ->check(check_timeout);
   command->add_flag("--tap", options.tap, "Say what was met in the Test Anything Protocol, on standard output");
   command->add_option("--junit", options.junit, "Write what was met as JUnit")->type_name("FILE");
+  command->add_option("--capture", options.capture, "Keep what hub and clients say, for dump and Wireshark")
+      ->type_name("FILE.pcap");
   command->add_flag("--quiet", options.is_quiet, "Show no progress on a terminal");
   command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported");
   command->add_option("--control", options.control, "Socket to make for control (default: one of the run's own)")
@@ -288,6 +294,41 @@ void add_plot(CLI::App& app, PlotOptions& options) {
   });
 }
 
+void add_view(CLI::App& command, View& view) {
+  command.add_option("--format", view.format, "Form of the lines (default: text)")
+      ->type_name("text|json")
+      ->check(check_line_format);
+  command
+      .add_option(
+          "--filter", view.filter,
+          "Only session=N, msg_id=N, name=NAME or direction=request|event; several with commas; may be repeated")
+      ->type_name("TERM")
+      ->check(check_filter)
+      ->allow_extra_args(false);
+  command.add_flag("--mask", view.masks, "Hide which cells and networks these are");
+}
+
+void add_dump(CLI::App& app, DumpOptions& options) {
+  auto* command = app.add_subcommand("dump", "Say what a capture holds, a line a message");
+  command->footer(
+      "Examples:\n"
+      "  KELVANE_HUB_CAPTURE=drive.pcap cellscope operation=1 request_id=1\n"
+      "  kelvane-hub dump drive.pcap --filter name=serving_neighboring_cell_info --mask\n");
+  command->add_option("file", options.file, "Capture to read; -: standard input")->type_name("FILE.pcap")->required();
+  add_view(*command, options.view);
+  command->callback([&options] { dump(options); });
+}
+
+void add_monitor(CLI::App& app, MonitorOptions& options) {
+  auto* command = app.add_subcommand("monitor", "Say what a running hub and its clients say, a line a message");
+  command->footer("Example:\n  kelvane-hub monitor $KELVANE_HUB_SOCKET --filter direction=request\n");
+  command->add_option("socket", options.socket, "What serve --listen was given, or KELVANE_HUB_CONTROL is")
+      ->type_name("SOCKET")
+      ->required();
+  add_view(*command, options.view);
+  command->callback([&options] { monitor(options); });
+}
+
 // Of the exit statuses: the command line was wrong. 1 is for everything else that fails.
 constexpr int usage_status = 2;
 
@@ -306,6 +347,8 @@ int run_command(int argc, char** argv) {
   PlotOptions plot_options;
   SummaryOptions summary_options;
   DiffOptions diff_options;
+  DumpOptions dump_options;
+  MonitorOptions monitor_options;
   CheckOptions check_options;
   add_serve(app, serve_options);
   add_control(app, control_options, status);
@@ -316,6 +359,8 @@ int run_command(int argc, char** argv) {
   add_plot(app, plot_options);
   add_summary(app, summary_options);
   add_diff(app, diff_options, status);
+  add_dump(app, dump_options);
+  add_monitor(app, monitor_options);
   try {
     app.parse(argc, argv);
     return status;

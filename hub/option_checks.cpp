@@ -4,7 +4,9 @@
 #include <cstdint>
 
 #include "hub/base/concat.h"
+#include "hub/base/input_error.h"
 #include "hub/base/numbers.h"
+#include "hub/capture/filter.h"
 
 namespace kelvane_hub {
 namespace {
@@ -57,6 +59,17 @@ std::string check_format(const std::string& given) {
 
 std::string check_summary_format(const std::string& given) {
   return unless(given == "table" || given == "json", "table or json", given);
+}
+
+std::string check_line_format(const std::string& given) {
+  return unless(given == "text" || given == "json", "text or json", given);
+}
+
+std::string check_filter(const std::string& given) try {
+  (void)Filter({given});
+  return "";
+} catch (const InputError& error) {
+  return error.what();
 }
 
 }  // namespace kelvane_hub

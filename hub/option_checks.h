@@ -26,6 +26,8 @@ std::string check_sub(const std::string& given);
 
 /// The format of a report.
 std::string check_format(const std::string& given);
+std::string check_line_format(const std::string& given);
+std::string check_filter(const std::string& given);
 
 /// The format of a summary.
 std::string check_summary_format(const std::string& given);

@@ -6,8 +6,8 @@ caller=$PWD # relative paths are meant from here
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build_packages=(g++ cmake ninja-build protobuf-compiler libprotobuf-dev libcli11-dev
-  nlohmann-json3-dev libgtest-dev python3)
-test_packages=(gnuplot-nox valgrind zsh)
+  nlohmann-json3-dev libgtest-dev libpcap-dev python3)
+test_packages=(gnuplot-nox tshark valgrind zsh)
 clang_packages=(clang libclang-rt-dev clang-format clang-tidy)
 package_packages=(dpkg-dev file scdoc)
 

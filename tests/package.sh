@@ -86,7 +86,13 @@ manuals() {
   done
 }
 
+dissector() {
+  local found=(/usr/lib/*/wireshark/plugins/kelvane.lua)
+  grep -q serving_neighboring_cell_info "${found[0]}" || expect "${found[0]}" "a dissector" none
+}
+
 automation_mode
+dissector
 another_session_library
 capture
 scenarios

@@ -21,6 +21,8 @@ class UniqueFd {
 
   int get() const { return fd_; }
   explicit operator bool() const { return fd_ != -1; }
+  /// Leaves it open for whoever closes it from now on.
+  int release() { return std::exchange(fd_, -1); }
   void reset() {
     if (fd_ != -1) ::close(std::exchange(fd_, -1));
   }

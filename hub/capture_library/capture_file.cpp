@@ -118,14 +118,14 @@ void CaptureFile::number(SessionNumber& session) noexcept {
   if (session.value_ == 0) session.value_ = ++sessions_;
 }
 
-void CaptureFile::append(CaptureDirection direction, SessionNumber& session, com::tarn::kelvane::suid sensor,
+void CaptureFile::append(Direction direction, SessionNumber& session, com::tarn::kelvane::suid sensor,
                          std::string_view message) noexcept {
   if (getpid() != owner_) return;
   int error = 0;
   {
     const SignalsBlocked signals_blocked;
     const std::lock_guard lock(mutex_);
-    if (session.value_ == 0 && direction == CaptureDirection::event) session.value_ = ++sessions_;
+    if (session.value_ == 0 && direction == Direction::event) session.value_ = ++sessions_;
     if (!file_ || session.value_ == 0) return;
     const auto header = encode_capture_record({now(), direction, session.value_, sensor}, message.size());
     std::array parts{part(header), part(message.substr(0, captured_size(message.size())))};

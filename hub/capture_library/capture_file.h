@@ -39,7 +39,7 @@ class CaptureFile {
 
   /// Appends one message. An event opens its session, if it comes before open() has returned; a request of a session
   /// that is not open goes nowhere, and is left out.
-  void append(CaptureDirection direction, SessionNumber& session, com::tarn::kelvane::suid sensor,
+  void append(Direction direction, SessionNumber& session, com::tarn::kelvane::suid sensor,
               std::string_view message) noexcept;
 
  private:

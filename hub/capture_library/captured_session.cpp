@@ -41,7 +41,7 @@ class CapturedSession final : public ISession {
 
   int send_request(suid id, const std::string& request) override {
     const auto [inner, number, file] = held();
-    file.append(CaptureDirection::request, *number, id, request);
+    file.append(Direction::request, *number, id, request);
     return inner->send_request(id, request);
   }
 
@@ -57,7 +57,7 @@ class CapturedSession final : public ISession {
   event_callback captured(suid id, event_callback on_event) const {
     return [id, on_event = std::move(on_event), number = number_, &file = file_](const std::uint8_t* data,
                                                                                  std::size_t size, std::size_t third) {
-      file.append(CaptureDirection::event, *number, id, {reinterpret_cast<const char*>(data), size});
+      file.append(Direction::event, *number, id, {reinterpret_cast<const char*>(data), size});
       on_event(data, size, third);
     };
   }

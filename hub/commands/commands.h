@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "hub/capture/lines.h"
+
 namespace kelvane_hub {
 
 struct ServeOptions {
@@ -18,6 +20,8 @@ struct ServeOptions {
   std::optional<std::uint64_t> seed;  // of faults; absent: the scenario's
   bool restarts = false;              // the scenario, for each first client
   bool exits_at_end = false;          // of the scenario
+  std::string capture;                // a file, or empty
+  bool trace = false;                 // on standard output
 };
 
 struct ControlOptions {
@@ -32,7 +36,8 @@ struct RunOptions {
   std::optional<std::uint64_t> seed;  // of faults; absent: the scenario's
   std::optional<double> timeout;      // seconds
   bool tap = false;
-  std::string junit;  // a file, "-": standard output, or empty: none
+  std::string junit;    // a file, "-": standard output, or empty: none
+  std::string capture;  // a file, or empty
   bool is_quiet = false;
   bool explain = false;
   std::string control;               // socket to make for orders; empty: one beside the clients'
@@ -73,6 +78,16 @@ struct DiffOptions {
   std::optional<double> tolerance;  // seconds; absent: times do not count
 };
 
+struct DumpOptions {
+  std::string file;  // "-": standard input
+  View view;
+};
+
+struct MonitorOptions {
+  std::string socket;  // of clients, or the one beside it
+  View view;
+};
+
 struct PlotOptions {
   std::string file;    // of a run ("-": standard input), or a scenario if it ends with .textproto
   std::string output;  // "-": standard output
@@ -107,5 +122,11 @@ bool diff(const DiffOptions& options);
 
 /// Reports each event on standard output as soon as it is whole, until SIGINT comes or a pipe ends.
 void follow(const ReportOptions& options);
+/// Says on standard output what a capture holds, a line a message as they come, and on standard error if it is cut off.
+void dump(const DumpOptions& options);
+
+/// Says on standard output what a running hub and its clients say, a line a message, until the hub ends; on standard
+/// error how many messages it was not told of. Throws UsageError if the hub cannot be reached.
+void monitor(const MonitorOptions& options);
 
 }  // namespace kelvane_hub

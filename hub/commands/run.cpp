@@ -251,6 +251,7 @@ Points perform(const RunOptions& options, PackedScenario scenario) {
   Points points;
   Server server({options.explain, false}, voice, signals, listen_at(socket, voice.teller(About::itself)));
   take_orders(options.control, control_path_of(socket), server, voice);
+  if (!options.capture.empty()) server.capture_to(options.capture);
   std::optional<Progress> progress;
   const auto note = [&](const TestPoint& point) {
     points.push_back(point);
@@ -276,6 +277,7 @@ Points perform(const RunOptions& options, PackedScenario scenario) {
 bool run(const RunOptions& options) {
   PackedScenario scenario = load(options);
   if (!options.junit.empty()) expect_folder_of(options.junit);
+  if (!options.capture.empty()) refuse_same_file(options.scenario, options.capture, "the scenario");
   const Time begin = Loop::now();
   const Points points = perform(options, std::move(scenario));
   const double seconds = std::chrono::duration<double>(Loop::now() - begin).count();

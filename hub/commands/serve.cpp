@@ -126,6 +126,17 @@ void listen_for_control(Server& server, const std::string& path, Voice& voice) {
   }
 }
 
+/// A capture that cannot be written is no reason not to serve.
+void capture(Server& server, const ServeOptions& options, Voice& voice) {
+  if (options.capture.empty()) return;
+  refuse_same_file(options.scenario, options.capture, "the scenario");
+  try {
+    server.capture_to(options.capture);
+  } catch (const InputError& error) {
+    voice.say(About::itself, concat(error.what(), "; nothing is captured"));
+  }
+}
+
 void serve_shared(const ServeOptions& options) {
   PackedScenario played = load(options);
   if (options.exits_at_end && played.head().has_repeat_after()) {
@@ -135,12 +146,14 @@ void serve_shared(const ServeOptions& options) {
   Voice voice;
   Server server({options.explain, true}, voice, signals, listen_at(options.listen, voice.teller(About::itself)));
   listen_for_control(server, control_path_of(options.listen), voice);
+  capture(server, options, voice);
   if (options.restarts) server.restart_for_each_first();
   const Performance& performance = server.play(std::move(played), {options.speed, {}}, teller(voice), options.seed);
   ExitAtEnd end(server, performance);
   if (options.exits_at_end) server.add(end);
   if (!can_print(signals)) return;
   write_output("kelvane-hub: listening on " + options.listen + "\n", "-");
+  if (options.trace) server.trace();
   server.run();
 }
 
@@ -173,6 +186,7 @@ void serve_private(const ServeOptions& options, std::unique_ptr<Voice>& voice) {
   Server server({options.explain, options.explain}, *voice, signals, connections_from(UniqueFd(options.control_fd)));
   const char* const control = std::getenv("KELVANE_HUB_CONTROL");
   if (control != nullptr && *control != '\0') listen_for_control(server, control, *voice);
+  capture(server, options, *voice);
   const Judge::Tell tell = options.explain ? teller(*voice) : [](const TestPoint&) {};
   server.once_readable(loading.descriptor(), [&] {
     server.play(loading.get(), {options.speed, {}}, tell, options.seed);

@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "hub/base/concat.h"
+#include "hub/capture/wire_line.h"
 
 namespace kelvane_hub {
 namespace {
@@ -23,11 +24,18 @@ constexpr std::size_t most_written = std::size_t{1} << 20;
 // Of one with more than this waiting no line is taken.
 constexpr std::size_t deaf_from = std::size_t{64} << 10;
 
+// For one who monitors.
+constexpr std::size_t most_heard = std::size_t{8} << 20;
+
 constexpr Time door_time = std::chrono::seconds(1);
 
 }  // namespace
 
 bool Controllers::Controller::is_deaf() const { return unsent.size() >= deaf_from; }
+
+void Controllers::Controller::tell_lost() {
+  if (lost != 0) unsent += concat("lost ", std::exchange(lost, 0), "\n");
+}
 
 Controllers::Controllers(Loop& loop, std::unique_ptr<ConnectionSource> source, Answer answer, Voice& voice)
     : loop_(loop),
@@ -66,6 +74,8 @@ void Controllers::open_door(bool is_open) { loop_.want(door_, {.read = is_open, 
 /// Nobody is there to take an answer. What was said before is carried out all the same.
 void Controllers::stop_answering(Controller& controller) {
   controller.is_gone = true;
+  controller.is_monitor = false;
+  controller.lost = 0;
   controller.unsent.clear();
 }
 
@@ -76,6 +86,7 @@ void Controllers::read(Controller& controller) {
   if (received == -1) stop_answering(controller);
   if (received <= 0) {
     controller.is_last = true;
+    if (controller.is_monitor) stop_answering(controller);
     // The last line may lack its end.
     if (!controller.unread.empty() && !controller.unread.ends_with('\n')) controller.unread += '\n';
     return;
@@ -94,8 +105,30 @@ void Controllers::take_lines(Controller& controller, Time now) {
     if (end == std::string::npos || controller.unread.empty()) return;
     const std::string line = controller.unread.substr(0, end);
     controller.unread.erase(0, end + 1);
-    const std::string answer = answer_(line, now);
-    if (!controller.is_gone) controller.unsent += answer;
+    const bool is_to_monitor = line == "monitor";
+    const std::string answer = is_to_monitor ? "OK\n" : answer_(line, now);
+    if (controller.is_gone) continue;
+    controller.is_monitor = controller.is_monitor || is_to_monitor;
+    controller.unsent += answer;
+  }
+}
+
+bool Controllers::is_listening() const {
+  return std::ranges::any_of(controllers_, [](const auto& entry) { return entry.second.is_monitor; });
+}
+
+void Controllers::hear(const Heard& message) {
+  std::string line;
+  for (auto& [number, controller] : controllers_) {
+    if (!controller.is_monitor) continue;
+    // A byte is two digits there.
+    if (controller.unsent.size() + 2 * message->message.size() > most_heard) {
+      ++controller.lost;
+      continue;
+    }
+    if (line.empty()) line = to_line(*message);
+    controller.tell_lost();
+    controller.unsent += line;
   }
 }
 
@@ -141,6 +174,7 @@ void Controllers::settle() {
 
 /// Returns whether it goes on.
 bool Controllers::settle(Controller& controller) {
+  if (controller.unsent.empty()) controller.tell_lost();
   // Whoever is waited for to take more is not tried in between.
   if (!controller.interest.write) write(controller);
   if (controller.is_last && controller.unsent.empty() && !controller.has_line()) return false;

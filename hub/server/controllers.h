@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "hub/capture/listener.h"
 #include "hub/server/listener.h"
 #include "hub/server/loop.h"
 #include "hub/server/voice.h"
@@ -18,7 +19,10 @@ namespace kelvane_hub {
 /// Takes lines and writes answers, without ever waiting for anybody. Whoever does not take its answers is not heard
 /// before it does; what one has said who has gone is carried out all the same. Whoever sends a line of more than 64 KiB
 /// is told so and let go. At most 16 at a time are connected; others wait.
-class Controllers final : public Party {
+///
+/// Who sends "monitor" is told of each message of clients and hub from then on, in lines of the form of to_line(). Of
+/// those for whom more than 8 MiB would wait, some are not told: a line "lost N" says how many messages that were.
+class Controllers final : public Party, public WireListener {
  public:
   /// What there is to say to a line, which comes without its newline: whole lines.
   using Answer = std::function<std::string(const std::string& line, Time now)>;
@@ -30,6 +34,9 @@ class Controllers final : public Party {
   std::optional<Time> next_due() const override;
   void advance(Time now) override;
 
+  void hear(const Heard& message) override;
+  bool is_listening() const override;
+
  private:
   struct Controller {
     UniqueFd socket;
@@ -39,9 +46,12 @@ class Controllers final : public Party {
     std::string unsent{};
     bool is_last = false;  // nothing more comes
     bool is_gone = false;  // takes no more answers
+    bool is_monitor = false;
+    std::uint64_t lost = 0;  // messages of which it has not been told
 
     bool has_line() const { return unread.find('\n') != std::string::npos; }
     bool is_deaf() const;
+    void tell_lost();
   };
 
   void take_connection(Time now);

@@ -22,6 +22,7 @@ Server::Server(Talk talk, Voice& voice, const UniqueFd& signals, std::unique_ptr
     : talk_(talk),
       voice_(voice),
       clients_(loop_, std::move(source), *this, voice),
+      wiretap_(clients_, voice.teller(About::itself)),
       explainer_(voice.teller(About::explanations)),
       announcer_(voice.teller(About::scenario)),
       laggard_(voice.teller(About::itself)) {
@@ -30,7 +31,7 @@ Server::Server(Talk talk, Voice& voice, const UniqueFd& signals, std::unique_ptr
 }
 
 Performance& Server::play(PackedScenario played, Pace pace, Judge::Tell tell, std::optional<std::uint64_t> seed) {
-  performance_.emplace(std::move(played), pace, clients_, std::move(tell), FaultPlay{seed, &clients_});
+  performance_.emplace(std::move(played), pace, wiretap_, std::move(tell), FaultPlay{seed, &clients_});
   Simulator& simulator = performance_->simulator();
   simulator.watch(laggard_);
   performance_->faults().watch(laggard_);
@@ -40,7 +41,9 @@ Performance& Server::play(PackedScenario played, Pace pace, Judge::Tell tell, st
   }
   if (talk_.announce) simulator.watch(announcer_);
   greet_due_.reset();
-  if (controllers_) control_.emplace(*performance_, [this] { loop_.stop(Outcome::signalled); });
+  if (controllers_)
+    control_.emplace(
+        *performance_, [this] { loop_.stop(Outcome::signalled); }, &wiretap_);
   clients_.release();
   return *performance_;
 }
@@ -59,6 +62,7 @@ void Server::control_from(std::unique_ptr<ConnectionSource> source) {
   };
   controllers_.emplace(loop_, std::move(source), answer, voice_);
   loop_.add(*controllers_);
+  wiretap_.add(*controllers_);
 }
 
 /// Whether somebody has been there, and nobody is.
@@ -94,6 +98,7 @@ void Server::once_readable(int descriptor, std::function<void()> action) {
 
 void Server::on_request(const Link& from, const std::string& envelope, Time now) {
   is_visited_ = true;
+  wiretap_.note_request(from, envelope);
   performance_->handle_request(from, envelope, now);
 }
 

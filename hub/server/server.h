@@ -11,6 +11,7 @@
 #include "hub/server/controllers.h"
 #include "hub/server/loop.h"
 #include "hub/server/voice.h"
+#include "hub/server/wiretap.h"
 #include "hub/testbench/announcer.h"
 #include "hub/testbench/control.h"
 #include "hub/testbench/explainer.h"
@@ -48,6 +49,12 @@ class Server final : SessionHandler, Party {
   /// From now on takes orders from those who come through `source`. To be called once, before play().
   void control_from(std::unique_ptr<ConnectionSource> source);
 
+  /// Keeps what is said from now on in a capture at `path`. Throws InputError.
+  void capture_to(const std::string& path) { wiretap_.start_capture(path); }
+
+  /// Prints what is said from now on on standard output, a line a message. To be called once.
+  void trace() { wiretap_.trace(); }
+
   /// From now on, whenever the last client has gone, the scenario waits for the first configuration anew.
   void restart_for_each_first() { restarts_ = true; }
 
@@ -84,6 +91,7 @@ class Server final : SessionHandler, Party {
   Voice& voice_;
   Loop loop_;
   Clients clients_;
+  Wiretap wiretap_;
   bool restarts_ = false;
   bool is_visited_ = false;  // by somebody who has asked for something, since the scenario last waited for the first
   std::optional<Performance> performance_;  // none before there is a scenario

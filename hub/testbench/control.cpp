@@ -64,15 +64,17 @@ std::span<const Control::Command> Control::commands() {
       {"speed", "N", "play it N times as fast, 0.01 to 10000", &Control::speed},
       {"status", "", "where the scenario is, and what sessions have asked for", &Control::status},
       {"record", "FILE", "write what has happened since the scenario began as a scenario", &Control::record},
+      {"capture", "FILE|stop", "keep what hub and clients say from now on", &Control::capture},
       {"quit", "", "the hub ends", &Control::quit},
       {"help", "[COMMAND]", "say what there is", &Control::help},
   };
   return all;
 }
 
-Control::Control(Performance& performance, std::function<void()> quit)
+Control::Control(Performance& performance, std::function<void()> quit, Capturing* capturing)
     : performance_(performance),
       quit_(std::move(quit)),
+      capturing_(capturing),
       recorder_(performance.played(), performance.faults().seed(), performance.timeline()) {
   performance_.simulator().watch(recorder_);
   performance_.simulator().watch(tally_);
@@ -157,6 +159,15 @@ Control::Answer Control::record(Orders& orders, Time now) {
   orders.expect_none();
   const std::string left_out = fault_changes_ == 0 ? "" : concat(" live_faults_left_out=", fault_changes_);
   return {concat(when(now), " steps=", recorder_.recorded().steps_size(), left_out), fault_notes_ + recorder_.text()};
+}
+
+Control::Answer Control::capture(Orders& orders, Time now) {
+  const std::string& file = orders.text();
+  if (file.empty()) throw InputError("expected a file to write or stop, found none");
+  if (capturing_ == nullptr) throw InputError("expected a hub that can write captures, found one that cannot");
+  if (file == "stop") return {concat(when(now), " messages=", capturing_->stop_capture())};
+  capturing_->start_capture(file);
+  return {concat(when(now), " file=", file)};
 }
 
 Control::Answer Control::quit(Orders& orders, Time) {

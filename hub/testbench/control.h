@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "hub/scenario/fault_check.h"
+#include "hub/testbench/capturing.h"
 #include "hub/testbench/orders.h"
 #include "hub/testbench/performance.h"
 #include "hub/testbench/recorder.h"
@@ -19,7 +20,8 @@ namespace kelvane_hub {
 class Control {
  public:
   /// Of `performance`, which outlives this object and is watched from now on; `quit` is called for that command.
-  Control(Performance& performance, std::function<void()> quit);
+  /// `capturing`, which outlives this object, too, keeps what is said; null: nothing does.
+  Control(Performance& performance, std::function<void()> quit, Capturing* capturing = nullptr);
   Control(const Control&) = delete;
   Control& operator=(const Control&) = delete;
 
@@ -62,6 +64,7 @@ class Control {
   Answer speed(Orders& orders, Time now);
   Answer status(Orders& orders, Time now);
   Answer record(Orders& orders, Time now);
+  Answer capture(Orders& orders, Time now);
   Answer quit(Orders& orders, Time now);
   Answer help(Orders& orders, Time now);
 
@@ -82,6 +85,7 @@ class Control {
 
   Performance& performance_;
   std::function<void()> quit_;
+  Capturing* const capturing_;
   Recorder recorder_;
   Tally tally_;
   std::string fault_notes_;        // lines, what records have no other way to say

@@ -28,12 +28,13 @@ inline constexpr std::size_t capture_record_size = 24;
 /// In front of a record's data: seconds, nanoseconds, bytes in the file, bytes that there were.
 inline constexpr std::size_t pcap_record_size = 16;
 
-enum class CaptureDirection : std::uint8_t { event = 1, request = 2 };
+/// As records have them.
+enum class Direction : std::uint8_t { event = 1, request = 2 };
 
 /// What a record says beside the message itself.
-struct CaptureRecord {
+struct CaptureHead {
   std::chrono::nanoseconds time;  // since 1970, not before, and before 2106
-  CaptureDirection direction;
+  Direction direction;
   std::uint32_t session;  // from 1, in the order in which they were opened
   com::tarn::kelvane::suid sensor;
 };
@@ -46,6 +47,11 @@ class CaptureNumbers {
   constexpr CaptureNumbers& put(Number number) {
     constexpr unsigned bits = 8;
     for (std::size_t i = 0; i < sizeof number; ++i) bytes_[used_++] = static_cast<std::uint8_t>(number >> (bits * i));
+    return *this;
+  }
+  template <std::size_t More>
+  constexpr CaptureNumbers& put(const std::array<std::uint8_t, More>& bytes) {
+    for (const std::uint8_t byte : bytes) bytes_[used_++] = byte;
     return *this;
   }
   constexpr const std::array<std::uint8_t, Size>& bytes() const { return bytes_; }
@@ -70,20 +76,27 @@ constexpr std::size_t captured_size(std::size_t size) {
   return std::min<std::size_t>(size, max_capture_data - capture_record_size);
 }
 
+/// What stands in a record in front of its message.
+constexpr auto encode_message_head(const CaptureHead& head) {
+  return CaptureNumbers<capture_record_size>()
+      .put(capture_record_version)
+      .put(static_cast<std::uint8_t>(head.direction))
+      .put(std::uint16_t{0})
+      .put(head.session)
+      .put(head.sensor.suid_low)
+      .put(head.sensor.suid_high)
+      .bytes();
+}
+
 /// All of a record that stands in front of its message of `size` bytes, of which captured_size() follow.
-constexpr auto encode_capture_record(const CaptureRecord& record, std::size_t size) {
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(record.time);
+constexpr auto encode_capture_record(const CaptureHead& head, std::size_t size) {
+  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(head.time);
   return CaptureNumbers<pcap_record_size + capture_record_size>()
       .put(static_cast<std::uint32_t>(seconds.count()))
-      .put(static_cast<std::uint32_t>((record.time - seconds).count()))
+      .put(static_cast<std::uint32_t>((head.time - seconds).count()))
       .put(static_cast<std::uint32_t>(capture_record_size + captured_size(size)))
       .put(static_cast<std::uint32_t>(capture_record_size + size))
-      .put(capture_record_version)
-      .put(static_cast<std::uint8_t>(record.direction))
-      .put(std::uint16_t{0})
-      .put(record.session)
-      .put(record.sensor.suid_low)
-      .put(record.sensor.suid_high)
+      .put(encode_message_head(head))
       .bytes();
 }
 

@@ -355,7 +355,7 @@ class HubTest(EndToEndTest):
         }
         for name, text in files.items():
             pathlib.Path(name).write_text(text)
-        commands = "serve, control, run, check, import, report, plot, summary or diff"
+        commands = "serve, control, run, check, import, report, plot, summary, diff, dump or monitor"
         cases = (
             ("check good.textproto", 0, "Two\nsensors: wwan wwan_stream\nsubscriptions: 0 1\n"
              "steps: 2, cells 1, rrc_states 1\nlast step at 2 s\n", ""),

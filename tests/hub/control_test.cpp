@@ -158,9 +158,7 @@ TEST_F(ControlTest, OrdersAndAnswers) {
       {"help rail", "| rail lte=true|nr5g=true... [sub=N]: the network of a high-speed railway\nOK", ""},
       {"halt",
        "KO: expected set, step, call, rrc, rail, error, fault, pause, resume, next, seek, restart, speed, status, "
-       "record, "
-       "quit "
-       "or help, found 'halt'",
+       "record, capture, quit or help, found 'halt'",
        ""},
       {"quit", "OK", ""},
   };

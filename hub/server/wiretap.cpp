@@ -1,0 +1,41 @@
+#include "hub/server/wiretap.h"
+
+#include "hub/base/concat.h"
+#include "hub/base/input_error.h"
+#include "hub/capture/sinks.h"
+
+namespace kelvane_hub {
+
+void Wiretap::note_request(const Link& from, const std::string& envelope) { tell(Direction::request, from, envelope); }
+
+void Wiretap::deliver(const Link& to, const std::string& message) {
+  tell(Direction::event, to, message);
+  clients_.deliver(to, message);
+}
+
+void Wiretap::tell(Direction direction, const Link& link, const std::string& message) {
+  // What is too large to be sent is not said.
+  if (std::ranges::none_of(listeners_, &WireListener::is_listening) || message.size() > max_payload) return;
+  const auto heard = std::make_shared<const CaptureRecord>(
+      CaptureRecord{std::chrono::system_clock::now().time_since_epoch(), direction,
+                    static_cast<std::uint32_t>(link.session), link.sensor, message});
+  for (WireListener* const listener : listeners_) listener->hear(heard);
+}
+
+void Wiretap::trace() { add(trace_.emplace("standard output", lines_on_standard_output({}), say_)); }
+
+void Wiretap::start_capture(const std::string& path) {
+  if (capture_) throw InputError(concat("expected no capture under way, found ", path_, "; capture stop ends it"));
+  add(capture_.emplace(path, capture_at(path), say_));
+  path_ = path;
+}
+
+std::uint64_t Wiretap::stop_capture() {
+  if (!capture_) throw InputError("expected a capture under way, found none");
+  const std::uint64_t heard = capture_->heard();
+  remove(*capture_);
+  capture_.reset();
+  return heard;
+}
+
+}  // namespace kelvane_hub

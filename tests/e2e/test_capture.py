@@ -1,0 +1,127 @@
+"""Captures: written by hubs, dumped, and taken apart by tshark."""
+
+import json
+import os
+import pathlib
+import re
+import shutil
+import socket
+import subprocess
+import unittest
+
+from support import CLIENT, HUB, SENSORS, EndToEndTest, Program, read, until
+
+DISSECTOR = pathlib.Path(HUB).with_name("kelvane.lua")
+
+# A report that comes twice, one that never comes, one of an unknown id, one that is broken.
+SCENARIO = SENSORS + """
+steps { at: 0 cells { cells { cell_type: 3 registered: true
+  lte { cell_identity { mcc: 262 mnc: 2 ci: 77 pci: 9 tac: 5 earfcn: 1300 } signal_strength { rsrp: -90 } } } } }
+steps { at: 1 raw { msg_id: 99 payload: "\\377abc" } }
+steps { at: 1 raw { msg_id: 1281 payload: "\\377abc" } }
+steps { at: 2 error { error: -5 } }
+steps { at: 3 cells { cells { cell_type: 6 registered: true
+  nr { cell_identity { mcc: 262 ci: 68719476736 pci: 9 } signal_strength { rsrp: -91 } } } } }
+faults { msg_id: 1281 count: 1 duplicate {} }
+faults { msg_id: 130 drop {} }
+"""
+
+
+class CaptureTest(EndToEndTest):
+
+    def run_scenario(self):
+        """Captures SCENARIO as x.pcap."""
+        pathlib.Path("scenario.textproto").write_text(SCENARIO)
+        self.assertEqual(0, self.hub_command("run", "scenario.textproto", "--capture", "x.pcap", "--speed", "max", "--",
+                                             CLIENT, "operation=1", "request_id=1")[0])
+
+    def dump(self, *options):
+        status, lines, errors = self.hub_command("dump", *options)
+        self.assertEqual(0, status, errors)
+        return re.sub(r"\d{10}\.\d{9}", "T", lines), errors
+
+    def test_dump(self):
+        self.run_scenario()
+        text = self.dump("x.pcap")[0]
+        masked = self.dump("x.pcap", "--mask", "--filter", "msg_id=1281,msg_id=99", "--filter", "session=2")[0]
+        lines = self.dump("x.pcap", "--format", "json", "--filter", "direction=event")[0]
+        lines = re.sub(r'"timestamp":\d+', '"timestamp":0', lines)
+        self.expect_golden("dump", f"{text}\nmasked:\n{masked}\nevents as JSON:\n{lines}")
+        self.assertEqual(text.count(" event "), len([json.loads(line) for line in lines.splitlines()]))
+        self.assertEqual(("", ""), self.dump("x.pcap", "--filter", "session=2,name=suid_req"))
+        for wrong, expected in (("name=cells", "the name amd_event, attr_event, .* or voice_calls, found 'cells'"),
+                                ("session=x", "a number, found 'session=x'"),
+                                ("id=1", "session=N, msg_id=N, name=NAME or direction=request|event, found 'id=1'")):
+            status, _, errors = self.hub_command("dump", "x.pcap", "--filter", wrong)
+            self.assertEqual(2, status)
+            self.assertRegex(errors, f"^kelvane-hub dump: --filter: expected {expected}\n$".replace("|", r"\|"))
+
+    @unittest.skipUnless(shutil.which("tshark"), "there is no tshark")
+    def test_wireshark(self):
+        self.run_scenario()
+        fields = ("frame.number", "_ws.col.Info", "kelvane.request_in", "kelvane.answer_in", "kelvane.cell_identity_nr.ci",
+                  "kelvane.signal_strength_lte.rsrp", "kelvane.std_attr_value.element.integer", "_ws.expert.message")
+        shown = [word for field in fields for word in ("-e", field)]
+        frames = subprocess.run(["tshark", "-X", f"lua_script:{DISSECTOR}", "-r", "x.pcap", "-2", "-T", "fields", *shown],
+                                capture_output=True, text=True, check=True).stdout
+        self.expect_golden("wireshark", frames)
+
+    def test_capture_of_a_killed_private_hub(self):
+        run = self.automation("operation=1", "request_id=1", scenario=SCENARIO, KELVANE_HUB_CAPTURE="x.pcap")
+        until(lambda: os.path.exists("x.pcap") and " 99 unknown" in self.dump("x.pcap")[0], "an event in the capture")
+        os.kill(run.hub(), 9)
+        self.assertIn(" 1 request 512 suid_req data_type: \"wwan\" register_updates: true", self.dump("x.pcap")[0])
+        self.assertEqual("", self.dump("x.pcap")[1])
+        whole = pathlib.Path("x.pcap").read_bytes()
+        pathlib.Path("torn.pcap").write_bytes(whole[:150])
+        lines, errors = self.dump("torn.pcap")
+        self.assertEqual(1, len(lines.splitlines()))
+        self.assertEqual("torn.pcap: record 2, byte 127: expected 73 bytes of a record, found the end after 23\n", errors)
+
+    def test_monitor(self):
+        large = 'steps { at: 1 raw { msg_id: 99 payload: "' + "x" * 3_000_000 + '" } }'
+        pathlib.Path("scenario.textproto").write_text(
+            SCENARIO.partition("faults")[0].replace('steps { at: 1 raw { msg_id: 99 payload: "\\377abc" } }', 3 * large))
+        hub = Program(self, [HUB, "serve", "--listen", "hub.sock", "--scenario", "scenario.textproto", "--trace"], {})
+        until(lambda: hub.out == "kelvane-hub: listening on hub.sock\n", "the hub to listen")
+        monitor = Program(self, [HUB, "monitor", "hub.sock", "--filter", "direction=event,msg_id=1281,msg_id=130"], {})
+        with socket.socket(socket.AF_UNIX) as slow:
+            slow.connect("hub.sock.control")
+            slow.sendall(b"monitor\n")
+            heard = slow.makefile("rb")
+            self.assertEqual(b"OK\n", heard.readline())
+            run = self.automation("operation=1", "request_id=1", KELVANE_HUB_SOCKET="hub.sock")
+            until(lambda: run.err.count("unknown message ID 99") == 3, "the large events")
+            lines = [heard.readline() for _ in range(8)]
+        self.assertEqual(b"lost 2\n", lines[-1])
+        self.assertEqual([False] * 6 + [True], [len(line) > 6_000_000 for line in lines[:-1]])
+        self.wait_for_output("RSRP: -91")
+        self.stop(run)
+        self.stop(hub)
+        self.assertEqual(0, monitor.wait())
+        self.assertIn(" 2 event 130 error_event error: -5\n", monitor.out)
+        traced = [line for line in hub.out.splitlines(True) if " event 1281 " in line or " event 130 " in line]
+        self.assertEqual("".join(traced), monitor.out)
+        self.assertEqual((2, "", "kelvane-hub monitor: no answer from the hub at hub.sock: No such file or directory\n"),
+                         self.hub_command("monitor", "hub.sock"))
+
+    def test_capture_by_order(self):
+        hub = self.serve(SCENARIO)
+        for words, status, answer in (
+                ("capture", 1, "KO: expected a file to write or stop, found none"),
+                ("capture /nowhere/x.pcap", 1, "KO: /nowhere/x.pcap: cannot write it: No such file or directory"),
+                ("capture x.pcap", 0, f"OK at=0.000 file={os.path.realpath('x.pcap')}"),
+                ("capture y.pcap", 1, f"KO: expected no capture under way, found {os.path.realpath('x.pcap')}; capture stop ends it"),
+                ("capture stop", 0, "OK at=0.000 messages=0"),
+                ("capture stop", 1, "KO: expected a capture under way, found none")):
+            self.assertEqual((status, answer + "\n", ""), self.hub_command("control", "hub.sock", *words.split()))
+        self.assertEqual(("", ""), self.dump("x.pcap"))
+        self.stop(hub)
+
+    def test_capture_that_cannot_be_written(self):
+        for path, reason in (("/dev/full", "No space left on device"), ("/nowhere/x", "No such file or directory")):
+            run = self.automation("operation=1", "filename=x.txt", scenario=SCENARIO, KELVANE_HUB_CAPTURE=path)
+            run.says(f"kelvane-hub: {path}: cannot write it: {reason}; nothing is captured")
+            self.wait_for_output("RSRP: -90", "x.txt")
+            self.stop(run)
+        self.assertEqual(1, read(run.name + ".err").count("kelvane-hub:"))

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 #include "hub/report/run.h"
 #include "hub/report/run_reader.h"
@@ -13,5 +14,9 @@ namespace kelvane_hub {
 /// broken reports, a report or a line at the end that is not whole. Throws InputError, if `reading` is strict for
 /// these, too, but the last.
 Run load_run(const std::string& input, Reading reading = Reading::tolerant);
+
+/// The same of the run `text`, to be played again; `name` stands for it in messages. A broken report is an InputError,
+/// and lines that tell of events are not said to be skipped.
+Run load_whole_run(std::string_view text, const std::string& name);
 
 }  // namespace kelvane_hub

@@ -175,7 +175,7 @@ void RunImport::add_sensors() {
 }
 
 void RunImport::add_remarks() {
-  for (const std::size_t line : pace_.set_back) summary_.set_back(line);
+  for (const auto& [first, last] : pace_.set_back) summary_.set_back(run_.events[first].line, run_.events[last].line);
   if (conduct_.connections > 1) {
     summary_.add_remark(
         concat("connects ", conduct_.connections, " times, which the scenario plays as one connection"));

@@ -2,10 +2,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <map>
+#include <utility>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
+#include "hub/messages/cell_change.h"
 #include "hub/report/payload_truth.h"
 #include "hub/report/run_times.h"
 #include "hub/scenario/seconds.h"
@@ -57,13 +60,34 @@ bool is_alike(const std::vector<double>& at, const std::vector<RunTime>& axis) {
   return std::abs(at.back() - span) <= beginning + tolerance * span;
 }
 
-std::vector<double> seconds_of(const Run& run, const Conduct& conduct, const std::vector<RunTime>& axis) {
+std::uint64_t newest_timestamp(const Cells& cells) {
+  std::uint64_t newest = 0;
+  for (const auto& cell : cells.cells()) newest = std::max<std::uint64_t>(newest, cell.timestamp());
+  return newest;
+}
+
+/// Cells that have changed and kept their timestamp have changed at once; by the order of the reports alone, it would
+/// be at some time before the next.
+void join_changes_at_once(const Run& run, std::vector<double>& at) {
+  std::map<std::uint32_t, const Cells*> last;  // of each subscription
+  for (std::size_t i = 0; i < at.size(); ++i) {
+    const auto* const cells = payload_of<Cells>(run.events[i]);
+    if (cells == nullptr || cells->cells().empty()) continue;
+    const Cells* const before = std::exchange(last[cells->sub()], cells);
+    if (before == nullptr || newest_timestamp(*before) != newest_timestamp(*cells)) continue;
+    if (cells_differ(*before, *cells)) at[i] = at[i - 1];
+  }
+}
+
+std::vector<double> seconds_of(const Run& run, const Conduct& conduct, const RunTimes& times) {
+  const auto& axis = times.axis;
   if (conduct.streams && conduct.rate.value_or(0) > 0) {
     auto at = at_rate(run, *conduct.rate);
     if (is_alike(at, axis)) return at;
   }
   std::vector<double> at;
   std::ranges::transform(axis, std::back_inserter(at), &RunTime::seconds);
+  if (times.clock == RunClock::sensor && !conduct.streams) join_changes_at_once(run, at);
   return at;
 }
 
@@ -73,20 +97,25 @@ double rounded(double seconds) {
   return std::round(seconds * second) / second;
 }
 
+void add_set_back(RunPace& pace, std::size_t event) {
+  if (pace.set_back.empty() || pace.set_back.back().second + 1 != event) pace.set_back.emplace_back(event, event);
+  pace.set_back.back().second = event;
+}
+
 }  // namespace
 
 RunPace pace_of(const Run& run, const Conduct& conduct, const std::string& name) {
   RunPace pace;
   if (run.events.empty()) return pace;
-  const auto axis = times_of(run).axis;
-  const std::size_t begun = end_of_beginning(run, axis, pace.subscriptions);
-  pace.at = seconds_of(run, conduct, axis);
+  const RunTimes times = times_of(run);
+  const std::size_t begun = end_of_beginning(run, times.axis, pace.subscriptions);
+  pace.at = seconds_of(run, conduct, times);
   double last = 0;
   for (std::size_t i = 0; i < pace.at.size(); ++i) {
     double& at = pace.at[i];
     if (i < begun) at = 0;
     at = rounded(at);
-    if (at < last) pace.set_back.push_back(run.events[i].line);
+    if (at < last) add_set_back(pace, i);
     at = last = std::max(at, last);
     if (at <= longest) continue;
     throw InputError(concat(name, ":", run.events[i].line,

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <utility>
 
 #include "hub/base/concat.h"
 #include "hub/scenario/seconds.h"
@@ -11,16 +12,30 @@ namespace {
 
 // In the order of Detour.
 constexpr std::array<std::string_view, static_cast<std::size_t>(Detour::count)> detours{
-    "played as raw events, of cells that were reported already",
-    "played as raw events, with payload bytes that these definitions do not read",
-    "played as raw events, of a subscription without cells at the beginning",
-    "played as raw events, which the run does not show to be registered for",
-    "played as raw events, answers that the run does not show to be asked for",
-    "played as raw events, answers that differ from the cells at that time",
-    "played as raw events, with a payload size that these definitions do not have",
-    "played as refusals of the requests before them",
-    "left out: verdicts on thresholds, which a hub makes up itself",
-    "played with another payload size",
+    "of cells that differ in their timestamps at most from those before",
+    "with payload bytes that these definitions do not read",
+    "of a subscription without cells at the beginning",
+    "that the run does not show to be registered for",
+    "that answer what the run does not show to be asked",
+    "that answer otherwise than the cells at that time",
+    "with a payload size that these definitions do not have",
+    "refusals of the requests before them",
+    "verdicts on thresholds, which a hub makes up itself",
+    "with another payload size than this one's",
+};
+
+/// What becomes of the reports with these detours, each of which has its line.
+struct Fate {
+  std::string_view name;
+  Detour first;
+  Detour last;
+};
+
+constexpr Fate fates[] = {
+    {"as raw events", Detour::repetition, Detour::other_size},
+    {"as sensors that refuse", Detour::refusal, Detour::refusal},
+    {"left out", Detour::verdict, Detour::verdict},
+    {"not quite the same", Detour::size_lost, Detour::size_lost},
 };
 
 }  // namespace
@@ -41,8 +56,11 @@ void RunSummary::add_detour(Detour detour, std::size_t line) {
   if (reports.count++ == 0) reports.first_line = line;
 }
 
-void RunSummary::set_back(std::size_t line) {
-  remarks_ += concat(run_, ':', line, ": the clock went back: the report happens at the time of the one above\n");
+void RunSummary::set_back(std::size_t first_line, std::size_t last_line) {
+  const bool is_one = first_line == last_line;
+  remarks_ += concat(run_, ':', first_line, ": the clock went back: ",
+                     is_one ? "the report happens" : concat("the reports up to line ", last_line, " happen"),
+                     " at the time of the one above\n");
 }
 
 std::string RunSummary::extent() const {
@@ -56,9 +74,14 @@ std::string RunSummary::text() const {
   const char* separator = ": ";
   for (const auto& [kind, count] : kinds_) text += concat(std::exchange(separator, ", "), count, " ", kind);
   text += '\n';
-  for (std::size_t i = 0; i < detours.size(); ++i) {
-    const auto& [count, line] = detours_[i];
-    if (count != 0) text += concat(run_, ": ", count, " ", detours[i], " (first in line ", line, ")\n");
+  for (const Fate& fate : fates) {
+    std::string list;
+    for (auto i = static_cast<std::size_t>(fate.first); i <= static_cast<std::size_t>(fate.last); ++i) {
+      const auto& [count, line] = detours_[i];
+      if (count == 0) continue;
+      list += concat(list.empty() ? ": " : ", ", count, " ", detours[i], " (first in line ", line, ")");
+    }
+    if (!list.empty()) text += concat(run_, ": ", fate.name, list, '\n');
   }
   return text + remarks_;
 }

@@ -22,9 +22,10 @@ enum class Detour : std::size_t {
   no_request,
   other_answer,
   other_size,
-  refusal,    // an answer of the sensor's
+  // And these have none.
+  refusal,    // the sensor refuses the request
   verdict,    // it is left out
-  size_lost,  // it is not, but its payload's size differs
+  size_lost,  // it is there all the same
   count,
 };
 
@@ -38,7 +39,8 @@ class RunSummary {
   void add_detour(Detour detour, std::size_t line);
   /// Anything else about the run that has to be said.
   void add_remark(const std::string& remark) { remarks_ += run_ + ": " + remark + '\n'; }
-  void set_back(std::size_t line);
+  /// Those from the first line to the last.
+  void set_back(std::size_t first_line, std::size_t last_line);
 
   /// Where it all comes from, without folders: "run.txt: 40 reports in 60 s".
   std::string origin() const;

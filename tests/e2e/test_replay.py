@@ -10,65 +10,77 @@ from test_drives import TRACES, made_up_drive
 from test_scenarios import SESSIONS
 
 DIAGNOSED = re.compile(r"event_cb:\d+, Received .*")
-# What is said of every run, or of every console session.
-ROUTINE = re.compile(r"run.txt: \d+ (lines that are no report|reports? begins? behind|reports? in) .*\n| \(first in line \d+\)")
 OF_THE_RUN = ("line", "time", "earliest", "latest", "log_time")
+# What is said of every run, or of every console session.
+ROUTINE = re.compile(r".*: \d+ (lines that are no report|reports? begins? behind|reports? in) .*\n| \(first in line \d+\)")
+# What is said beyond that.
+SAID = {"hub_errors": """\
+hub_errors.txt: as raw events: 2 with payload bytes that these definitions do not read, \
+1 that the run does not show to be registered for, 2 that answer what the run does not show to be asked
+hub_errors.txt: as sensors that refuse: 3 refusals of the requests before them
+hub_errors.txt: connects 2 times, which the scenario plays as one connection
+"""}
 
 
 class ReplayTest(EndToEndTest):
 
-    def run_of(self, scenario, typed, status=0):
-        """The output file of an automation run; or of a console session all that it has said, with what is typed there."""
-        run = Program(self, [HUB, "run", scenario, "--speed", "max", "--", CLIENT, *["operation=1"] * (not typed)], {},
-                      stdin=subprocess.PIPE, stderr=subprocess.STDOUT)
+    def begin(self, name, scenario):
+        """Starts an automation run, or a console session if something is typed there."""
+        client = [CLIENT] if SESSIONS.get(name) else [CLIENT, "operation=1", f"filename={name}.txt"]
+        return Program(self, [HUB, "run", scenario, "--speed", "max", "--", *client], {}, stdin=subprocess.PIPE,
+                       stderr=subprocess.STDOUT)
+
+    def output(self, name, run):
+        """The run's output file; of a console session all that it has said."""
+        typed = SESSIONS.get(name, ())
         for choice, awaited in typed:
             run.process.stdin.write(f"{choice}\n".encode())
             run.process.stdin.flush()
             until(lambda text=awaited: text in run.out, awaited)
-        self.assertEqual(status, run.wait(), run.out)
-        return pathlib.Path(run.name + ".out" if typed else "output/wwan_test_output.txt").read_text(encoding="utf-8")
+        self.assertEqual(0, run.wait(), run.out)
+        return pathlib.Path(run.name + ".out" if typed else f"output/{name}.txt").read_text(encoding="utf-8")
 
     def reports(self, run):
         """What is reported, in its order, and what is only diagnosed."""
-        pathlib.Path("reported.txt").write_text(run, encoding="utf-8")
-        events = map(json.loads, self.hub_command("report", "reported.txt")[1].splitlines())
-        for event in (events := list(events)):
-            for part in (event, *event.get("cells", ()), *(c for s in event.get("subscriptions", ()) for c in s["cells"])):
-                for key in OF_THE_RUN:
-                    part.pop(key, None)
+        pathlib.Path("reported").write_text(run, encoding="utf-8")
+        events = [json.loads(line) for line in self.hub_command("report", "reported")[1].splitlines()]
         self.assertTrue(events)
+        for event in events:
+            cells = [cell for part in (event, *event.get("subscriptions", ())) for cell in part.get("cells", ())]
+            for key in OF_THE_RUN:
+                for part in (event, *cells):
+                    part.pop(key, None)
         return events + DIAGNOSED.findall(run)
 
-    def replay(self, scenario, typed=(), said=""):
-        run = self.run_of(scenario, typed)
-        pathlib.Path("run.txt").write_text(run, encoding="utf-8")
-        status, _, summary = self.hub_command("import", "run.txt", "-o", "again.textproto")
-        self.assertEqual(0, status, summary)
-        self.assertEqual(said, ROUTINE.sub("", summary))
-        self.assertEqual(self.reports(run), self.reports(self.run_of("again.textproto", typed)))
+    def replay(self, scenarios):
+        """Side by side: a client is asleep for most of its time."""
+        begun = {name: self.begin(name, scenario) for name, scenario in scenarios.items()}
+        runs = {name: self.output(name, run) for name, run in begun.items()}
+        for name, run in runs.items():
+            pathlib.Path(f"{name}.txt").write_text(run, encoding="utf-8")
+            status, _, said = self.hub_command("import", f"{name}.txt", "-o", f"{name}.textproto")
+            self.assertEqual((0, SAID.get(name, "")), (status, ROUTINE.sub("", said)))
+        begun = {name: self.begin(name, f"{name}.textproto") for name in scenarios}
+        for name, run in begun.items():
+            with self.subTest(name):
+                self.assertEqual(self.reports(runs[name]), self.reports(self.output(name, run)))
 
-    def replay_drive(self, drive):
-        if not drive.exists():
-            self.skipTest(f"there is no recorded drive {drive}: set CELLSCOPE_TRACES to a folder that has it")
-        self.assertEqual(0, self.hub_command("import", str(drive), "-o", "drive.textproto")[0])
-        self.replay("drive.textproto")
+    def replay_scenarios(self, *names, **others):
+        self.replay({**{name: ROOT / f"scenarios/{name}.textproto" for name in names}, **others})
 
-    def test_made_up_drive(self):
-        pathlib.Path("drive.csv").write_text(made_up_drive(), encoding="utf-8")
-        self.replay_drive(pathlib.Path("drive.csv"))
+    def test_automation(self):
+        pathlib.Path("made_up.csv").write_text(made_up_drive(), encoding="utf-8")
+        self.hub_command("import", "made_up.csv", "-o", "made_up_drive.textproto")
+        self.replay_scenarios(*(name for name in SESSIONS if not SESSIONS[name]), made_up="made_up_drive.textproto")
+
+    def test_drives(self):
+        drives = sorted(TRACES.glob("*.csv"))
+        if not drives:
+            self.skipTest(f"there are no recorded drives in {TRACES}: set CELLSCOPE_TRACES to a folder that has some")
+        for drive in drives:
+            self.hub_command("import", str(drive), "-o", f"{drive.stem}-drive.textproto")
+        self.replay({drive.stem: f"{drive.stem}-drive.textproto" for drive in drives})
 
 
-# What is said beyond that.
-SAID = {"hub_errors": """\
-run.txt: 2 played as raw events, with payload bytes that these definitions do not read
-run.txt: 1 played as raw events, which the run does not show to be registered for
-run.txt: 2 played as raw events, answers that the run does not show to be asked for
-run.txt: 3 played as refusals of the requests before them
-run.txt: connects 2 times, which the scenario plays as one connection
-"""}
-for _name in SESSIONS:
-    setattr(ReplayTest, f"test_{_name}", lambda self, name=_name: self.replay(
-        ROOT / f"scenarios/{name}.textproto", SESSIONS[name], SAID.get(name, "")))
-for _name in ("city_ring", "2g_fallback", "all_modes"):
-    setattr(ReplayTest, f"test_{_name}",
-            lambda self, name=_name: self.replay_drive(TRACES / f"drive-{name.replace('_', '-')}.csv"))
+for _name in filter(SESSIONS.get, SESSIONS):
+    setattr(ReplayTest, f"test_{_name}", lambda self, name=_name: self.replay_scenarios(name))

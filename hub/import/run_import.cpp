@@ -9,7 +9,7 @@
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/import/run_pace.h"
-#include "hub/import/run_refusals.h"
+#include "hub/import/run_sensors.h"
 #include "hub/import/run_summary.h"
 #include "hub/messages/cell_change.h"
 #include "hub/report/payload_truth.h"
@@ -40,6 +40,22 @@ void shorten(Rail& rail, std::size_t size) {
   if (rail.ByteSizeLong() > size && !rail.lte()) rail.clear_lte();
   if (rail.ByteSizeLong() > size && !rail.nr5g()) rail.clear_nr5g();
   if (rail.ByteSizeLong() > size && rail.sub() == 0) rail.clear_sub();
+}
+
+void set_stream_type(scenario_sensor& sensor, std::int64_t type) {
+  constexpr std::int32_t stream_type = 16;
+  auto& attributes = *sensor.mutable_attributes();
+  const auto attribute = std::ranges::find(attributes, stream_type, &sns_std_attr::attr_id);
+  attribute->mutable_value()->mutable_values(0)->set_integer(type);
+}
+
+/// Unless it refuses that already.
+void add_refusal(scenario_sensor& sensor, const RunRefusal& told) {
+  const auto& known = sensor.refusals();
+  if (std::ranges::find(known, told.msg_id, &scenario_refusal::msg_id) != known.end()) return;
+  scenario_refusal& refusal = *sensor.add_refusals();
+  refusal.set_msg_id(told.msg_id);
+  refusal.set_error(told.error);
 }
 
 /// What a client asks for, and the scenario waits for.
@@ -162,15 +178,14 @@ bool RunImport::is_refusal(const RunNote& note) {
 
 /// A scenario without any has those of the built-in one.
 void RunImport::add_sensors() {
-  if (refusals_.empty()) return;
+  const auto types = stream_types_in(run_);
+  if (refusals_.empty() && types.empty()) return;
   *scenario_.mutable_sensors() = built_in_scenario().head().sensors();
-  for (const RunRefusal& told : refusals_) {
-    auto& sensor = *std::ranges::find(*scenario_.mutable_sensors(), told.data_type, &scenario_sensor::data_type);
-    const auto& known = sensor.refusals();
-    if (std::ranges::find(known, told.msg_id, &scenario_refusal::msg_id) != known.end()) continue;
-    scenario_refusal& refusal = *sensor.add_refusals();
-    refusal.set_msg_id(told.msg_id);
-    refusal.set_error(told.error);
+  for (auto& sensor : *scenario_.mutable_sensors()) {
+    if (const auto type = types.find(sensor.data_type()); type != types.end()) set_stream_type(sensor, type->second);
+    for (const RunRefusal& told : refusals_) {
+      if (told.data_type == sensor.data_type()) add_refusal(sensor, told);
+    }
   }
 }
 

@@ -56,7 +56,8 @@ struct RunNote {
     streaming,
     query_mode,
     reconnection,
-    rate,         // in reports a second
+    changes,      // it wants to hear of each change
+    rate,         // it wants so many reports a second
     voice_calls,  // it registers for them
     rrc_states,
     cell_location,  // it asks for it

@@ -22,6 +22,7 @@ constexpr Telling tellings[] = {
     {"connecting to streaming sensor(Query Mode)", query_mode},
     {"connecting to streaming sensor", streaming},
     {"sensor name is ", reconnection},
+    {"sending on change config request", changes},
     {"Streaming sensor rate : ", rate, true},
     {"sending on normal config request and sample rate ", rate, true},
     {"Listening For Voice Call status indication", voice_calls},
@@ -62,12 +63,15 @@ Conduct conduct_of(const Run& run) {
   const auto tells = [&run](RunNote::Kind kind) { return std::ranges::find(run.notes, kind, &RunNote::kind); };
   conduct.connections = static_cast<std::size_t>(std::ranges::count_if(run.notes, is_connection));
   const RunNote* const reporting = connection_of_reports(run);
-  const auto given = tells(rate);
-  if (given != run.notes.end()) conduct.rate = given->number;
+  const RunNote* const configuration = configuration_after(run, reporting);
+  if (configuration != nullptr && configuration->kind == rate) conduct.rate = configuration->number;
   const bool is_polled = tells(query_mode) != run.notes.end();
-  // At a rate of 0, a streaming sensor tells of each change.
-  conduct.streams =
-      reporting != nullptr && reporting->kind != on_change && (is_polled || conduct.rate.value_or(1) != 0);
+  if (configuration != nullptr) {
+    // At a rate of 0, a streaming sensor tells of each change.
+    conduct.streams = configuration->kind == rate && (is_polled || configuration->number != 0);
+  } else {
+    conduct.streams = reporting != nullptr && reporting->kind != on_change;
+  }
   conduct.has_asked_for_calls =
       tells(voice_calls) != run.notes.end() || std::ranges::any_of(run.notes, [](const RunNote& note) {
         return note.kind == operation && note.number == calls_operation;
@@ -76,6 +80,15 @@ Conduct conduct_of(const Run& run) {
   conduct.has_asked_for_location = tells(cell_location) != run.notes.end();
   conduct.has_set_thresholds = tells(thresholds) != run.notes.end();
   return conduct;
+}
+
+const RunNote* configuration_after(const Run& run, const RunNote* connection) {
+  if (connection == nullptr) return nullptr;
+  for (const RunNote* note = connection + 1; note != run.notes.data() + run.notes.size(); ++note) {
+    if (note->kind == changes || note->kind == rate) return note;
+    if (is_connection(*note)) break;
+  }
+  return nullptr;
 }
 
 const RunNote* connection_of_reports(const Run& run) {

@@ -31,4 +31,7 @@ Conduct conduct_of(const Run& run);
 /// since others may have refused; null if there is none.
 const RunNote* connection_of_reports(const Run& run);
 
+/// How the sensor of that connection, a note of the run or null, is configured; null if the run does not say.
+const RunNote* configuration_after(const Run& run, const RunNote* connection);
+
 }  // namespace kelvane_hub

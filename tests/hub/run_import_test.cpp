@@ -97,11 +97,14 @@ TEST(RunImport, MakesStepsOfWhatAHubReportsOfItself) {
       "connecting to on-change sensor\n" + report(0, 7, 1) + "Query Cell-location info\n" + location(0, made(0, 7, 9)) +
           location(3, made(0, 7, 9)) + "Enter sub id for this request (0 or 1)\n" + rail(0, "error info: 0\n"),
       // A streaming sensor: what it repeats is its own doing. One that refuses.
-      "Streaming sensor rate : 2\nInput given 2\n" + report(0, 7, 0) + report(0, 7, 0) + report(0, 8, 0) +
+      "Input given 2\nStreaming sensor rate : 2\n" + report(0, 7, 0) + report(0, 7, 0) + report(0, 8, 0) +
           report(0, 9, 0),
       "connecting to streaming sensor\nsending on normal config request and sample rate 5\n"
       "event_cb:645, Received error event 7\nconnecting to on-change sensor\n" +
           report(0, 7, 0) + "Query Cell-location info\nevent_cb:645, Received error event 1\n",
+      // One that is not of the kind that its name says: it streams.
+      "connecting to on-change sensor\nsending on normal config request and sample rate 5\n" + report(0, 7, 0) +
+          report(0, 7, 0),
       // Set back; too long; no cells at all; none that is whole.
       "Log Time: 9" + calls + "Log Time: 7" + calls,
       report(0, 7, 1) + "Log Time: 99999999" + calls,

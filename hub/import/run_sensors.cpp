@@ -1,4 +1,4 @@
-#include "hub/import/run_refusals.h"
+#include "hub/import/run_sensors.h"
 
 #include <algorithm>
 #include <set>
@@ -54,6 +54,15 @@ const Request* request_of(const RunNote& note) {
   return found == std::end(requests) ? nullptr : found;
 }
 
+constexpr std::string_view on_change_sensor = "wwan";
+constexpr std::string_view streaming_sensor = "wwan_stream";
+
+/// The sensor that is connected from that note on; `before` if it is not about that.
+std::string_view connected_by(const RunNote& note, std::string_view before) {
+  if (note.kind == on_change) return on_change_sensor;
+  return note.kind == streaming || note.kind == query_mode ? streaming_sensor : before;
+}
+
 bool has_report_between(const Run& run, std::size_t from, std::size_t to) {
   const auto next = std::ranges::lower_bound(run.events, from, {}, &RunEvent::line);
   return next != run.events.end() && next->line < to;
@@ -61,9 +70,21 @@ bool has_report_between(const Run& run, std::size_t from, std::size_t to) {
 
 }  // namespace
 
+std::map<std::string_view, std::int64_t> stream_types_in(const Run& run) {
+  std::map<std::string_view, std::int64_t> types;
+  for (const RunNote& note : run.notes) {
+    const std::string_view connected = connected_by(note, "");
+    const RunNote* const configuration = connected.empty() ? nullptr : configuration_after(run, &note);
+    if (configuration == nullptr) continue;
+    const bool streams = configuration->kind == rate;
+    if (streams != (connected == streaming_sensor)) types[connected] = streams ? 0 : 1;
+  }
+  return types;
+}
+
 std::vector<RunRefusal> refusals_in(const Run& run, Conduct& conduct) {
   std::vector<RunRefusal> refusals;
-  std::string_view connected = "wwan";
+  std::string_view connected = on_change_sensor;
   std::set<RunNote::Kind> answered;
   for (const Request& request : requests) {
     if (request.is_answered(run)) answered.insert(request.kind);
@@ -71,8 +92,7 @@ std::vector<RunRefusal> refusals_in(const Run& run, Conduct& conduct) {
   for (std::size_t i = 0; i + 1 < run.notes.size(); ++i) {
     const RunNote& asked = run.notes[i];
     const RunNote& told = run.notes[i + 1];
-    if (asked.kind == on_change) connected = "wwan";
-    if (asked.kind == streaming || asked.kind == query_mode) connected = "wwan_stream";
+    connected = connected_by(asked, connected);
     const Request* const request = request_of(asked);
     if (request == nullptr || told.kind != error || has_report_between(run, asked.line, told.line)) continue;
     if (answered.contains(request->kind)) continue;

@@ -1,8 +1,9 @@
-// Requests that the sensors of a run have refused.
+// What a run tells of its sensors.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string_view>
 #include <vector>
 
@@ -18,6 +19,9 @@ struct RunRefusal {
   std::int32_t error;
   std::size_t line;  // that tells of the error event
 };
+
+/// The sensors that a client configures otherwise than by their names, and how: the stream type, which makes it do so.
+std::map<std::string_view, std::int64_t> stream_types_in(const Run& run);
 
 /// The error events that come right after a request which nothing else answers in the whole run. Takes back in
 /// `conduct` what has been asked for in vain.

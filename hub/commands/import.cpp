@@ -61,7 +61,7 @@ import_profile profile_of(const ImportOptions& options) {
 
 using Made = std::pair<scenario, std::string>;  // and what is said of it
 
-Made import_run(const ImportOptions& options, const std::string& name, std::string text) {
+Made import_run(const ImportOptions& options, const std::string& name, const std::string& text) {
   const std::pair<bool, const char*> of_csv[] = {{options.profile.has_value(), "--profile"},
                                                  {!options.columns.empty(), "--column"},
                                                  {!options.modes.empty(), "--mode"},
@@ -74,10 +74,10 @@ Made import_run(const ImportOptions& options, const std::string& name, std::stri
   return {std::move(content), std::move(summary)};
 }
 
-Made import_drive(const ImportOptions& options, const std::string& name, std::string text) {
+Made import_drive(const ImportOptions& options, const std::string& name, const std::string& text) {
   const auto plmn = plmn_of(options);
   const import_profile profile = profile_of(options);
-  const Drive drive = read_drive(name, std::move(text), profile);
+  const Drive drive = read_drive(name, text, profile);
   return {to_scenario(drive, plmn), drive.summary.text()};
 }
 
@@ -85,7 +85,7 @@ Made import_drive(const ImportOptions& options, const std::string& name, std::st
 struct Source {
   std::string_view name;  // for --from
   bool (*is_one)(std::string_view text);
-  Made (*import)(const ImportOptions& options, const std::string& name, std::string text);
+  Made (*import)(const ImportOptions& options, const std::string& name, const std::string& text);
 };
 
 // Whatever is nothing else is taken for the last.
@@ -104,9 +104,9 @@ const Source& source_of(const ImportOptions& options, std::string_view text) {
 
 void import(const ImportOptions& options) {
   refuse_same_file(options.input, options.output, "the recording");
-  std::string text = read_input(options.input);
+  const std::string text = read_input(options.input);
   const Source& source = source_of(options, text);
-  const auto [content, said] = source.import(options, name_of_input(options.input), std::move(text));
+  const auto [content, said] = source.import(options, name_of_input(options.input), text);
   write_output(text_of(content), options.output);
   (void)std::fputs(said.c_str(), stderr);
 }

@@ -137,7 +137,19 @@ Seeds runs() {
       "Received serving neighboring cell info with status :0\nserving neighboring cell info. Number of cells: 0\n"
       "Payload size: 1\n== x\nListening For streaming sensor\nPayload size: 2\n10 0 \n"
       "Received serving neighboring cell info on Sub :0\nserving neighboring cell info. Number of cells: 1\n\n"
-      "=== Cell 1 === {Log Time: 21,Cell Type: 0,Timestamp: 4000000005,Timestamp Type: 0,Registered: 0}\nPayl"};
+      "=== Cell 1 === {Log Time: 21,Cell Type: 0,Timestamp: 4000000005,Timestamp Type: 0,Registered: 0}\nPayl",
+      // What an import makes something of: a sensor that refuses, the same cells twice, an answer, what has no report.
+      "Input given 3\nconnecting to streaming sensor\nsending on normal config request and sample rate 5\n"
+      "event_cb:645, Received error event 5\nconnecting to on-change sensor\nPayload size: 2\n16 0 \n"
+      "Received serving neighboring cell info on Sub :0\nserving neighboring cell info. Number of cells: 0\n"
+      "Payload size: 2\n16 0 \nReceived serving neighboring cell info on Sub :0\n"
+      "serving neighboring cell info. Number of cells: 0\nQuery Cell-location info\nPayload size: 6\n10 2 16 0 16 0 \n"
+      "Received serving neighboring cell info with status :0\nserving neighboring cell info. Number of cells: 1\n"
+      "Received serving neighboring cell info on Sub :0\nserving neighboring cell info. Number of cells: 0\n"
+      "register for rrc state indication \nLog Time: 9, Received rrc state info on Sub:0, \n{ LTE RRC STATE: 1 }\n\n"
+      "event_cb:756, Received unknown message ID 1286\nEnter sub id for this request (0 or 1)\n"
+      "Payload size: 9\nReceived HST info on Sub :1\nhst info-LTE 0\nhst info-NR5G 1\nPayload size: 2\nerror info: "
+      "0\n"};
 }
 
 /// A title above what the targets for runs and scenarios begin with.

@@ -53,6 +53,10 @@ std::string check_sub(const std::string& given) {
   return unless(number_of<std::uint32_t>(given).has_value(), "a subscription, 0 or more", given);
 }
 
+std::string check_source(const std::string& given) {
+  return unless(given == "csv" || given == "run", "csv or run", given);
+}
+
 std::string check_format(const std::string& given) {
   return unless(given == "json" || given == "csv", "json or csv", given);
 }

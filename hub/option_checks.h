@@ -24,6 +24,9 @@ std::string check_place(const std::string& given);
 /// The number of a subscription.
 std::string check_sub(const std::string& given);
 
+/// What a file to import is.
+std::string check_source(const std::string& given);
+
 /// The format of a report.
 std::string check_format(const std::string& given);
 std::string check_line_format(const std::string& given);

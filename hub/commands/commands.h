@@ -50,8 +50,10 @@ struct CheckOptions {
 };
 
 struct ImportOptions {
-  std::string csv;                     // "-": standard input
-  std::string output;                  // "-": standard output
+  std::string input;   // "-": standard input
+  std::string output;  // "-": standard output
+  std::string from{};  // csv or run; empty: as its content says
+  // Of csv only.
   std::optional<std::string> profile;  // a path with a slash, or the name of one that is installed
   // As the user wrote them.
   std::vector<std::string> columns;  // RSRP=rsrp_dbm

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 
 #include "hub/report/run.h"
 #include "hub/report/run_reader.h"
@@ -23,5 +24,8 @@ void believe_and_tell(Run& run, const std::string& file);
 
 /// Says that the report that begins in `line` is cut off.
 void tell_cut_off(const std::string& file, std::size_t line);
+/// The same of the run `text`, to be played again; `name` stands for it in messages. A broken report is an InputError,
+/// and lines that tell of events are not said to be skipped.
+Run load_whole_run(std::string_view text, const std::string& name);
 
 }  // namespace kelvane_hub

@@ -12,7 +12,6 @@ namespace kelvane_hub {
 namespace {
 
 constexpr std::string_view blanks = " \t\r\n";
-constexpr auto npos = std::string_view::npos;
 
 std::string_view without_blanks(std::string_view text) {
   text.remove_prefix(std::min(text.find_first_not_of(blanks), text.size()));
@@ -41,26 +40,11 @@ bool is_scenario(std::string_view text) {
   return has_value && scenario::descriptor()->FindFieldByName(std::string(rest.substr(0, end))) != nullptr;
 }
 
-/// Whether a number stands anywhere behind `label`.
-bool has_value(std::string_view text, std::string_view label) {
-  for (auto at = text.find(label); at != npos; at = text.find(label, at + 1)) {
-    const auto after = text.substr(at + label.size(), 1);
-    if (!after.empty() && after[0] >= '0' && after[0] <= '9') return true;
-  }
-  return false;
-}
-
-bool is_run(std::string_view text) {
-  if (without_blanks(text).empty() || has_value(text, "Payload size: ") || has_value(text, "Log Time: ")) return true;
-  while (!text.empty()) {
-    if (is_progress(take_line(text))) return true;
-  }
-  return false;
-}
+bool is_run(std::string_view text) { return without_blanks(text).empty() || tells_of_run(text); }
 
 bool is_drive(std::string_view text) {
   std::string_view rest = without_blanks(text);
-  return take_line(rest).find_first_of(",;\t") != npos;
+  return take_line(rest).find_first_of(",;\t") != std::string_view::npos;
 }
 
 struct Kind {

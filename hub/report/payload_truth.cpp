@@ -89,4 +89,6 @@ Oddity believe_payloads(Run& run) {
   return others;
 }
 
+bool has_its_bytes(const RunEvent& event) { return event.message->SerializeAsString() == event.payload; }
+
 }  // namespace kelvane_hub

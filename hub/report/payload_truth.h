@@ -10,4 +10,7 @@ namespace kelvane_hub {
 /// are of other definitions than ours or broken, the message stays as it is printed. Returns those.
 Oddity believe_payloads(Run& run);
 
+/// Whether the message of `event` is written as the very bytes of its payload. It has some.
+bool has_its_bytes(const RunEvent& event);
+
 }  // namespace kelvane_hub

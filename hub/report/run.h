@@ -41,10 +41,39 @@ struct Oddity {
   void add(std::size_t at, const std::string& what) {
     if (count++ == 0) line = at, first = what;
   }
+  /// Both of them as one.
+  Oddity operator+(const Oddity& other) const {
+    const Oddity& earlier = count == 0 || (other.count != 0 && other.line < line) ? other : *this;
+    return {count + other.count, earlier.line, earlier.first};
+  }
+};
+
+/// What a line that is no report's tells: what the client has asked for, or an event that it has only a diagnostic for.
+struct RunNote {
+  enum class Kind : std::uint8_t {
+    operation,  // of automation mode
+    on_change,  // it connects to that sensor
+    streaming,
+    query_mode,
+    reconnection,
+    changes,      // it wants to hear of each change
+    rate,         // it wants so many reports a second
+    voice_calls,  // it registers for them
+    rrc_states,
+    cell_location,  // it asks for it
+    thresholds,     // it sets them
+    error,          // an error event has come
+    unknown_id,     // or one of an id that the client does not know
+  };
+
+  std::size_t line;
+  Kind kind;
+  std::int32_t number = 0;  // of the operation, the rate, the error, the id
 };
 
 struct Run {
   std::vector<RunEvent> events;
+  std::vector<RunNote> notes;
   /// The line at which a report begins that the file does not have to its end, as happens when a run is stopped or the
   /// file is pulled meanwhile; 0: there is none. It is not among the events.
   std::size_t cut_off = 0;
@@ -53,9 +82,10 @@ struct Run {
   /// The lines that say that the main thread listens, which it does every three seconds.
   std::vector<std::size_t> listening;
 
-  Oddity strays;  // lines that are no part of a report
-  Oddity broken;  // reports that are not as they are printed; they are not among the events
-  Oddity glued;   // reports that begin behind other text on their line
+  Oddity strays;     // lines that are no part of a report
+  Oddity diagnosed;  // those of them that tell of an event, and are among the notes; they are not among the strays
+  Oddity broken;     // reports that are not as they are printed; they are not among the events
+  Oddity glued;      // reports that begin behind other text on their line
 };
 
 }  // namespace kelvane_hub

@@ -4,6 +4,7 @@
 #include <span>
 
 #include "hub/base/concat.h"
+#include "hub/report/run_notes.h"
 
 namespace kelvane_hub {
 namespace {
@@ -26,6 +27,8 @@ bool is_one_of(std::span<const Progress> lines, std::string_view line) {
     return known.has_number ? line.starts_with(known.text) : line == known.text;
   });
 }
+
+bool is_progress(std::string_view line) { return is_one_of(listening, line) || is_one_of(others, line); }
 
 /// Whether the end of the file may have cut `line` to what it is.
 bool begins_one_of(std::span<const Progress> lines, std::string_view line) {
@@ -76,7 +79,14 @@ bool begins_report(std::string_view line) {
   return std::ranges::any_of(beginnings, [line](std::string_view text) { return line.starts_with(text); });
 }
 
-bool is_progress(std::string_view line) { return is_one_of(listening, line) || is_one_of(others, line); }
+bool tells_of_run(std::string_view text) {
+  while (!text.empty()) {
+    const auto line = text.substr(0, text.find_first_of("\r\n"));
+    text.remove_prefix(std::min(text.size(), line.size() + 1));
+    if (find_report(line) != std::string_view::npos || note_in(line) || is_progress(line)) return true;
+  }
+  return false;
+}
 
 bool RunLines::at_end() {
   (void)settle();
@@ -156,18 +166,32 @@ bool RunLines::settle() {
 bool RunLines::pass(std::string_view line) {
   if (is_one_of(listening, line)) {
     run_.listening.push_back(number_);
+    (void)note(line);
     return true;
   }
-  if (is_one_of(others, line)) return true;
+  if (is_one_of(others, line)) {
+    (void)note(line);
+    return true;
+  }
   if (!tolerant_ || line.empty() || is_like_report(line)) return false;
   const auto report = find_report(line);
   if (report == std::string_view::npos) {
-    run_.strays.add(number_, quoted(line));
+    (note(line) ? run_.diagnosed : run_.strays).add(number_, quoted(line));
     return true;
   }
   run_.glued.add(number_, quoted(line.substr(0, report)));
   rest_.remove_prefix(report);
   return false;
+}
+
+/// Keeps what `line`, the next one, tells. Returns whether that is an event.
+bool RunLines::note(std::string_view line) {
+  auto told = note_in(line);
+  if (!told) return false;
+  told->line = number_;
+  // After an error, lines come once more.
+  if (run_.notes.empty() || run_.notes.back().line < number_) run_.notes.push_back(*told);
+  return is_event(*told);
 }
 
 void RunLines::drop() {

@@ -46,6 +46,7 @@ class RunLines {
   std::string_view line() const;
   bool settle();
   bool pass(std::string_view line);
+  bool note(std::string_view line);
   void drop();
 
   std::string_view rest_;
@@ -61,7 +62,7 @@ class RunLines {
 /// Whether a report may begin with this line.
 bool begins_report(std::string_view line);
 
-/// Whether it is a line of a run's main thread.
-bool is_progress(std::string_view line);
+/// Whether a line of `text` is one that cellscope has printed, by which its runs are told from other files.
+bool tells_of_run(std::string_view text);
 
 }  // namespace kelvane_hub

@@ -246,9 +246,10 @@ void read_tolerantly(RunLines& lines, Run& run) {
 void check_for_reports(const Run& run, const std::string& name) {
   if (!run.events.empty()) return;
   if (run.broken.count != 0) throw InputError(run.broken.first);
-  if (run.strays.count == 0) return;
-  throw InputError(name + ":" + std::to_string(run.strays.line) + ": expected " + beginning_of_report + ", found " +
-                   run.strays.first);
+  const Oddity others = run.strays + run.diagnosed;
+  if (others.count == 0) return;
+  throw InputError(name + ":" + std::to_string(others.line) + ": expected " + beginning_of_report + ", found " +
+                   others.first);
 }
 
 }  // namespace

@@ -352,6 +352,7 @@ class HubTest(EndToEndTest):
             "late.textproto": "steps { at: 2 cells {} }\n  steps { at: 1 cells {} }\n",
             "drive.csv": "Timestamp,NetworkMode\n1,LTE\n",
             "bad.csv": "RSRP,Timestamp\n",
+            "run.txt": "Payload size: 2\n16 0 \nbroken: 7\nPayload size: 0\nerror info: 0\n",
         }
         for name, text in files.items():
             pathlib.Path(name).write_text(text)
@@ -367,6 +368,15 @@ class HubTest(EndToEndTest):
             ("import drive.csv -o out --column RSRP=power", 1, "",
              "drive.csv:1: expected a column power, found 'Timestamp,NetworkMode'\n"),
             ("import bad.csv -o bad.csv", 1, "", "bad.csv: expected another file than the recording, found the same\n"),
+            ("import run.txt -o out", 1, "", "run.txt:4: expected 'Received serving neighboring cell info o...', found "
+             "'Payload size: 0'\n"),
+            ("import run.txt -o out --plmn 272-01", 2, "",
+             "kelvane-hub import: --plmn: expected a recording in CSV, found a run\n"),
+            ("import run.txt -o out --from csv", 1, "",
+             "run.txt:1: expected a column Timestamp, found 'Payload size: 2'\n"),
+            ("import drive.csv -o out --from run", 1, "", "drive.csv:1: expected the beginning of a report (Payload size: … "
+             "or Log Time: …), found 'Timestamp,NetworkMode'\n"),
+            ("import drive.csv -o out --from x", 2, "", "kelvane-hub import: --from: expected csv or run, found 'x'\n"),
             ("import bad.csv", 2, "", "kelvane-hub import: expected --output FILE.textproto, found none\n"),
             ("check a b", 2, "", "kelvane-hub check: expected nothing more, found 'b'\n"),
             ("report x --fromat csv", 2, "", "kelvane-hub report: expected --help, --format, --output, --strict or --follow, found "

@@ -346,7 +346,7 @@ TEST_F(ImportCommand, ReadsStandardInputAndWritesStandardOutput) {
   testing::internal::CaptureStdout();
   testing::internal::CaptureStderr();
   import(
-      {.csv = "-", .output = "-", .profile = profile, .columns = {"RSRP=speed"}, .modes = {"NR_SA=GSM"}, .plmn = {}});
+      {.input = "-", .output = "-", .profile = profile, .columns = {"RSRP=speed"}, .modes = {"NR_SA=GSM"}, .plmn = {}});
   EXPECT_EQ(
       testing::internal::GetCapturedStdout(),
       "description: \"standard input: 1 row in 0 s\"\nsteps { at: 0 cells { cells { timestamp: 0 timestamp_type: 1 "
@@ -355,7 +355,7 @@ TEST_F(ImportCommand, ReadsStandardInputAndWritesStandardOutput) {
             "standard input: 1 row in 0 s: 1 GSM\n"
             "standard input: no column RSRQ, SNR, CQI, RSSI, hex, RAWCELLID, NRxRSRP, NRxRSRQ\n");
   EXPECT_EQ(
-      error_of([&] { import({.csv = "-", .output = drive, .profile = {}, .columns = {}, .modes = {}, .plmn = {}}); }),
+      error_of([&] { import({.input = "-", .output = drive, .profile = {}, .columns = {}, .modes = {}, .plmn = {}}); }),
       drive + ": expected another file than the recording, found the same");
   dup2(input, STDIN_FILENO);
   close(input);

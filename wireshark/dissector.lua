@@ -14,6 +14,16 @@ local answers = {
   get_cell_location_info = { get_cell_location_info_response = true },
 }
 
+local function expect_known(names, kinds)
+  for name in pairs(names) do
+    local is_known = false
+    for _, kind in pairs(kinds) do is_known = is_known or kind.name == name end
+    assert(is_known, "kelvane.lua: expected the name of a message, found " .. name)
+  end
+end
+expect_known(answers, requests)
+for _, names in pairs(answers) do expect_known(names, events) end
+
 local kelvane = Proto("kelvane", "Sensor hub")
 
 -- ---- fields ----

@@ -11,6 +11,9 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <string>
+#include <string_view>
+#include <utility>
 
 #include "hub/base/concat.h"
 #include "hub/base/files.h"
@@ -45,7 +48,7 @@ UniqueFd hold_sigint() {
 /// A file that may be written to, shortened or replaced meanwhile; or a pipe.
 class GrowingFile {
  public:
-  explicit GrowingFile(const std::string& input) : input_(input) {
+  explicit GrowingFile(std::string input) : input_(std::move(input)) {
     if (!open()) fail_to_read(input_);
   }
 

@@ -234,7 +234,8 @@ Track track_of(const PackedScenario& played) {
     note(builder, step);
   }
   const scenario& head = played.head();
-  const double end = head.has_repeat_after() ? head.repeat_after() : end_of_last_state(played.last_time());
+  const double once = head.has_duration() ? head.duration() : end_of_last_state(played.last_time());
+  const double end = head.has_repeat_after() ? head.repeat_after() : once;
   return builder.finish("scenario time", end);
 }
 

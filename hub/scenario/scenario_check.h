@@ -44,6 +44,9 @@ class ScenarioCheck {
   /// Then the rest, with the time of the last step that is played.
   void check_head(const scenario& head, const HeadPlaces& places, double last_time);
 
+  /// Whether nothing was found so far.
+  bool empty() const { return findings_.empty(); }
+
   /// Adds what was found. `all_known`: an unknown field may have been meant to be what happens in a step
   /// or is asked in a request.
   void tell(Mistakes& mistakes, bool all_known) const;

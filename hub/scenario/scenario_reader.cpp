@@ -142,8 +142,11 @@ class Reader {
     if (!well_formed_) return;
     check_.check_part(head, places_, read_.last_time());
     read_.set_head(std::move(head));
-    if (read_.head().has_start() || read_.head().has_duration()) read_ = part_of(read_);
-    check_.check_head(read_.head(), places_, read_.last_time());
+    const bool is_part = read_.head().has_start() || read_.head().has_duration();
+    // Of steps in which nothing happens no part can be made, and what is wrong with them is told first.
+    const bool can_cut = mistakes_.empty() && check_.empty();
+    if (is_part && can_cut) read_ = part_of(read_);
+    check_.check_head(read_.head(), places_, is_part && !can_cut ? 0 : read_.last_time());
   }
 
   Mistakes mistakes_;

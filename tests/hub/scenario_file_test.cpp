@@ -92,6 +92,7 @@ TEST(ScenarioFile, MistakesAreNamedWithTheirPlace) {
       "repeat: 0",
       "steps { at: 2 error {} }\nstart: 3 duration: -1",
       "steps { at: 2 error {} }\nduration: 4 repeat_after: 3",
+      "steps { at: 1 } steps { at: 2 error {} }\nstart: 2",
   };
   std::string mistakes;
   for (const auto& text : texts) mistakes += text + "\n  " + error_of(text) + "\n";

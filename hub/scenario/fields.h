@@ -3,7 +3,6 @@
 
 #include <google/protobuf/message.h>
 
-#include <compare>
 #include <optional>
 #include <string>
 #include <utility>
@@ -42,7 +41,8 @@ class NumberField {
   /// "a number from 0 to 4294967295".
   std::string what_it_takes() const;
 
-  auto operator<=>(const NumberField&) const = default;
+  /// Some order, for those who keep them.
+  bool operator<(const NumberField& other) const { return way_ < other.way_; }
 
  private:
   explicit NumberField(std::vector<const google::protobuf::FieldDescriptor*> way) : way_(std::move(way)) {}

@@ -96,7 +96,13 @@ Seeds library_wires() {
 /// The built-in scenario whole and, smaller and quicker, each of its steps alone.
 Seeds scenarios() {
   const PackedScenario built_in = built_in_scenario();
-  Seeds seeds{built_in_scenario_text, "steps { at: 1.5 raw { msg_id: 9 payload: '\\377' } } repeat_after: 1.6"};
+  Seeds seeds{
+      built_in_scenario_text, "steps { at: 1.5 raw { msg_id: 9 payload: '\\377' } } repeat_after: 1.6",
+      "start: 1 duration: 9 repeat_after: 9 repeat: 2 seed: 5 fill_timestamps: false\n"
+      "steps { at: 0 cells { cells { registered: true lte { signal_strength { rsrp: -9 } } } cells { nr {} } } }\n"
+      "steps { at: 1 ramp { cell: 1 field: 'nr.cell_identity.ci' from: 7 to: 1e19 over: 5 } }\n"
+      "steps { at: 1 vary { field: 'rsrp' by: 3 over: 5 every: 0.5 } }\n"
+      "steps { at: 3 change { all_cells: true set { cell_type: 6 nr {} } clear: 'registered' } }\n"};
   for (std::size_t i = 0; i < built_in.steps_size(); ++i) {
     scenario alone;
     *alone.add_steps() = built_in.step(i);

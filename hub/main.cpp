@@ -29,7 +29,8 @@ namespace kelvane_hub {
 namespace {
 
 CLI::Option* add_seed(CLI::App& command, std::optional<std::uint64_t>& seed) {
-  return command.add_option("--seed", seed, "Draw the scenario's faults with the seed N (default: the scenario's)")
+  return command
+      .add_option("--seed", seed, "Draw all chance in the scenario with the seed N (default: the scenario's)")
       ->type_name("N")
       ->check(check_seed);
 }
@@ -127,7 +128,7 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
   auto* speed =
       command->add_option("--speed", "Play it N times as fast, 0.01 to 10000, or as fast as can be (default: 1)");
   speed->type_name("N|max")->check(check_run_speed);
-  command->add_option("--times", options.times, "Play a scenario that begins anew N times (default: 1)")
+  command->add_option("--times", options.times, "Play a scenario that begins anew N times (default: as it says, or 1)")
       ->type_name("N")
       ->check(check_times);
   add_seed(*command, options.seed);

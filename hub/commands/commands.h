@@ -17,7 +17,7 @@ struct ServeOptions {
   std::string scenario;  // empty: the built-in one
   double speed = 1;      // 0.01 to 10000
   bool explain = false;
-  std::optional<std::uint64_t> seed;  // of faults; absent: the scenario's
+  std::optional<std::uint64_t> seed;  // of all chance; absent: the scenario's
   bool restarts = false;              // the scenario, for each first client
   bool exits_at_end = false;          // of the scenario
   std::string capture;                // a file, or empty
@@ -31,9 +31,9 @@ struct ControlOptions {
 
 struct RunOptions {
   std::string scenario;
-  double speed = 1;  // 0.01 to 10000, or Pace::at_once
-  std::int64_t times = 1;
-  std::optional<std::uint64_t> seed;  // of faults; absent: the scenario's
+  double speed = 1;                   // 0.01 to 10000, or Pace::at_once
+  std::optional<std::int64_t> times;  // absent: as the scenario says, or once
+  std::optional<std::uint64_t> seed;  // of all chance; absent: the scenario's
   std::optional<double> timeout;      // seconds
   bool tap = false;
   std::string junit;    // a file, "-": standard output, or empty: none

@@ -207,9 +207,9 @@ class TestRun final : public Party {
 };
 
 PackedScenario load(const RunOptions& options) {
-  PackedScenario loaded = load_scenario(options.scenario);
+  PackedScenario loaded = load_scenario(options.scenario, options.seed);
   if (options.speed != Pace::at_once) check_pace(loaded, options.speed);
-  if (options.times > 1 && !loaded.head().has_repeat_after()) {
+  if (options.times.value_or(1) > 1 && !loaded.head().has_repeat_after()) {
     throw InputError(concat("--times: expected a scenario that begins anew (repeat_after), found ", options.scenario));
   }
   return loaded;
@@ -258,7 +258,8 @@ Points perform(const RunOptions& options, PackedScenario scenario) {
     if (progress) progress->wipe();
     if (!point.unmet.empty()) voice.say(About::scenario, concat("not met: ", point.name, ": ", point.unmet));
   };
-  Performance& performance = server.play(std::move(scenario), {options.speed, options.times}, note, options.seed);
+  const Pace pace{options.speed, options.times.value_or(std::max(scenario.head().repeat(), 1U))};
+  Performance& performance = server.play(std::move(scenario), pace, note, options.seed);
   server.add(progress.emplace(performance, options.is_quiet || options.explain));
   (void)setenv("KELVANE_HUB_SOCKET", socket.c_str(), 1);
   Program program(options.program);

@@ -28,7 +28,8 @@ namespace kelvane_hub {
 namespace {
 
 PackedScenario load(const ServeOptions& options) {
-  PackedScenario loaded = options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario);
+  PackedScenario loaded =
+      options.scenario.empty() ? built_in_scenario() : load_scenario(options.scenario, options.seed);
   check_pace(loaded, options.speed);
   return loaded;
 }
@@ -139,7 +140,7 @@ void capture(Server& server, const ServeOptions& options, Voice& voice) {
 
 void serve_shared(const ServeOptions& options) {
   PackedScenario played = load(options);
-  if (options.exits_at_end && played.head().has_repeat_after()) {
+  if (options.exits_at_end && played.head().has_repeat_after() && !played.head().has_repeat()) {
     throw InputError("--exit-at-end: expected a scenario that ends, found one that begins anew (repeat_after)");
   }
   const UniqueFd signals = take_over_signals();

@@ -28,6 +28,10 @@ using Verdict = mox_wwan_signal_strength_config_status;
 // What stands around a payload takes less.
 constexpr std::size_t most_bytes = max_payload - 2048;
 
+bool has_bare_cells(const scenario_step& step) {
+  return std::ranges::any_of(step.cells().cells(), [](const auto& cell) { return !cell.has_timestamp(); });
+}
+
 /// What `event` says in as many bytes as its payload has. Bytes that end nowhere are read by no client.
 std::string in_size(const RunEvent& event, const google::protobuf::Message& message) {
   std::string bytes = message.SerializeAsString();
@@ -133,7 +137,7 @@ ImportedRun RunImport::make() {
   add_sensors();
   add_remarks();
   scenario_.set_description(summary_.origin());
-  // Cells without a timestamp stay without: what tells a hub not to fill them in stands here.
+  if (std::ranges::any_of(scenario_.steps(), has_bare_cells)) scenario_.set_fill_timestamps(false);
   return {std::move(scenario_), summary_.text()};
 }
 

@@ -160,7 +160,8 @@ Track track_of(const Run& run) {
 }
 
 Track track_of(const PackedScenario& played) {
-  const double end = played.head().has_repeat_after() ? end_of(played) : end_of_last_state(end_of(played));
+  const bool goes_on = !played.head().has_repeat_after() && !played.head().has_duration();
+  const double end = goes_on ? end_of_last_state(end_of(played)) : end_of(played);
   return track_of("scenario time", end, [&](const Observer& observer) { observe(played, observer); });
 }
 

@@ -6,6 +6,13 @@
 
 namespace kelvane_hub {
 
+PackedScenario PackedScenario::without_steps() const {
+  PackedScenario empty;
+  empty.head_ = head_;
+  empty.shorthand_ = shorthand_;
+  return empty;
+}
+
 void PackedScenario::add_step(const scenario_step& step) {
   step.AppendToString(&bytes_);
   steps_.push_back({step.at(), bytes_.size()});

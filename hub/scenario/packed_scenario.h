@@ -23,6 +23,9 @@ class PackedScenario {
   const scenario& head() const { return head_; }
   void set_head(scenario head) { head_ = std::move(head); }
 
+  /// The same scenario without any steps.
+  PackedScenario without_steps() const;
+
   /// Behind the steps that are there.
   void add_step(const scenario_step& step);
 
@@ -46,6 +49,10 @@ class PackedScenario {
   /// How many steps there are of each kind that there is, by its name.
   std::map<std::string, std::size_t> kinds() const;
 
+  /// Counts what stands in the file for steps that it was expanded to, by its name.
+  void note_shorthand(const std::string& kind) { ++shorthand_[kind]; }
+  const std::map<std::string, std::size_t>& shorthand() const { return shorthand_; }
+
   /// The subscriptions that it speaks of; 0 if it speaks of none.
   std::set<std::uint32_t> subscriptions() const;
 
@@ -60,6 +67,7 @@ class PackedScenario {
   std::vector<Step> steps_;
   std::map<int, std::size_t> kinds_;  // by field number
   std::set<std::uint32_t> subscriptions_;
+  std::map<std::string, std::size_t> shorthand_;
 };
 
 }  // namespace kelvane_hub

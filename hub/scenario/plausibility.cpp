@@ -1,8 +1,5 @@
 #include "hub/scenario/plausibility.h"
 
-#include <string>
-#include <vector>
-
 #include "hub/base/concat.h"
 #include "hub/messages/measurements.h"
 #include "hub/messages/technologies.h"
@@ -28,7 +25,13 @@ std::string odd_technology(const Cell& cell) {
                 parts->name, ": clients print 0 in their place");
 }
 
-/// What is odd about the cell: its technology, then values that no receiver measures.
+/// Where each cell of a step with cells stands.
+std::vector<TextMessage> cells_in(const TextPart& step) {
+  return messages_in(messages_in(step, "cells").front().body, "cells");
+}
+
+}  // namespace
+
 std::vector<std::string> oddities_of(const Cell& cell) {
   std::vector<std::string> odd;
   if (const auto technology = odd_technology(cell); !technology.empty()) odd.push_back(technology);
@@ -41,13 +44,6 @@ std::vector<std::string> oddities_of(const Cell& cell) {
   }
   return odd;
 }
-
-/// Where each cell of a step with cells stands.
-std::vector<TextMessage> cells_in(const TextPart& step) {
-  return messages_in(messages_in(step, "cells").front().body, "cells");
-}
-
-}  // namespace
 
 void check_plausibility(const scenario_step& step, const TextPart& body, Mistakes& warnings) {
   std::vector<TextMessage> places;

@@ -6,7 +6,7 @@
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/scenario/seconds.h"
-#include "hub/wire/frame.h"
+#include "hub/scenario/step.h"
 #include "kelvane_api.pb.h"
 
 namespace kelvane_hub {
@@ -14,9 +14,6 @@ namespace {
 
 // Keeps scenario time in nanoseconds, slowed down by the slowest speed, well inside 64 bits.
 constexpr double longest = 1e7;
-
-// Leaves room for the envelope around it.
-constexpr std::size_t most_bytes = max_payload - 1024;
 
 std::size_t size_of_answer(const scenario_sensor& sensor) {
   sns_std_attr_event answer;
@@ -32,21 +29,42 @@ void ScenarioCheck::check_step(const scenario_step& step, const TextPlace& place
     findings_.push_back(
         {place, "expected something that happens (cells, voice_calls, …), found a step with a time only", true});
   }
+  if (is_shorthand(step)) {
+    complain(place,
+             concat("expected what happens at once, found ", kind_of(step), ", which is for scenario files only"));
+  }
   if (step.has_raw() && !step.raw().has_msg_id()) complain(place, "expected a msg_id, found a raw event without one");
   if (step.has_raw()) raw_events_.insert(step.raw().msg_id());
   if (step.has_expect()) check_expectation(step.expect(), place);
   if (step.has_wait_for()) check_barrier(step.wait_for(), place);
-  if (const std::size_t size = step.ByteSizeLong(); size > most_bytes) {
-    complain(place, concat("expected at most ", most_bytes, " bytes, found a step of ", size));
+  if (const std::size_t size = step.ByteSizeLong(); size > most_step_bytes) {
+    complain(place, concat("expected at most ", most_step_bytes, " bytes, found a step of ", size));
   }
 }
 
-void ScenarioCheck::check_head(const scenario& head, const HeadPlaces& places) {
+void ScenarioCheck::check_part(const scenario& head, const HeadPlaces& places, double last_time) {
+  const double start = head.start();
+  const double duration = head.duration();
+  if (head.has_start() && !(start >= 0 && start <= last_time)) {
+    complain(places.start, concat("expected 0 seconds to the last step's ", shown_seconds(last_time),
+                                  " (start), found ", shown_seconds(start)));
+  }
+  if (!head.has_duration()) return;
+  if (!(duration > 0 && duration <= longest)) {
+    complain(places.duration,
+             "expected more than 0 and at most 10000000 seconds (duration), found " + shown_seconds(duration));
+  } else if (head.has_repeat_after() && duration > head.repeat_after()) {
+    complain(places.duration, concat("expected at most repeat_after's ", shown_seconds(head.repeat_after()),
+                                     " seconds (repeat says how often), found ", shown_seconds(duration)));
+  }
+}
+
+void ScenarioCheck::check_head(const scenario& head, const HeadPlaces& places, double last_time) {
   for (std::size_t i = 0; i < places.sensors.size(); ++i) {
     check_sensor(head.sensors(static_cast<int>(i)), i, places.sensors[i]);
   }
   check_asked(head);
-  if (head.has_repeat_after()) check_repeat(head.repeat_after(), places.repeat_after);
+  check_repeat(head, places, last_time);
   if (head.has_repeat_after() && expects_) {
     complain(places.repeat_after,
              "expected a scenario that happens once, since it expects something, found repeat_after");
@@ -129,8 +147,8 @@ void ScenarioCheck::check_sensor(const scenario_sensor& sensor, std::size_t inde
   if (!std::ranges::all_of(sensor.refusals(), &scenario_refusal::has_msg_id)) {
     complain(place, "expected a msg_id in each refusal, found a refusal without one");
   }
-  if (const std::size_t size = size_of_answer(sensor); size > most_bytes) {
-    complain(place, concat("expected at most ", most_bytes, " bytes, found attributes of ", size));
+  if (const std::size_t size = size_of_answer(sensor); size > most_step_bytes) {
+    complain(place, concat("expected at most ", most_step_bytes, " bytes, found attributes of ", size));
   }
   if (!sensor.has_suid()) return complain(place, "expected a suid, found a sensor without one");
   const std::pair key(sensor.suid().suid_low(), sensor.suid().suid_high());
@@ -154,11 +172,16 @@ void ScenarioCheck::check_faults(const scenario& head, const std::vector<TextPla
   }
 }
 
-void ScenarioCheck::check_repeat(double after, const TextPlace& place) {
+void ScenarioCheck::check_repeat(const scenario& head, const HeadPlaces& places, double last_time) {
   constexpr double shortest = 0.001;
-  if (after >= shortest && after <= longest && after > last_time_) return;
-  complain(place, "expected 0.001 to 10000000 seconds and more than the last step's " + shown_seconds(last_time_) +
-                      ", found " + shown_seconds(after));
+  if (head.has_repeat() && head.repeat() == 0) complain(places.repeat, "expected 1 or more (repeat), found 0");
+  if (head.repeat() > 0 && !head.has_repeat_after()) {
+    complain(places.repeat, "expected repeat_after beside repeat, found none");
+  }
+  const double after = head.repeat_after();
+  if (!head.has_repeat_after() || (after >= shortest && after <= longest && after > last_time)) return;
+  complain(places.repeat_after, "expected 0.001 to 10000000 seconds and more than the last step's " +
+                                    shown_seconds(last_time) + ", found " + shown_seconds(after));
 }
 
 void check_pace(const PackedScenario& played, double speed) {

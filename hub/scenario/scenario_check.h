@@ -11,25 +11,41 @@
 #include "hub/scenario/fault_check.h"
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/packed_scenario.h"
+#include "hub/wire/frame.h"
 #include "scenario.pb.h"
 
 namespace kelvane_hub {
+
+/// Leaves room for the envelope around it.
+inline constexpr std::size_t most_step_bytes = max_payload - 1024;
 
 /// Where the parts of a scenario without steps stand.
 struct HeadPlaces {
   std::vector<TextPlace> sensors;
   TextPlace repeat_after;
   std::vector<TextPlace> faults{};
+  TextPlace repeat{};
+  TextPlace start{};
+  TextPlace duration{};
 };
 
 /// Checks a scenario step by step, then the rest of it.
 class ScenarioCheck {
  public:
-  /// The next one in order.
+  /// The next one in order, a plain one.
   void check_step(const scenario_step& step, const TextPlace& place);
 
-  /// After the steps.
-  void check_head(const scenario& head, const HeadPlaces& places);
+  /// The same for one that is shorthand; Expansion checks the rest of it.
+  void check_shorthand(const scenario_step& step, const TextPlace& place) { check_time(step, place); }
+
+  /// After the steps, the last of which is at `last_time`: whether a part of it can be played.
+  void check_part(const scenario& head, const HeadPlaces& places, double last_time);
+
+  /// Then the rest, with the time of the last step that is played.
+  void check_head(const scenario& head, const HeadPlaces& places, double last_time);
+
+  /// Whether nothing was found so far.
+  bool empty() const { return findings_.empty(); }
 
   /// Adds what was found. `all_known`: an unknown field may have been meant to be what happens in a step
   /// or is asked in a request.
@@ -51,7 +67,7 @@ class ScenarioCheck {
   void check_barrier(const scenario_barrier& barrier, const TextPlace& place);
   void check_sensor(const scenario_sensor& sensor, std::size_t index, const TextPlace& place);
   void check_faults(const scenario& head, const std::vector<TextPlace>& places);
-  void check_repeat(double after, const TextPlace& place);
+  void check_repeat(const scenario& head, const HeadPlaces& places, double last_time);
 
   double last_time_ = 0;
   bool expects_ = false;

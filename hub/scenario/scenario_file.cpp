@@ -9,8 +9,9 @@
 namespace kelvane_hub {
 namespace {
 
-PackedScenario read(const std::string& text, const std::string& name, Mistakes* doubts = nullptr) {
-  PackedScenario read = read_scenario(text, name, doubts);
+PackedScenario read(const std::string& text, const std::string& name, Mistakes* doubts,
+                    std::optional<std::uint64_t> seed) {
+  PackedScenario read = read_scenario(text, name, doubts, seed);
   if (read.head().sensors_size() == 0 && name != built_in_scenario_name) {
     scenario head = read.head();
     *head.mutable_sensors() = built_in_scenario().head().sensors();
@@ -21,16 +22,18 @@ PackedScenario read(const std::string& text, const std::string& name, Mistakes* 
 
 }  // namespace
 
-PackedScenario parse_scenario(const std::string& text, const std::string& name) { return read(text, name); }
+PackedScenario parse_scenario(const std::string& text, const std::string& name, std::optional<std::uint64_t> seed) {
+  return read(text, name, nullptr, seed);
+}
 
 DoubtedScenario doubt_scenario(const std::filesystem::path& path) {
   Mistakes doubts(path.string());
-  PackedScenario content = read(read_file(path), path.string(), &doubts);
+  PackedScenario content = read(read_file(path), path.string(), &doubts, {});
   return {std::move(content), doubts.text()};
 }
 
-PackedScenario load_scenario(const std::filesystem::path& path) {
-  return parse_scenario(read_file(path), path.string());
+PackedScenario load_scenario(const std::filesystem::path& path, std::optional<std::uint64_t> seed) {
+  return parse_scenario(read_file(path), path.string(), seed);
 }
 
 PackedScenario built_in_scenario() { return parse_scenario(built_in_scenario_text, built_in_scenario_name); }

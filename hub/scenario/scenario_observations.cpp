@@ -17,7 +17,9 @@ void observe_start(std::uint32_t sub, const Observer& observer) {
 }  // namespace
 
 double end_of(const PackedScenario& played) {
-  return played.head().has_repeat_after() ? played.head().repeat_after() : played.last_time();
+  const scenario& head = played.head();
+  if (head.has_repeat_after()) return head.repeat_after();
+  return head.has_duration() ? head.duration() : played.last_time();
 }
 
 void observe(const PackedScenario& played, const Observer& observer) {

@@ -2,13 +2,17 @@
 
 #include <google/protobuf/text_format.h>
 
+#include <map>
 #include <utility>
 #include <vector>
 
 #include "hub/base/input_error.h"
+#include "hub/scenario/expansion.h"
+#include "hub/scenario/part.h"
 #include "hub/scenario/plausibility.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/spliced_text.h"
+#include "hub/scenario/step.h"
 #include "hub/scenario/text_fields.h"
 
 namespace kelvane_hub {
@@ -42,18 +46,40 @@ class PartParser final : google::protobuf::io::ErrorCollector {
   const SplicedText* text_ = nullptr;
 };
 
+/// The seed in the text, which may stand behind whatever needs it; 0 if there is none. What is wrong with it is told
+/// when the whole is parsed.
+std::uint64_t seed_in(const std::string& text) {
+  scenario head;
+  Mistakes ignored("");
+  PartParser parser(ignored);
+  FieldScanner fields({text, {}});
+  while (const auto field = fields.next()) {
+    if (field->name != "seed") continue;
+    SplicedText part;
+    part.add(field->whole);
+    (void)parser.parse(part, head);
+  }
+  return head.seed();
+}
+
 class Reader {
  public:
-  Reader(const std::string& name, Mistakes* doubts) : mistakes_(name), parser_(mistakes_), doubts_(doubts) {}
+  Reader(const std::string& name, Mistakes* doubts, std::optional<std::uint64_t> seed)
+      : mistakes_(name), parser_(mistakes_), doubts_(doubts), seed_(seed) {}
 
   PackedScenario read(const std::string& text) {
+    text_ = &text;
     FieldScanner fields({text, {}});
     while (const auto field = fields.next()) take(*field);
     // What is no field goes to the parser, which knows best what is wrong with it.
     const bool is_understood = is_blank(fields.rest());
     if (!is_understood) head_text_.add(fields.rest());
+    expansion_.finish();
     read_head();
-    if (well_formed_) check_.tell(mistakes_, mistakes_.empty());
+    if (well_formed_) {
+      check_.tell(mistakes_, mistakes_.empty());
+      expansion_.tell(mistakes_);
+    }
     mistakes_.throw_if_any();
     if (!well_formed_ || !is_understood) {
       throw InputError(mistakes_.file() + ": expected a scenario in protobuf text format, found something else");
@@ -69,11 +95,22 @@ class Reader {
     } else {
       head_text_.add(field.whole);
       are_steps_last_ = false;
-      if (field.name == "repeat_after") places_.repeat_after = field.whole.begin;
+      note_place(field);
       if (!messages) return;
       if (field.name == "sensors") add_places(places_.sensors, *messages);
       if (field.name == "faults") add_places(places_.faults, *messages);
     }
+  }
+
+  void note_place(const TextField& field) {
+    static const std::map<std::string_view, TextPlace HeadPlaces::*> numbers{
+        {"repeat_after", &HeadPlaces::repeat_after},
+        {"repeat", &HeadPlaces::repeat},
+        {"start", &HeadPlaces::start},
+        {"duration", &HeadPlaces::duration},
+    };
+    const auto found = numbers.find(field.name);
+    if (found != numbers.end()) places_.*found->second = field.whole.begin;
   }
 
   static void add_places(std::vector<TextPlace>& places, const std::vector<TextMessage>& messages) {
@@ -94,17 +131,22 @@ class Reader {
     if (!parser_.parse(step_text_, parsed_)) well_formed_ = false;
     if (!well_formed_) return;
     const scenario_step& parsed = parsed_.steps(0);
-    check_.check_step(parsed, step.place);
+    is_shorthand(parsed) ? check_.check_shorthand(parsed, step.place) : check_.check_step(parsed, step.place);
     if (doubts_ != nullptr) check_plausibility(parsed, step.body, *doubts_);
-    read_.add_step(parsed);
+    expansion_.take(parsed, step.place);
   }
 
   void read_head() {
     scenario head;
     if (!parser_.parse(head_text_, head)) well_formed_ = false;
     if (!well_formed_) return;
-    check_.check_head(head, places_);
+    check_.check_part(head, places_, read_.last_time());
     read_.set_head(std::move(head));
+    const bool is_part = read_.head().has_start() || read_.head().has_duration();
+    // Of steps in which nothing happens no part can be made, and what is wrong with them is told first.
+    const bool can_cut = mistakes_.empty() && check_.empty();
+    if (is_part && can_cut) read_ = part_of(read_);
+    check_.check_head(read_.head(), places_, is_part && !can_cut ? 0 : read_.last_time());
   }
 
   Mistakes mistakes_;
@@ -118,12 +160,21 @@ class Reader {
   bool well_formed_ = true;
   ScenarioCheck check_;
   PackedScenario read_;
+  const std::string* text_ = nullptr;
+  std::optional<std::uint64_t> seed_;  // once it is known
+  Expansion expansion_{read_,
+                       [this] {
+                         if (!seed_) seed_ = seed_in(*text_);
+                         return *seed_;
+                       },
+                       doubts_};
 };
 
 }  // namespace
 
-PackedScenario read_scenario(const std::string& text, const std::string& name, Mistakes* doubts) {
-  return Reader(name, doubts).read(text);
+PackedScenario read_scenario(const std::string& text, const std::string& name, Mistakes* doubts,
+                             std::optional<std::uint64_t> seed) {
+  return Reader(name, doubts, seed).read(text);
 }
 
 }  // namespace kelvane_hub

@@ -16,6 +16,8 @@ const std::string& kind_of(const scenario_step& step) {
   return scenario_step::descriptor()->FindFieldByNumber(step.what_case())->name();
 }
 
+bool is_shorthand(const scenario_step& step) { return step.has_change() || step.has_ramp() || step.has_vary(); }
+
 std::optional<std::uint32_t> subscription_of(const scenario_step& step) {
   const auto* const event = event_in(step);
   const auto* const sub = event == nullptr ? nullptr : event->GetDescriptor()->FindFieldByName("sub");

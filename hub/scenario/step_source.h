@@ -26,7 +26,8 @@ class StepSource {
   /// When the next step is due; none if it has not started or nothing follows. Takes at most logarithmic time.
   virtual std::optional<Time> next_due() const = 0;
 
-  /// The next step, which the caller has seen to be due at `now`.
+  /// The next step, which the caller has seen to be due at `now`; one in which nothing happens is the end of a scenario
+  /// that goes on after its last step.
   virtual scenario_step take_next(Time now) = 0;
 
   /// Whether all steps were taken and none follows.
@@ -37,6 +38,10 @@ class StepSource {
 
   /// Scenario time at `now`, which is not before the start; it goes on over repetitions.
   virtual ScenarioTime at(Time now) const = 0;
+
+  /// Scenario time of the step that was taken last, as the scenario says it, whatever the clock did; after a jump, that
+  /// time.
+  virtual ScenarioTime last_taken() const = 0;
 
   /// When it will be that time, or was; none if that cannot be told, since scenario time stands still before it or
   /// follows the steps.

@@ -8,6 +8,10 @@
 
 namespace kelvane_hub {
 
+Timeline::Timeline(const PackedScenario& played, Pace pace) : scenario_(played), pace_(pace) {
+  if (!pace_.times && played.head().has_repeat()) pace_.times = played.head().repeat();
+}
+
 void Timeline::start(Time now) {
   start_ = last_ = now;
   if (paused_) stop(now);
@@ -28,9 +32,13 @@ scenario_step Timeline::take_next(Time now) {
     return state;
   }
   const auto due = next_due();
-  ++taken_;
   last_ = now;
   last_seconds_ = seconds_to_next();
+  if (next_ == scenario_.steps_size()) {
+    is_at_end_ = true;
+    return {};
+  }
+  ++taken_;
   scenario_step step = scenario_.step(next_++);
   begin_anew();
   if (step.has_wait_for()) {
@@ -41,10 +49,17 @@ scenario_step Timeline::take_next(Time now) {
 }
 
 double Timeline::length() const {
-  return static_cast<double>(rounds() - 1) * scenario_.head().repeat_after() + scenario_.last_time();
+  return static_cast<double>(rounds() - 1) * scenario_.head().repeat_after() + end_of_round();
 }
 
-bool Timeline::ended() const { return started() && !held_ && catching_up_.empty() && next_ == scenario_.steps_size(); }
+double Timeline::end_of_round() const {
+  return scenario_.head().has_duration() ? scenario_.head().duration() : scenario_.last_time();
+}
+
+bool Timeline::ended() const {
+  return started() && !held_ && catching_up_.empty() && next_ == scenario_.steps_size() &&
+         (is_at_end_ || !scenario_.head().has_duration());
+}
 
 bool Timeline::begins_anew() const {
   return scenario_.head().has_repeat_after() && (!pace_.times || round_ + 1 < *pace_.times);
@@ -102,6 +117,7 @@ void Timeline::seek(double seconds, Time now) {
     round_ = static_cast<std::int64_t>(seconds / scenario_.head().repeat_after());
     if (pace_.times) round_ = std::min(round_, *pace_.times - 1);
   }
+  is_at_end_ = false;
   const double in_round = seconds - static_cast<double>(round_) * scenario_.head().repeat_after();
   next_ = scenario_.first_at(in_round);
   auto states = states_before(scenario_, next_, {.again = round_ > 0, .forget_to = played});
@@ -118,6 +134,7 @@ void Timeline::rewind() {
   catching_up_.clear();
   last_seconds_ = 0;
   next_ = taken_ = 0;
+  is_at_end_ = false;
   round_ = 0;
 }
 
@@ -134,7 +151,8 @@ void Timeline::place(double seconds, Time now) {
 }
 
 double Timeline::seconds_to_next() const {
-  return static_cast<double>(round_) * scenario_.head().repeat_after() + scenario_.time_of(next_);
+  const double in_round = next_ == scenario_.steps_size() ? end_of_round() : scenario_.time_of(next_);
+  return static_cast<double>(round_) * scenario_.head().repeat_after() + in_round;
 }
 
 }  // namespace kelvane_hub

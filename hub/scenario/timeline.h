@@ -18,7 +18,7 @@ struct Pace {
   static constexpr double at_once = std::numeric_limits<double>::infinity();
 
   double speed = 1;                   // times as fast as the scenario says, 0.01 to 10000; or at_once
-  std::optional<std::int64_t> times;  // how often, 1 or more, if it begins anew; absent: on and on
+  std::optional<std::int64_t> times;  // how often, 1 or more, if it begins anew; absent: as it says
 };
 
 /// The steps of a scenario. From a step that waits for something on scenario time stands still until go_on(); so it
@@ -26,7 +26,7 @@ struct Pace {
 class Timeline final : public StepSource {
  public:
   /// Keeps a reference to `played`.
-  Timeline(const PackedScenario& played, Pace pace) : scenario_(played), pace_(pace) {}
+  Timeline(const PackedScenario& played, Pace pace);
 
   void start(Time now) override;
   bool started() const override { return start_.has_value(); }
@@ -34,6 +34,7 @@ class Timeline final : public StepSource {
   scenario_step take_next(Time now) override;
   bool ended() const override;
   ScenarioTime at(Time now) const override;
+  ScenarioTime last_taken() const override { return ScenarioTime(last_seconds_); }
   std::optional<Time> when(ScenarioTime time) const override;
 
   bool is_held() const { return held_; }
@@ -85,6 +86,7 @@ class Timeline final : public StepSource {
   double seconds_to_next() const;
   bool begins_anew() const;
   void begin_anew();
+  double end_of_round() const;
   void stop(Time now);
   void go_on_unless_stopped(Time now);
   void place(double seconds, Time now);
@@ -102,6 +104,7 @@ class Timeline final : public StepSource {
   std::size_t next_ = 0;
   std::size_t taken_ = 0;
   std::int64_t round_ = 0;
+  bool is_at_end_ = false;  // of the duration that it has
 };
 
 }  // namespace kelvane_hub

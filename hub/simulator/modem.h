@@ -12,10 +12,10 @@ namespace kelvane_hub {
 
 using Cells = mox_wwan_event_serving_neighboring_cell_info;
 
-/// The cells of one subscription at some time, and the payload that tells of them. All sessions that were told of them
-/// share it.
+/// The cells of one subscription at some time as a step has them, and the payload that tells of them, with timestamps.
+/// All sessions that were told of them share it.
 struct CellsAtOnce {
-  explicit CellsAtOnce(const Cells& told) : cells(told), payload(told.SerializeAsString()) {}
+  CellsAtOnce(const Cells& said, const Cells& told) : cells(said), payload(told.SerializeAsString()) {}
 
   Cells cells;
   std::string payload;

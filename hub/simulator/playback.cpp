@@ -39,10 +39,23 @@ Modem make_modem(const std::set<std::uint32_t>& subscriptions) {
   return modem;
 }
 
+/// Of what cells do not say themselves.
+void fill_timestamps(Cells& cells, ScenarioTime time) {
+  constexpr std::int32_t type = 1;
+  for (auto& cell : *cells.mutable_cells()) {
+    if (cell.has_timestamp()) continue;
+    cell.set_timestamp(static_cast<std::uint64_t>(std::chrono::round<std::chrono::nanoseconds>(time).count()));
+    if (!cell.has_timestamp_type()) cell.set_timestamp_type(type);
+  }
+}
+
 }  // namespace
 
-Playback::Playback(const std::set<std::uint32_t>& subscriptions, StepSource& source, Outbox& outbox)
-    : outbox_(outbox), source_(source), modem_(make_modem(subscriptions)) {}
+Playback::Playback(const PackedScenario& played, StepSource& source, Outbox& outbox)
+    : outbox_(outbox),
+      source_(source),
+      fills_timestamps_(played.head().fill_timestamps()),
+      modem_(make_modem(played.subscriptions())) {}
 
 void Playback::set_thresholds(const Link& link, mox_wwan_signal_strength_config config) {
   const auto sub = static_cast<std::uint32_t>(config.sub_id());
@@ -118,7 +131,7 @@ void Playback::restart(Time now) {
 /// After each step, and before the first; the source may come to its end later.
 void Playback::note_progress(Time now) {
   if (starting_ && source_.next_due() != starting_) complete_start(now);
-  if (source_.ended() && !std::exchange(end_told_, true)) outbox_.watchers().on_end();
+  if (source_.ended() && !std::exchange(end_told_, true)) outbox_.watchers().on_end(source_.last_taken());
 }
 
 /// A modem always knows its cells, if only that there are none.
@@ -128,7 +141,7 @@ void Playback::complete_start(Time now) {
     if (state.cells) continue;
     Cells none;
     none.set_sub(sub);
-    change_cells(none, now);
+    change_cells(none, none, now);
   }
 }
 
@@ -168,13 +181,19 @@ void Playback::note_behind(Time due, Time now) {
 }
 
 void Playback::play_next(Time due, Time now) {
-  play(source_.take_next(now), due);
+  const scenario_step step = source_.take_next(now);
+  if (step.what_case() != scenario_step::WHAT_NOT_SET) play(step, due, source_.last_taken());
   note_progress(due);
 }
 
-void Playback::play(const scenario_step& step, Time now) {
+void Playback::play(const scenario_step& step, Time now, ScenarioTime time) {
+  if (step.has_cells()) {
+    scenario_step told = step;
+    if (fills_timestamps_) fill_timestamps(*told.mutable_cells(), time);
+    outbox_.watchers().on_step(told, now);
+    return change_cells(step.cells(), told.cells(), now);
+  }
   outbox_.watchers().on_step(step, now);
-  if (step.has_cells()) return change_cells(step.cells(), now);
   if (step.has_raw()) return tell(configured_, step.raw().msg_id(), step.raw().payload(), now);
   if (const auto* const event = event_in(step)) play_event(*event, subscription_of(step), now);
 }
@@ -189,10 +208,11 @@ void Playback::play_event(const google::protobuf::Message& event, std::optional<
   tell(registered_[msg_id], msg_id, payload, now);
 }
 
-void Playback::change_cells(const Cells& cells, Time now) {
+/// `told` is `cells` with timestamps: the modem keeps them without, so that what is left of them later gets new ones.
+void Playback::change_cells(const Cells& cells, const Cells& told, Time now) {
   Subscription& state = modem_[cells.sub()];
   const bool changed = !state.cells || cells_differ(state.cells->cells, cells);
-  state.cells = std::make_shared<const CellsAtOnce>(cells);
+  state.cells = std::make_shared<const CellsAtOnce>(cells, told);
   if (!changed) return;
   const ScenarioTime time = source_.at(now);
   CellsBroadcast report(outbox_, state.cells, now, time);

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "hub/scenario/packed_scenario.h"
 #include "hub/scenario/step_source.h"
 #include "hub/simulator/modem.h"
 #include "hub/simulator/outbox.h"
@@ -18,8 +19,9 @@ namespace kelvane_hub {
 /// Applies steps to the modem and tells the sessions. Whoever configures a session does it here.
 class Playback final : public Party {
  public:
-  /// Plays the steps of `source` to a modem with these subscriptions, to be told by `outbox`. Both outlive this object.
-  Playback(const std::set<std::uint32_t>& subscriptions, StepSource& source, Outbox& outbox);
+  /// Plays the steps of `source` to a modem with the subscriptions of `played`, to be told by `outbox`. Source and
+  /// outbox outlive this object.
+  Playback(const PackedScenario& played, StepSource& source, Outbox& outbox);
 
   const Modem& modem() const { return modem_; }
 
@@ -30,7 +32,7 @@ class Playback final : public Party {
   bool is_registered(const UseKey& key, std::uint32_t msg_id) const;
 
   /// The step happens now, whatever the source says.
-  void apply(const scenario_step& step, Time now) { play(step, now); }
+  void apply(const scenario_step& step, Time now) { play(step, now, source_.at(now)); }
 
   /// Scenario time has jumped, so that no time has passed.
   void note_jump(ScenarioTime by);
@@ -71,9 +73,9 @@ class Playback final : public Party {
   void play_next(Time due, Time now);
   void note_progress(Time now);
   void complete_start(Time now);
-  void play(const scenario_step& step, Time now);
+  void play(const scenario_step& step, Time now, ScenarioTime time);
   void play_event(const google::protobuf::Message& event, std::optional<std::uint32_t> sub, Time now);
-  void change_cells(const Cells& cells, Time now);
+  void change_cells(const Cells& cells, const Cells& told, Time now);
   void tell(const Audience& audience, std::uint32_t msg_id, const std::string& payload, Time now);
   std::optional<Time> next_tick() const;
   void tick(Time now);
@@ -83,6 +85,7 @@ class Playback final : public Party {
 
   Outbox& outbox_;
   StepSource& source_;
+  const bool fills_timestamps_;
   std::optional<Time> starting_;  // while what happens at 0 still happens: when it began to
   bool end_told_ = false;
   std::optional<Time> behind_;  // when it was last found to be

@@ -175,7 +175,7 @@ void Requests::send_cell_location(const Link& from, const std::string&, Time now
   mox_wwan_get_cell_location_info_response response;
   for (const auto& [sub, state] : playback_.modem()) {
     Cells& cells = *response.add_cells();
-    if (state.cells) cells = state.cells->cells;
+    if (state.cells) (void)cells.ParseFromString(state.cells->payload);
     cells.set_sub(sub);
   }
   response.set_status(0);

@@ -3,7 +3,7 @@
 namespace kelvane_hub {
 
 Simulator::Simulator(const PackedScenario& played, StepSource& source, Delivery& delivery)
-    : outbox_(delivery), playback_(played.subscriptions(), source, outbox_), requests_(played, playback_, outbox_) {}
+    : outbox_(delivery), playback_(played, source, outbox_), requests_(played, playback_, outbox_) {}
 
 void Simulator::handle_request(const Link& from, const std::string& envelope, Time now) {
   note_request(from, envelope, now);

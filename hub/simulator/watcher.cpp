@@ -30,8 +30,8 @@ void Watchers::on_rewind() {
   for (Watcher* const watcher : all_) watcher->on_rewind();
 }
 
-void Watchers::on_end() {
-  for (Watcher* const watcher : all_) watcher->on_end();
+void Watchers::on_end(ScenarioTime time) {
+  for (Watcher* const watcher : all_) watcher->on_end(time);
 }
 
 void Watchers::on_behind(Time late) {

@@ -64,8 +64,8 @@ class Watcher {
   /// The scenario is back at its beginning, and the modem's state is forgotten.
   virtual void on_rewind() {}
 
-  /// The last step of a scenario that does not begin anew has happened; the modem's state stays as it is.
-  virtual void on_end() {}
+  /// A scenario that does not begin anew is over at that time; the modem's state stays as it is.
+  virtual void on_end(ScenarioTime /*time*/) {}
 
   /// The simulator is so late with what is due that it cannot follow: steps are played late, none is left out; periodic
   /// reports are. Called once, not anew before it has followed for a while.
@@ -93,7 +93,7 @@ class Watchers final : public Watcher {
   void on_step(const scenario_step& step, Time now) override;
   void on_jump(ScenarioTime by) override;
   void on_rewind() override;
-  void on_end() override;
+  void on_end(ScenarioTime time) override;
   void on_behind(Time late) override;
   void on_full(std::size_t bytes) override;
   void on_fault(const FaultReport& report) override;

@@ -5,13 +5,8 @@
 
 namespace kelvane_hub {
 
-void Announcer::on_step(const scenario_step& step, Time) {
-  ++steps_;
-  last_ = step.at();
-}
-
-void Announcer::on_end() {
-  say_(concat("the scenario is over: ", steps_, steps_ == 1 ? " step" : " steps", " in ", shown_seconds(last_),
+void Announcer::on_end(ScenarioTime time) {
+  say_(concat("the scenario is over: ", steps_, steps_ == 1 ? " step" : " steps", " in ", shown_seconds(time.count()),
               " s; its last state stays"));
 }
 

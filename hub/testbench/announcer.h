@@ -13,14 +13,13 @@ class Announcer final : public Watcher {
  public:
   explicit Announcer(Say say) : say_(std::move(say)) {}
 
-  void on_step(const scenario_step& step, Time now) override;
+  void on_step(const scenario_step& /*step*/, Time /*now*/) override { ++steps_; }
   void on_rewind() override { steps_ = 0; }
-  void on_end() override;
+  void on_end(ScenarioTime time) override;
 
  private:
   Say say_;
   std::size_t steps_ = 0;
-  double last_ = 0;  // in scenario time, seconds
 };
 
 }  // namespace kelvane_hub

@@ -13,11 +13,11 @@
 #include "hub/base/input_error.h"
 #include "hub/messages/catalogue.h"
 #include "hub/messages/technologies.h"
+#include "hub/scenario/fields.h"
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/step.h"
 #include "hub/testbench/fault_orders.h"
-#include "hub/testbench/fields.h"
 #include "hub/testbench/status.h"
 
 namespace kelvane_hub {

@@ -9,12 +9,12 @@
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/fields.h"
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/scenario_reader.h"
 #include "hub/scenario/step.h"
 #include "hub/testbench/control.h"
-#include "hub/testbench/fields.h"
 
 namespace kelvane_hub {
 namespace {

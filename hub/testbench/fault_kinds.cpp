@@ -14,15 +14,6 @@
 namespace kelvane_hub {
 namespace {
 
-/// One of the best mixers that are short: each bit of the number changes half of the result's.
-std::uint64_t mix(std::uint64_t number) {
-  number = (number ^ (number >> 30)) * 0xbf58476d1ce4e5b9;
-  number = (number ^ (number >> 27)) * 0x94d049bb133111eb;
-  return number ^ (number >> 31);
-}
-
-constexpr std::uint64_t stride = 0x9e3779b97f4a7c15;
-
 Time in_time(double seconds) { return std::chrono::round<Time>(std::chrono::duration<double>(seconds)); }
 
 std::string bytes(std::size_t count) { return concat(count, count == 1 ? " byte" : " bytes"); }
@@ -119,19 +110,6 @@ std::string restart(const scenario_fault&, Message& message, Chance&) {
 }
 
 }  // namespace
-
-Chance::Chance(std::uint64_t seed, std::size_t fault, SessionId session, std::uint64_t number) : state_(mix(seed)) {
-  for (const std::uint64_t part : {std::uint64_t{fault}, std::uint64_t{session}, number}) {
-    state_ = mix(state_ + stride + part);
-  }
-}
-
-std::uint64_t Chance::draw() { return mix(state_ += stride); }
-
-bool Chance::is_so(double probability) {
-  // As many bits as a double holds, from 0 to less than 1.
-  return static_cast<double>(draw() >> 11) * 0x1p-53 < probability;
-}
 
 double seconds_of(const scenario_fault& fault) {
   // Of those that it is not these are 0.

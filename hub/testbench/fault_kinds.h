@@ -6,6 +6,7 @@
 #include <optional>
 #include <string>
 
+#include "hub/base/chance.h"
 #include "hub/base/party.h"
 #include "hub/messages/errors.h"
 #include "hub/simulator/link.h"
@@ -13,22 +14,6 @@
 #include "scenario.pb.h"
 
 namespace kelvane_hub {
-
-/// Numbers that look random, and are the same for the same seed, fault and message, whatever else happens.
-class Chance {
- public:
-  /// Of the fault of that number for the `number`-th message of the session, in the direction of the fault.
-  Chance(std::uint64_t seed, std::size_t fault, SessionId session, std::uint64_t number);
-
-  /// The next one.
-  std::uint64_t draw();
-
-  /// Whether something of this probability, 0 to 1, is so.
-  bool is_so(double probability);
-
- private:
-  std::uint64_t state_;
-};
 
 /// A request or an event on its way, and what is to become of it.
 struct Message {

@@ -39,6 +39,9 @@ std::string Recorder::text() const {
   }
   scenario written = played_.head();
   written.clear_repeat_after();
+  written.clear_repeat();
+  written.clear_start();
+  written.clear_duration();
   if (!written.faults().empty()) written.set_seed(seed_);
   // Of subscriptions that it does not speak of a hub tells when it begins that they have no cells.
   auto silent = played_.subscriptions();

@@ -65,7 +65,7 @@ TEST(AnalysisTest, ContentTellsTheKind) {
       {"# nothing\n", "scenario"},
       {"description: 'a, b'", "scenario"},
       {"\n\nTimestamp;NetworkMode\n1;LTE", "drive"},
-      {"Key: operation, Value: 1\nRequest Id7\nLog Time: 5, Received", "run"},
+      {"Key: operation, Value: 1\nRequest Id7\nLog Time: 5, Received voice call", "run"},
       {"\nnonsense { }\n", "x:2: expected a run of cellscope, a scenario or a drive (CSV), found 'nonsense { }'"},
   };
   for (const auto& [text, kind] : cases) {

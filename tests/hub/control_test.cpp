@@ -201,11 +201,14 @@ TEST_F(ControlTest, ARecordPlaysTheSameAgain) {
   EXPECT_TRUE(order("record").ends_with(" live_faults_left_out=1\n"));
   (void)order("fault clear");
   EXPECT_EQ(
-      "| steps { at: 0 cells { cells { cell_type: 3 lte { signal_strength { rsrp: -90 } } } cells { registered: true "
-      "cell_type: 2 cdma { signal_strength { dbm: -80 } } } } }\n"
+      "| steps { at: 0 cells { cells { timestamp: 0 timestamp_type: 1 cell_type: 3 lte { signal_strength { rsrp: -90 } "
+      "} } "
+      "cells { timestamp: 0 timestamp_type: 1 registered: true cell_type: 2 cdma { signal_strength { dbm: -80 } } } } "
+      "}\n"
       "| steps { at: 0 cells { sub: 1 } }\n"
-      "| steps { at: 1 cells { cells { cell_type: 3 lte { signal_strength { rsrp: -100 } } } cells { registered: true "
-      "cell_type: 2 cdma { signal_strength { dbm: -80 } } } } }\n",
+      "| steps { at: 1 cells { cells { timestamp: 1000000000 timestamp_type: 1 cell_type: 3 lte { signal_strength { "
+      "rsrp: -100 } } } cells { timestamp: 1000000000 timestamp_type: 1 registered: true cell_type: 2 cdma { "
+      "signal_strength { dbm: -80 } } } } }\n",
       steps.substr(0, steps.find("| steps { at: 2")));
   EXPECT_EQ("| steps { at: 4 error { error: 2 } }", steps.substr(steps.find("| steps { at: 4"), 36));
   const std::string first = told();

@@ -206,6 +206,41 @@ TEST_F(SimulatorTest, SpeedAndRepetition) {
   EXPECT_EQ(received(), "1281 sub 0 -90\n1281 sub 0 -91\n1281 sub 0 -90\n1281 sub 0 -91\n");
 }
 
+TEST_F(SimulatorTest, ItIsPlayedAsOftenAndAsLongAsItSays) {
+  play(lte(1, -90) + lte(2, -91) + "start: 1.5 duration: 2 repeat_after: 4 repeat: 2");
+  start();
+  advance_to(5.9);
+  EXPECT_EQ(received(), "1281 sub 0 -90\n1281 sub 0 -91\n1281 sub 0 -90\n1281 sub 0 -91\n");
+  EXPECT_FALSE(timeline_->ended());
+  advance_to(6);
+  EXPECT_TRUE(timeline_->ended());
+}
+
+TEST_F(SimulatorTest, CellsWithoutATimestampAreGivenOne) {
+  const std::string steps =
+      "steps { at: 0.3 cells { cells {} cells { timestamp: 9 } cells { timestamp_type: 0 } } } repeat_after: 1 ";
+  std::string timestamps;
+  struct Notes final : Watcher {
+    explicit Notes(std::string& to) : text(to) {}
+    void on_step(const scenario_step& step, Time) override { text += step.cells().ShortDebugString() + "\n"; }
+    std::string& text;
+  } notes(timestamps);
+  double end = 0;
+  for (const char* fill : {"", "fill_timestamps: false"}) {
+    play(steps + fill, 7);
+    simulator_->watch(notes);
+    start();
+    advance_to(end += 0.25);
+  }
+  EXPECT_EQ(timestamps,
+            "cells { timestamp: 300000000 timestamp_type: 1 } cells { timestamp: 9 } cells { timestamp: 300000000 "
+            "timestamp_type: 0 }\n"
+            "cells { timestamp: 1300000000 timestamp_type: 1 } cells { timestamp: 9 } cells { timestamp: 1300000000 "
+            "timestamp_type: 0 }\n"
+            "cells { } cells { timestamp: 9 } cells { timestamp_type: 0 }\n"
+            "cells { } cells { timestamp: 9 } cells { timestamp_type: 0 }\n");
+}
+
 TEST_F(SimulatorTest, CallsAndRrcStatesGoToThoseWhoRegistered) {
   play(
       "steps { at: 0 voice_calls { } } steps { at: 1 voice_calls { calls { } } } steps { at: 1 rrc_states { sub: 0 } "

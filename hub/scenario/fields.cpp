@@ -1,9 +1,10 @@
-#include "hub/testbench/fields.h"
+#include "hub/scenario/fields.h"
 
 #include <google/protobuf/io/tokenizer.h>
 #include <google/protobuf/text_format.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <memory>
 #include <string_view>
@@ -111,6 +112,33 @@ const Place& find(const std::vector<Place>& places, const std::string& name) {
       concat("expected ", alternatives(short_names(places, count == 0 ? "" : name)), ", found ", quoted(name)));
 }
 
+/// From the lowest on, below `beyond`: each is a power of two or 0, which a double holds exactly.
+struct NumberRange {
+  double lowest;
+  double beyond;
+};
+
+template <class Number>
+NumberRange numbers() {
+  return {static_cast<double>(std::numeric_limits<Number>::min()),
+          std::ldexp(1.0, std::numeric_limits<Number>::digits)};
+}
+
+std::optional<NumberRange> range_of(const FieldDescriptor& field) {
+  switch (field.cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+      return numbers<std::int32_t>();
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return numbers<std::uint32_t>();
+    case FieldDescriptor::CPPTYPE_INT64:
+      return numbers<std::int64_t>();
+    case FieldDescriptor::CPPTYPE_UINT64:
+      return numbers<std::uint64_t>();
+    default:
+      return {};
+  }
+}
+
 }  // namespace
 
 std::vector<std::string> fields_of(const Message& message) { return short_names(places_in(message), ""); }
@@ -134,5 +162,72 @@ void set_field(Message& message, const std::string& name, const std::string& val
   }
   message.GetReflection()->Swap(&message, changed.get());
 }
+
+NumberField NumberField::find(const Message& message, const std::string& name) {
+  const auto places = places_in(message);
+  const Place& place = kelvane_hub::find(places, name);
+  if (range_of(*place.way.back())) return NumberField(place.way);
+  throw InputError(concat("expected a field with a number, found ", name, ", which takes ",
+                          kelvane_hub::what_it_takes(*place.way.back())));
+}
+
+bool NumberField::fits(const Message& message) const {
+  const Message* holder = &message;
+  for (const FieldDescriptor* const field : way_) {
+    if (is_excluded(holder, *field)) return false;
+    if (field == way_.back()) break;
+    holder = &holder->GetReflection()->GetMessage(*holder, field);  // as by default if it is absent
+  }
+  return true;
+}
+
+std::optional<double> NumberField::read(const Message& message) const {
+  const Message* holder = &message;
+  for (auto step = way_.begin(); step + 1 != way_.end(); ++step) {
+    holder = &holder->GetReflection()->GetMessage(*holder, *step);
+  }
+  const FieldDescriptor& field = *way_.back();
+  const auto& reflection = *holder->GetReflection();
+  if (!reflection.HasField(*holder, &field)) return {};
+  switch (field.cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+      return reflection.GetInt32(*holder, &field);
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return reflection.GetUInt32(*holder, &field);
+    case FieldDescriptor::CPPTYPE_INT64:
+      return static_cast<double>(reflection.GetInt64(*holder, &field));
+    default:
+      return static_cast<double>(reflection.GetUInt64(*holder, &field));
+  }
+}
+
+bool NumberField::holds(double value) const {
+  const NumberRange range = *range_of(*way_.back());
+  const double whole = std::round(value);
+  return whole >= range.lowest && whole < range.beyond;
+}
+
+void NumberField::write(Message& message, double value) const {
+  const FieldDescriptor& field = *way_.back();
+  const NumberRange range = *range_of(field);
+  const double whole = std::clamp(std::round(value), range.lowest, std::nextafter(range.beyond, 0));
+  Message* holder = &message;
+  for (auto step = way_.begin(); step + 1 != way_.end(); ++step) {
+    holder = holder->GetReflection()->MutableMessage(holder, *step);
+  }
+  const auto& reflection = *holder->GetReflection();
+  switch (field.cpp_type()) {
+    case FieldDescriptor::CPPTYPE_INT32:
+      return reflection.SetInt32(holder, &field, static_cast<std::int32_t>(whole));
+    case FieldDescriptor::CPPTYPE_UINT32:
+      return reflection.SetUInt32(holder, &field, static_cast<std::uint32_t>(whole));
+    case FieldDescriptor::CPPTYPE_INT64:
+      return reflection.SetInt64(holder, &field, static_cast<std::int64_t>(whole));
+    default:
+      return reflection.SetUInt64(holder, &field, static_cast<std::uint64_t>(whole));
+  }
+}
+
+std::string NumberField::what_it_takes() const { return kelvane_hub::what_it_takes(*way_.back()); }
 
 }  // namespace kelvane_hub

@@ -7,7 +7,7 @@ import re
 import signal
 import xml.etree.ElementTree
 
-from support import CLIENT, HUB, EndToEndTest, Program, is_running, read, until
+from support import CLIENT, DEADLINE, HUB, EndToEndTest, Program, is_running, read, until
 
 NEVER_CONFIGURED = ("a client configures a sensor: expected a client to configure a sensor, found none that did",)
 ERROR = "steps { at: 0 error { error: 4 } }\n"
@@ -88,7 +88,7 @@ ok 5 - the program ends with exit status 0
         client = f"{CLIENT} operation=1 2>err & p=$!; until grep -q 'event 4' err; do sleep 0.1; done; "
         over = f"echo $p >pid; until {HUB} control $KELVANE_HUB_CONTROL status | grep -q 'over,'; do sleep 0.1; done"
         not_taken = f"kill -STOP $p; trap 'kill -9 $p; exit' INT; {HUB} control $KELVANE_HUB_CONTROL next; wait"
-        ended, stopped = "to run until it is stopped, it ended ", "it within 5 s, stopped "
+        ended, stopped = "to run until it is stopped, it ended ", "it within 12 s, stopped "
         cases = (
             ("steps { at: 0 expect { name: 'calls' requests { sensor_config {} } within: 9 } }", "kill -9 $p",
              ended + "while 'calls' was open"),
@@ -102,7 +102,8 @@ ok 5 - the program ends with exit status 0
         )
         for steps, script, said in cases:
             with self.subTest(said):
-                run = self.run_hub(ERROR + steps, "--timeout", "5", "--", "sh", "-c", client + script)
+                limit = "12" if stopped in said else str(DEADLINE)
+                run = self.run_hub(ERROR + steps, "--timeout", limit, "--", "sh", "-c", client + script)
                 self.assertEqual(1, run.wait())
                 self.assertRegex(run.err, f"the scenario is played to its end: expected (the program )?{re.escape(said)}\n")
         os.kill(int(read("pid")), signal.SIGKILL)

@@ -60,3 +60,6 @@ foreach(manual IN LISTS manuals)
   install(FILES "${compressed}" DESTINATION "${CMAKE_INSTALL_MANDIR}/man${section}")
 endforeach()
 add_custom_target(manuals ALL DEPENDS ${compressed_manuals})
+
+# What the manual pages refer to.
+install(FILES "${PROJECT_SOURCE_DIR}/docs/protocol.md" "${PROJECT_SOURCE_DIR}/docs/cookbook.md" DESTINATION "${CMAKE_INSTALL_DOCDIR}")

@@ -26,12 +26,12 @@ automation_mode() {
   expect "report" "\
 Input given 1
 connecting to on-change sensor
-Payload size: 12
-10 10 24 1 32 1 42 4 10 2 40 62 
+Payload size: 16
+10 14 8 0 16 1 24 1 32 1 42 4 10 2 40 62 
 Received serving neighboring cell info on Sub :0
 serving neighboring cell info. Number of cells: 1
 
-=== Cell 1 === {Log Time: T,Cell Type: 1,Timestamp: 0,Timestamp Type: 0,Registered: 1}
+=== Cell 1 === {Log Time: T,Cell Type: 1,Timestamp: 0,Timestamp Type: 1,Registered: 1}
 
 == GSM Cell Identity == {MCC: 0,MNC: 0,LAC: 0,CID: 0,ARFCN: 62,BSIC: 0}
 

@@ -81,7 +81,7 @@ completion() {
 manuals() {
   local manual
   for manual in "$@"; do
-    zcat "/usr/share/man/man${manual##*.}/$manual.gz" | grep -q "^\.TH \"${manual%.*}\" \"${manual##*.}\"" ||
+    grep -q "^\.TH \"${manual%.*}\" \"${manual##*.}\"" <(zcat "/usr/share/man/man${manual##*.}/$manual.gz") ||
       expect "$manual" "a manual page" "none"
   done
 }

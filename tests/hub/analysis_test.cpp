@@ -178,7 +178,7 @@ TEST(AnalysisTest, PercentilesAreOfTheNearestRank) {
     for (int i = count; i > 0; --i) steps += lte(0, 1, -i);
     const Statistic of = digest_of(scenario_file(steps)).subscriptions.at(0).statistics.at(0);
     // Of -count, …, -1 the rank from below.
-    const auto rank = [&](double value) { return static_cast<int>(value) + count + 1; };
+    const auto rank = [begin = count + 1](double value) { return static_cast<int>(value) + begin; };
     EXPECT_EQ(std::tuple(of.count, rank(of.lowest), rank(of.percentile_5), rank(of.median), rank(of.percentile_95),
                          rank(of.highest)),
               std::tuple(std::size_t(count), 1, low, median, high, count));

@@ -63,8 +63,9 @@ bool carry_out_all(HubConnection& hub) {
   for (std::string line; std::getline(std::cin, line); prompt()) {
     const auto begin = line.find_first_not_of(" \t\r");
     if (begin == std::string::npos || line[begin] == '#') continue;
-    all = carry_out(hub, line) && all;
-    if (line.substr(begin, 4) == "quit" && all) break;
+    const bool is_done = carry_out(hub, line);
+    all = all && is_done;
+    if (is_done && line.substr(begin, 4) == "quit") break;
   }
   return all;
 }

@@ -7,8 +7,9 @@
 
 namespace kelvane_hub {
 
-/// Keeps one line on standard error up to date, once a second, and wipes it away at the end. Only where standard error
-/// is a terminal; else it does nothing.
+/// Keeps one line on standard error up to date, once a second, and wipes it away at the end. Where standard output, the
+/// program's, is a terminal, too, it is a line of its own every five seconds instead, which nothing runs into. If
+/// standard error is no terminal, nothing is said.
 class Progress final : public Party {
  public:
   /// Of `shown`, which outlives this object.
@@ -26,6 +27,7 @@ class Progress final : public Party {
  private:
   const Performance& shown_;
   const bool is_shown_;
+  const bool is_in_place_;
   std::optional<Time> started_;  // when scenario time began
   std::optional<Time> next_;
 };

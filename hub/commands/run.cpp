@@ -1,4 +1,5 @@
 #include <poll.h>
+#include <sys/un.h>
 
 #include <algorithm>
 #include <chrono>
@@ -31,6 +32,8 @@ namespace {
 namespace fs = std::filesystem;
 using Points = std::vector<TestPoint>;
 
+constexpr const char* socket_name = "hub.sock";
+
 // Beside what the scenario takes by itself.
 constexpr double usual_patience = 60;  // seconds
 
@@ -46,7 +49,7 @@ class OwnFolder {
   OwnFolder() {
     // Where a user has no session of their own, as in a container or with sudo, it may be another's.
     const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-    if (runtime != nullptr && fs::path(runtime).is_absolute() && make_in(runtime)) return;
+    if (runtime != nullptr && fs::path(runtime).is_absolute() && has_room_in(runtime) && make_in(runtime)) return;
     // The program may go to another folder before it looks for the socket.
     if (const fs::path temporary = fs::absolute(fs::temp_directory_path()); !make_in(temporary)) {
       throw InputError(concat(temporary.string(), ": cannot make a folder there: ", strerror(errno)));
@@ -62,8 +65,16 @@ class OwnFolder {
   const fs::path& path() const { return path_; }
 
  private:
+  static constexpr std::string_view form = "kelvane-hub-XXXXXX";
+
+  /// For the path of a socket in a folder there.
+  static bool has_room_in(std::string_view parent) {
+    constexpr std::size_t most = sizeof(sockaddr_un::sun_path) - 1;
+    return parent.size() + 1 + form.size() + 1 + control_path_of(socket_name).size() <= most;
+  }
+
   bool make_in(const fs::path& parent) {
-    std::string name = parent / "kelvane-hub-XXXXXX";
+    std::string name = parent / form;
     if (mkdtemp(name.data()) == nullptr) return false;
     path_ = name;
     return true;
@@ -215,10 +226,14 @@ PackedScenario load(const RunOptions& options) {
   return loaded;
 }
 
-/// Else that would be told when all has been played.
-void expect_folder_of(const fs::path& file) {
+/// Else what is wrong would be told when all has been played.
+void check_junit(const RunOptions& options) {
+  refuse_same_file(options.scenario, options.junit, "the scenario");
+  if (!options.capture.empty()) refuse_same_file(options.capture, options.junit, "the capture");
+  if (fs::is_directory(options.junit)) throw InputError(options.junit + ": expected a file, found a folder");
+  const fs::path file = options.junit;
   const fs::path folder = file.has_parent_path() ? file.parent_path() : ".";
-  if (!fs::is_directory(folder)) throw InputError(file.string() + ": expected it in a folder, there is no such folder");
+  if (!fs::is_directory(folder)) throw InputError(options.junit + ": expected it in a folder, there is no such folder");
 }
 
 void interrupt(Program& program) {
@@ -241,22 +256,30 @@ void take_orders(const std::string& chosen, const std::string& own, Server& serv
   }
 }
 
-/// Plays it, and returns what came of it.
-Points perform(const RunOptions& options, PackedScenario scenario) {
+/// What came of a run.
+struct Result {
+  Points points;
+  bool is_interrupted;
+};
+
+/// Plays it.
+Result perform(const RunOptions& options, PackedScenario scenario) {
   // First of all: from here on there is something to clean up, and a thread that a signal could end the process by.
   const UniqueFd signals = take_over_signals();
   const OwnFolder folder;
-  const std::string socket = folder.path() / "hub.sock";
+  const std::string socket = folder.path() / socket_name;
   Voice voice;
   Points points;
   Server server({options.explain, false}, voice, signals, listen_at(socket, voice.teller(About::itself)));
   take_orders(options.control, control_path_of(socket), server, voice);
   if (!options.capture.empty()) server.capture_to(options.capture);
   std::optional<Progress> progress;
+  bool is_interrupted = false;
   const auto note = [&](const TestPoint& point) {
     points.push_back(point);
     if (progress) progress->wipe();
-    if (!point.unmet.empty()) voice.say(About::scenario, concat("not met: ", point.name, ": ", point.unmet));
+    // Who interrupts a run knows that nothing more can be met.
+    if (!point.unmet.empty() && !is_interrupted) voice.say(About::scenario, concat("not met: ", point.name, ": ", point.unmet));
   };
   const Pace pace{options.speed, options.times.value_or(std::max(scenario.head().repeat(), 1U))};
   Performance& performance = server.play(std::move(scenario), pace, note, options.seed);
@@ -264,28 +287,31 @@ Points perform(const RunOptions& options, PackedScenario scenario) {
   (void)setenv("KELVANE_HUB_SOCKET", socket.c_str(), 1);
   Program program(options.program);
   TestRun run(options, server, performance, program);
-  if (server.run() == Outcome::signalled) {
-    interrupt(program);
-    throw InputError("kelvane-hub: the run was interrupted");
-  }
+  is_interrupted = server.run() == Outcome::signalled;
+  if (is_interrupted) interrupt(program);
   performance.judge().close();
-  for (const TestPoint& point : run.points()) note(point);
-  return points;
+  if (is_interrupted) {
+    note({"the run comes to its end", "it was interrupted"});
+  } else {
+    for (const TestPoint& point : run.points()) note(point);
+  }
+  return {std::move(points), is_interrupted};
 }
 
 }  // namespace
 
 bool run(const RunOptions& options) {
   PackedScenario scenario = load(options);
-  if (!options.junit.empty()) expect_folder_of(options.junit);
+  if (!options.junit.empty()) check_junit(options);
   if (!options.capture.empty()) refuse_same_file(options.scenario, options.capture, "the scenario");
   const Time begin = Loop::now();
-  const Points points = perform(options, std::move(scenario));
+  const auto [points, is_interrupted] = perform(options, std::move(scenario));
   const double seconds = std::chrono::duration<double>(Loop::now() - begin).count();
   // A standard output that takes nothing does not cost the file, too.
   const std::string suite = fs::path(options.scenario).stem().string();
   if (!options.junit.empty()) write_output(to_junit(points, suite, seconds), options.junit);
   if (options.tap) write_output(to_tap(points), "-");
+  if (is_interrupted) throw InputError("kelvane-hub: the run was interrupted");
   return std::ranges::all_of(points, [](const TestPoint& point) { return point.unmet.empty(); });
 }
 

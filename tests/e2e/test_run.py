@@ -128,6 +128,9 @@ ok 5 - the program ends with exit status 0
             ("none.textproto -- true", "none.textproto: cannot read it: No such file or directory"),
             ("bad.textproto -- true", "bad.textproto:1:1: expected requests, found an expectation without any"),
             ("test.textproto --junit none/a.xml -- true", "none/a.xml: expected it in a folder, there is no such folder"),
+            ("test.textproto --junit . -- true", ".: expected a file, found a folder"),
+            ("test.textproto --junit ./test.textproto -- true",
+             "./test.textproto: expected another file than the scenario, found the same"),
             ("test.textproto --times 2 -- true",
              "--times: expected a scenario that begins anew (repeat_after), found test.textproto"),
             ("test.textproto --control none/a.sock -- true",
@@ -178,18 +181,19 @@ ok 5 - the program ends with exit status 0
             while awaited not in shown:
                 shown += os.read(terminal, 65536)
         self.assertEqual(0, run.wait(), shown)
-        self.assertIn(b"\r\033[K1.0 s of 2.0 s, step 1 of 2, 50 %, ", shown)
-        self.assertIn(b" times as fast, waiting for clients", shown)
+        self.assertIn(b"1.0 s of 2.0 s, step 1 of 2, 50 %, ", shown)
+        self.assertIn(b" times as fast, waiting for clients\r\n", shown)
 
     def test_signals_leave_nothing_behind(self):
         for number, script in (signal.SIGINT, "echo $$; exec sleep 60"), (signal.SIGTERM, IGNORES_SIGINT):
             with self.subTest(number):
-                run = self.run_hub(ERROR, "--", "sh", "-c", script)
+                run = self.run_hub(ERROR, "--junit", "a.xml", "--", "sh", "-c", script)
                 program = int(until(lambda run=run: run.out, "the program"))
                 self.assertEqual(1, len(os.listdir("sockets")))
                 run.process.send_signal(number)
                 self.ends(run, 2, "kelvane-hub: the run was interrupted\n")
                 self.assertFalse(is_running(program))
+                self.assertIn(' message="it was interrupted"', read("a.xml"))
 
     def test_standard_output_that_takes_nothing(self):
         with open("/dev/full", "wb") as full:

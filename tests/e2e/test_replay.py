@@ -44,7 +44,7 @@ steps { at: 8 raw { msg_id: 99 payload: "\\377abc" } }
 steps { at: 9 voice_calls { sub: 1 } }
 steps { at: 10 rrc_states { sub: 0 nr5g_rrc_state: 1 } }
 """
-TYPED = {**SESSIONS, "phone": ((1, "Signal Strength: -70"), ("4 0 0 0 1 1 0 1 1 -100 0 0 0 0 0", "error info: 0"),
+TYPED = {**SESSIONS, "phone": ((1, "Signal Strength: -70"), ("4 0 0 0 1 1 0 1 1 -100 0 0 0 0 0 0", "error info: 0"),
                                (7, "set_report_voice_calls"), (10, "NR5G RRC STATE: 1"))}
 
 

@@ -1,12 +1,16 @@
-// A capture, read and shown in every form: lines are to be whole, printable and, as JSON, well formed.
+// A capture, read and shown in every form: lines are to be whole, printable and, as JSON, well formed. It is summed up,
+// and what it becomes when it is imported is a scenario that the hub can read.
 
 #include <algorithm>
 #include <cstdlib>
 #include <nlohmann/json.hpp>
 #include <string_view>
 
+#include "hub/analysis/digest.h"
 #include "hub/base/input_error.h"
 #include "hub/capture/lines.h"
+#include "hub/import/capture_import.h"
+#include "hub/scenario/scenario_file.h"
 
 namespace kelvane_hub::fuzz {
 namespace {
@@ -41,10 +45,25 @@ void dump(std::string_view bytes) try {
 } catch (const InputError&) {
 }
 
+void check(const scenario& content) try {
+  expect(parse_scenario(text_of(content), "output").steps_size() == static_cast<std::size_t>(content.steps_size()));
+} catch (const InputError&) {
+  std::abort();
+}
+
+void import(std::string_view bytes) try {
+  const Capture capture = read_capture(bytes, "input");
+  (void)digest_of({"input", FileKind::capture, reports_in(capture)});
+  check(to_scenario(capture, "input", {}).content);
+} catch (const InputError&) {
+}
+
 }  // namespace
 }  // namespace kelvane_hub::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-  kelvane_hub::fuzz::dump({reinterpret_cast<const char*>(data), size});
+  const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+  kelvane_hub::fuzz::dump(bytes);
+  kelvane_hub::fuzz::import(bytes);
   return 0;
 }

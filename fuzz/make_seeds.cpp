@@ -167,18 +167,29 @@ Seeds plots() {
   return seeds;
 }
 
-/// A capture of each event, and of each request.
+std::string capture_of(const std::vector<CaptureRecord>& records) {
+  const std::string path = std::filesystem::temp_directory_path() / ("seed-" + std::to_string(getpid()));
+  {
+    CaptureWriter writer(UniqueFd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR)));
+    for (const CaptureRecord& record : records) writer.write(record);
+  }
+  std::string bytes = read_whole(path);
+  std::filesystem::remove(path);
+  return bytes;
+}
+
+/// A capture of each event, of each request, and of all of them.
 Seeds captures() {
   Seeds seeds;
-  for (const Direction direction : {Direction::event, Direction::request}) {
+  std::vector<CaptureRecord> all;
+  for (const Direction direction : {Direction::request, Direction::event}) {
     for (const std::string& message : direction == Direction::event ? events() : requests_for_everything()) {
-      const std::string path = std::filesystem::temp_directory_path() / ("seed-" + std::to_string(getpid()));
-      CaptureWriter(UniqueFd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, S_IRUSR | S_IWUSR)))
-          .write({std::chrono::hours(500'000), direction, 1, {7, 9}, message});
-      seeds.push_back(read_whole(path));
-      std::filesystem::remove(path);
+      const CaptureRecord record{std::chrono::hours(500'000), direction, 1, {7, 9}, message};
+      all.push_back(record);
+      seeds.push_back(capture_of({record}));
     }
   }
+  seeds.push_back(capture_of(all));
   return seeds;
 }
 

@@ -172,23 +172,28 @@ void add_check(CLI::App& app, CheckOptions& options) {
 }
 
 void add_import(CLI::App& app, ImportOptions& options) {
-  auto* command =
-      app.add_subcommand("import", "Turn the CSV export of a drive-test app, or a run of cellscope, into a scenario");
+  auto* command = app.add_subcommand(
+      "import", "Turn the CSV export of a drive-test app, a run of cellscope or a capture into a scenario");
   command->footer(
       "Example:\n"
       "  kelvane-hub import drive.csv -o drive.textproto --plmn 272-01\n"
       "  KELVANE_HUB_SCENARIO=drive.textproto cellscope operation=1 request_id=1\n"
-      "  kelvane-hub import /data/APT_Automation/drive.txt -o again.textproto\n\n"
+      "  kelvane-hub import /data/APT_Automation/drive.txt -o again.textproto\n"
+      "  kelvane-hub import run.pcap -o again.textproto\n\n"
       "What was read, and what was left out, is said on standard error.\n");
-  command->add_option("file", options.input, "Recording or run to import; -: standard input")
+  command->add_option("file", options.input, "Recording, run or capture to import; -: standard input")
       ->type_name("FILE")
       ->required();
   command->add_option("-o,--output", options.output, "Scenario to write; -: standard output")
       ->type_name("FILE.textproto")
       ->required();
   command->add_option("--from", options.from, "What the file is (default: as its content says)")
-      ->type_name("csv|run")
+      ->type_name("csv|run|capture")
       ->check(check_source);
+  command
+      ->add_option("--session", options.session, "Session of a capture (default: the first that configures a sensor)")
+      ->type_name("N")
+      ->check(check_session);
   command
       ->add_option("--profile", options.profile,
                    "What the app calls things: an installed profile or, with a slash, a file")

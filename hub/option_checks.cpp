@@ -53,8 +53,12 @@ std::string check_sub(const std::string& given) {
   return unless(number_of<std::uint32_t>(given).has_value(), "a subscription, 0 or more", given);
 }
 
+std::string check_session(const std::string& given) {
+  return unless(number_of<std::uint32_t>(given).value_or(0) > 0, "the number of a session, 1 or more", given);
+}
+
 std::string check_source(const std::string& given) {
-  return unless(given == "csv" || given == "run", "csv or run", given);
+  return unless(given == "csv" || given == "run" || given == "capture", "csv, run or capture", given);
 }
 
 std::string check_format(const std::string& given) {

@@ -23,6 +23,7 @@ std::string check_place(const std::string& given);
 
 /// The number of a subscription.
 std::string check_sub(const std::string& given);
+std::string check_session(const std::string& given);
 
 /// What a file to import is.
 std::string check_source(const std::string& given);

@@ -1,4 +1,4 @@
-// The measures of a run, a scenario or a drive.
+// The measures of a run, a scenario, a drive or a capture.
 #pragma once
 
 #include <cstddef>

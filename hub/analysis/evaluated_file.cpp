@@ -11,6 +11,11 @@ Extent observe(const EvaluatedFile& file, const Observer& observer) {
     observe(*played, observer);
     return {file.kind == FileKind::drive ? "the time of its rows" : "scenario time", end_of(*played)};
   }
+  if (const auto* const captured = std::get_if<CapturedRun>(&file.content)) {
+    const double end = last_time(captured->times);
+    observe(captured->run, captured->times, end, observer);
+    return {"the time of its records", end};
+  }
   const Run& run = std::get<Run>(file.content);
   const RunTimes times = times_of(run);
   const double end = last_time(times);
@@ -26,6 +31,8 @@ const char* place_name(FileKind kind) {
       return "line";
     case FileKind::drive:
       return "row";
+    case FileKind::capture:
+      return "record";
   }
   return "";
 }

@@ -74,30 +74,35 @@ void refuse_nul(std::string_view text, std::size_t begin, const std::string& nam
 }
 
 /// All that `descriptor` has; -1: its file could not be opened, for the reason in errno.
-std::string read_text(int descriptor, const std::string& name) try {
+std::string read_text(int descriptor, const std::string& name, const IsBinary& is_binary) try {
   if (descriptor == -1) throw std::system_error(errno, std::generic_category());
   struct stat status {};
   if (fstat(descriptor, &status) == 0 && S_ISDIR(status.st_mode)) {
     throw InputError(name + ": expected a file, found a folder");
   }
   std::string text;
-  for (std::size_t read = 0; read_more(text, descriptor); read = text.size()) refuse_nul(text, read, name);
+  for (std::size_t read = 0; read_more(text, descriptor); read = text.size()) {
+    if (!is_binary || !is_binary(text)) refuse_nul(text, read, name);
+  }
   return text;
 } catch (const std::system_error& error) {
   throw InputError(name + ": cannot read it: " + error.code().message());
 }
 
+std::string read_input_file(const fs::path& path, const IsBinary& is_binary) {
+  const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  return read_text(file.get(), path.string(), is_binary);
+}
+
 }  // namespace
 
-std::string read_file(const fs::path& path) {
-  const UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  return read_text(file.get(), path.string());
-}
+std::string read_file(const fs::path& path) { return read_input_file(path, {}); }
 
 std::string name_of_input(const std::string& input) { return input == "-" ? "standard input" : input; }
 
-std::string read_input(const std::string& input) {
-  return input == "-" ? read_text(STDIN_FILENO, name_of_input(input)) : read_file(input);
+std::string read_input(const std::string& input, const IsBinary& is_binary) {
+  if (input == "-") return read_text(STDIN_FILENO, name_of_input(input), is_binary);
+  return read_input_file(input, is_binary);
 }
 
 void write_file(std::string_view text, const fs::path& path) try {

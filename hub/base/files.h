@@ -2,6 +2,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -11,8 +12,12 @@ namespace kelvane_hub {
 /// or "file:line:column: expected text, found a NUL byte". No more is read then, so that an endless device has an end.
 std::string read_file(const std::filesystem::path& path);
 
-/// The same of what a command is given: "-" is standard input, from where it stands.
-std::string read_input(const std::string& input);
+/// Whether what begins so may have NUL bytes in it.
+using IsBinary = std::function<bool(std::string_view beginning)>;
+
+/// The same of what a command is given: "-" is standard input, from where it stands. Of what `is_binary` NUL bytes are
+/// taken, too.
+std::string read_input(const std::string& input, const IsBinary& is_binary = {});
 
 /// What messages call it.
 std::string name_of_input(const std::string& input);

@@ -50,9 +50,10 @@ struct CheckOptions {
 };
 
 struct ImportOptions {
-  std::string input;   // "-": standard input
-  std::string output;  // "-": standard output
-  std::string from{};  // csv or run; empty: as its content says
+  std::string input;                       // "-": standard input
+  std::string output;                      // "-": standard output
+  std::string from{};                      // csv, run or capture; empty: as its content says
+  std::optional<std::uint32_t> session{};  // of capture only
   // Of csv only.
   std::optional<std::string> profile;  // a path with a slash, or the name of one that is installed
   // As the user wrote them.
@@ -75,7 +76,7 @@ struct SummaryOptions {
 };
 
 struct DiffOptions {
-  std::string before;  // both of a run, a scenario or a drive; "-": standard input
+  std::string before;  // both of a run, a scenario, a drive or a capture; "-": standard input
   std::string after;
   std::optional<double> tolerance;  // seconds; absent: times do not count
 };

@@ -19,11 +19,17 @@ PackedScenario packed_drive(const std::string& name, const std::string& text) {
   return packed;
 }
 
+CapturedRun captured_run(const std::string& name, const std::string& bytes) {
+  const Capture capture = read_capture(bytes, name);
+  if (!capture.cut_off.empty()) (void)std::fputs((capture.cut_off + '\n').c_str(), stderr);
+  return reports_in(capture);
+}
+
 }  // namespace
 
 EvaluatedFile load_evaluated(const std::string& input) {
   const std::string name = name_of_input(input);
-  const std::string text = read_input(input);
+  const std::string text = read_input(input, begins_capture);
   const FileKind kind = kind_of_file(text, name);
   switch (kind) {
     case FileKind::run:
@@ -32,6 +38,8 @@ EvaluatedFile load_evaluated(const std::string& input) {
       return {name, kind, parse_scenario(text, name)};
     case FileKind::drive:
       return {name, kind, packed_drive(name, text)};
+    case FileKind::capture:
+      return {name, kind, captured_run(name, text)};
   }
   return {};
 }

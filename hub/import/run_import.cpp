@@ -8,13 +8,11 @@
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
-#include "hub/import/run_pace.h"
-#include "hub/import/run_sensors.h"
 #include "hub/import/run_summary.h"
 #include "hub/messages/cell_change.h"
 #include "hub/report/payload_truth.h"
 #include "hub/report/run_notes.h"
-#include "hub/scenario/scenario_file.h"
+#include "hub/report/run_times.h"
 #include "hub/wire/frame.h"
 
 namespace kelvane_hub {
@@ -46,22 +44,6 @@ void shorten(Rail& rail, std::size_t size) {
   if (rail.ByteSizeLong() > size && rail.sub() == 0) rail.clear_sub();
 }
 
-void set_stream_type(scenario_sensor& sensor, std::int64_t type) {
-  constexpr std::int32_t stream_type = 16;
-  auto& attributes = *sensor.mutable_attributes();
-  const auto attribute = std::ranges::find(attributes, stream_type, &sns_std_attr::attr_id);
-  attribute->mutable_value()->mutable_values(0)->set_integer(type);
-}
-
-/// Unless it refuses that already.
-void add_refusal(scenario_sensor& sensor, const RunRefusal& told) {
-  const auto& known = sensor.refusals();
-  if (std::ranges::find(known, told.msg_id, &scenario_refusal::msg_id) != known.end()) return;
-  scenario_refusal& refusal = *sensor.add_refusals();
-  refusal.set_msg_id(told.msg_id);
-  refusal.set_error(told.error);
-}
-
 /// What a client asks for, and the scenario waits for.
 struct Waiting {
   RunNote::Kind asked;
@@ -80,21 +62,19 @@ constexpr Waiting waitings[] = {
 
 class RunImport {
  public:
-  RunImport(const Run& run, const std::string& name)
-      : run_(run),
-        name_(name),
-        conduct_(conduct_of(run)),
-        refusals_(refusals_in(run, conduct_)),
-        pace_(pace_of(run, conduct_, name)),
-        summary_(name) {}
+  explicit RunImport(const FoundRun& found)
+      : found_(found),
+        run_(found.run),
+        conduct_(found.conduct),
+        pace_(found.pace),
+        summary_(found.name, run_.place_name) {}
 
   ImportedRun make();
 
  private:
   void add(const RunEvent& event);
   void add_notes(std::size_t line);
-  bool is_refusal(const RunNote& note);
-  void add_sensors();
+  bool is_refusal(std::size_t line);
   void add_remarks();
   void add_cells(const RunEvent& event, const Cells& cells);
   template <class State>
@@ -110,11 +90,10 @@ class RunImport {
   scenario_step& add_step();
   void check_size(std::size_t size, std::size_t line) const;
 
+  const FoundRun& found_;
   const Run& run_;
-  const std::string& name_;
-  Conduct conduct_;
-  const std::vector<RunRefusal> refusals_;
-  const RunPace pace_;
+  const Conduct& conduct_;
+  const RunPace& pace_;
   RunSummary summary_;
   scenario scenario_;
   double now_ = 0;
@@ -126,7 +105,7 @@ class RunImport {
 // ---- the walk ----
 
 ImportedRun RunImport::make() {
-  if (run_.events.empty()) throw InputError(name_ + ": expected a report, found none that is whole");
+  if (run_.events.empty()) throw InputError(found_.name + ": expected a report, found none that is whole");
   for (std::size_t i = 0; i < run_.events.size(); ++i) {
     add_notes(run_.events[i].line);
     now_ = pace_.at[i];
@@ -134,7 +113,7 @@ ImportedRun RunImport::make() {
     add(run_.events[i]);
   }
   add_notes(std::numeric_limits<std::size_t>::max());
-  add_sensors();
+  *scenario_.mutable_sensors() = found_.sensors;
   add_remarks();
   scenario_.set_description(summary_.origin());
   if (std::ranges::any_of(scenario_.steps(), has_bare_cells)) scenario_.set_fill_timestamps(false);
@@ -142,10 +121,15 @@ ImportedRun RunImport::make() {
 }
 
 void RunImport::add(const RunEvent& event) {
+  const auto* const verdict = payload_of<Verdict>(event);
+  if (verdict != nullptr && conduct_.has_set_thresholds) return summary_.add_detour(Detour::verdict, event.line);
+  if (event.payload && !(event.message && has_its_bytes(event))) {
+    return add_raw(event, *event.payload, Detour::foreign_bytes);
+  }
   if (const auto* const cells = payload_of<Cells>(event)) return add_cells(event, *cells);
   if (const auto* const location = payload_of<Location>(event)) return add_location(event, *location);
   if (const auto* const rail = payload_of<Rail>(event)) return add_rail(event, *rail);
-  if (const auto* const verdict = payload_of<Verdict>(event)) return add_verdict(event, *verdict);
+  if (verdict != nullptr) return add_verdict(event, *verdict);
   if (const auto* const calls = payload_of<mox_wwan_event_voice_calls>(event)) {
     return add_state(event, *calls, conduct_.has_asked_for_calls, RunNote::Kind::voice_calls,
                      &scenario_step::set_allocated_voice_calls);
@@ -154,13 +138,18 @@ void RunImport::add(const RunEvent& event) {
     return add_state(event, *states, conduct_.has_asked_for_rrc_states, RunNote::Kind::rrc_states,
                      &scenario_step::set_allocated_rrc_states);
   }
+  if (const auto* const error = payload_of<sns_std_error_event>(event)) {
+    if (!is_refusal(event.line)) *add_step().mutable_error() = *error;
+    return;
+  }
+  add_raw(event, *event.payload, Detour::no_request);
 }
 
 /// Events that have no report, from before `line`: at the time of the report above.
 void RunImport::add_notes(std::size_t line) {
   for (; noted_ < run_.notes.size() && run_.notes[noted_].line < line; ++noted_) {
     const RunNote& note = run_.notes[noted_];
-    if (!is_event(note) || is_refusal(note)) continue;
+    if (!is_event(note) || is_refusal(note.line)) continue;
     const bool is_error = note.kind == RunNote::Kind::error;
     summary_.add_report(is_error ? "error_event" : "unknown event", now_);
     scenario_step& step = add_step();
@@ -172,25 +161,12 @@ void RunImport::add_notes(std::size_t line) {
   }
 }
 
-bool RunImport::is_refusal(const RunNote& note) {
-  const auto told = std::ranges::find(refusals_, note.line, &RunRefusal::line);
-  if (told == refusals_.end()) return false;
-  summary_.add_detour(Detour::refusal, note.line);
+bool RunImport::is_refusal(std::size_t line) {
+  const auto told = std::ranges::find(found_.refusals, line, &RunRefusal::line);
+  if (told == found_.refusals.end()) return false;
+  summary_.add_detour(Detour::refusal, line);
   wait_once(told->asked);
   return true;
-}
-
-/// A scenario without any has those of the built-in one.
-void RunImport::add_sensors() {
-  const auto types = stream_types_in(run_);
-  if (refusals_.empty() && types.empty()) return;
-  *scenario_.mutable_sensors() = built_in_scenario().head().sensors();
-  for (auto& sensor : *scenario_.mutable_sensors()) {
-    if (const auto type = types.find(sensor.data_type()); type != types.end()) set_stream_type(sensor, type->second);
-    for (const RunRefusal& told : refusals_) {
-      if (told.data_type == sensor.data_type()) add_refusal(sensor, told);
-    }
-  }
 }
 
 void RunImport::add_remarks() {
@@ -202,6 +178,7 @@ void RunImport::add_remarks() {
   if (pace_.subscriptions.empty()) {
     summary_.add_remark("no cells at the beginning: a hub begins with a report that subscription 0 has none");
   }
+  for (const std::string& remark : found_.remarks) summary_.add_remark(remark);
 }
 
 // ---- steps ----
@@ -214,7 +191,8 @@ scenario_step& RunImport::add_step() {
 
 void RunImport::check_size(std::size_t size, std::size_t line) const {
   if (size <= most_bytes) return;
-  throw InputError(concat(name_, ":", line, ": expected at most ", most_bytes, " bytes, found a payload of ", size));
+  throw InputError(concat(place_in(run_.place_name, found_.name, line), ": expected at most ", most_bytes,
+                          " bytes, found a payload of ", size));
 }
 
 void RunImport::add_raw(const RunEvent& event, std::string payload, Detour detour) {
@@ -244,7 +222,6 @@ void RunImport::wait_once(RunNote::Kind asked) {
 // ---- each kind ----
 
 void RunImport::add_cells(const RunEvent& event, const Cells& cells) {
-  if (!has_its_bytes(event)) return add_raw(event, *event.payload, Detour::foreign_bytes);
   if (!is_known(cells.sub())) return add_raw(event, *event.payload, Detour::late_subscription);
   check_size(event.payload->size(), event.line);
   const auto before = cells_.find(cells.sub());
@@ -277,7 +254,6 @@ void RunImport::add_rail(const RunEvent& event, Rail rail) {
 }
 
 void RunImport::add_verdict(const RunEvent& event, const Verdict& verdict) {
-  if (conduct_.has_set_thresholds) return summary_.add_detour(Detour::verdict, event.line);
   check_size(*event.payload_size, event.line);
   const bool is_empty = verdict.error() == 0 && event.payload_size < verdict.ByteSizeLong();
   std::string payload = in_size(event, is_empty ? Verdict() : verdict);
@@ -287,7 +263,7 @@ void RunImport::add_verdict(const RunEvent& event, const Verdict& verdict) {
 
 void RunImport::add_location(const RunEvent& event, const Location& location) {
   if (!conduct_.has_asked_for_location) return add_raw(event, *event.payload, Detour::no_request);
-  if (!has_its_bytes(event) || !is_answer(location)) return add_raw(event, *event.payload, Detour::other_answer);
+  if (!is_answer(location)) return add_raw(event, *event.payload, Detour::other_answer);
   for (Cells cells : location.cells()) {
     Cells& known = cells_.at(cells.sub());
     if (!known.has_sub()) cells.clear_sub();
@@ -311,6 +287,13 @@ bool RunImport::is_answer(const Location& location) const {
 
 }  // namespace
 
-ImportedRun to_scenario(const Run& run, const std::string& name) { return RunImport(run, name).make(); }
+ImportedRun to_scenario(const Run& run, const std::string& name) {
+  Conduct conduct = conduct_of(run);
+  const auto refusals = refusals_in(run, conduct);
+  const RunPace pace = pace_of(run, times_of(run), conduct, name);
+  return to_scenario({run, name, conduct, refusals, pace, sensors_in(run, refusals), {}});
+}
+
+ImportedRun to_scenario(const FoundRun& found) { return RunImport(found).make(); }
 
 }  // namespace kelvane_hub

@@ -10,7 +10,6 @@
 #include "hub/base/input_error.h"
 #include "hub/messages/cell_change.h"
 #include "hub/report/payload_truth.h"
-#include "hub/report/run_times.h"
 #include "hub/scenario/seconds.h"
 #include "mox_wwan_test.pb.h"
 
@@ -83,7 +82,8 @@ std::vector<double> seconds_of(const Run& run, const Conduct& conduct, const Run
   const auto& axis = times.axis;
   if (conduct.streams && conduct.rate.value_or(0) > 0) {
     auto at = at_rate(run, *conduct.rate);
-    if (is_alike(at, axis)) return at;
+    // Those of a capture are not of the sensor's clock, by which a sped-up scenario keeps to its rate.
+    if (is_alike(at, axis) || is_alike(at, times_of(run).axis)) return at;
   }
   std::vector<double> at;
   std::ranges::transform(axis, std::back_inserter(at), &RunTime::seconds);
@@ -104,10 +104,9 @@ void add_set_back(RunPace& pace, std::size_t event) {
 
 }  // namespace
 
-RunPace pace_of(const Run& run, const Conduct& conduct, const std::string& name) {
+RunPace pace_of(const Run& run, const RunTimes& times, const Conduct& conduct, const std::string& name) {
   RunPace pace;
   if (run.events.empty()) return pace;
-  const RunTimes times = times_of(run);
   const std::size_t begun = end_of_beginning(run, times.axis, pace.subscriptions);
   pace.at = seconds_of(run, conduct, times);
   double last = 0;
@@ -118,7 +117,7 @@ RunPace pace_of(const Run& run, const Conduct& conduct, const std::string& name)
     if (at < last) add_set_back(pace, i);
     at = last = std::max(at, last);
     if (at <= longest) continue;
-    throw InputError(concat(name, ":", run.events[i].line,
+    throw InputError(concat(place_in(run.place_name, name, run.events[i].line),
                             ": expected a report at most 10000000 seconds after the first, found one after ",
                             shown_seconds(at)));
   }

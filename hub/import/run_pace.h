@@ -10,6 +10,7 @@
 
 #include "hub/report/run.h"
 #include "hub/report/run_notes.h"
+#include "hub/report/run_times.h"
 
 namespace kelvane_hub {
 
@@ -21,8 +22,9 @@ struct RunPace {
   std::vector<std::pair<std::size_t, std::size_t>> set_back;
 };
 
-/// Of a streaming sensor whose rate is known each report gets what it tells half a period before it is due, so that a
-/// client is told the same at that rate. Throws InputError, "name:line: expected …, found …", where a run is too long.
-RunPace pace_of(const Run& run, const Conduct& conduct, const std::string& name);
+/// Of a run with those times. Of a streaming sensor whose rate is known each report gets what it tells half a period
+/// before it is due, so that a client is told the same at that rate. Throws InputError, "name:line: expected …, found
+/// …", where a run is too long.
+RunPace pace_of(const Run& run, const RunTimes& times, const Conduct& conduct, const std::string& name);
 
 }  // namespace kelvane_hub

@@ -1,8 +1,10 @@
 #include "hub/import/run_sensors.h"
 
 #include <algorithm>
+#include <map>
 #include <set>
 
+#include "hub/scenario/scenario_file.h"
 #include "mox_wwan_test.pb.h"
 
 namespace kelvane_hub {
@@ -68,8 +70,7 @@ bool has_report_between(const Run& run, std::size_t from, std::size_t to) {
   return next != run.events.end() && next->line < to;
 }
 
-}  // namespace
-
+/// The sensors that a client configures otherwise than by their names, and how: the stream type, which makes it do so.
 std::map<std::string_view, std::int64_t> stream_types_in(const Run& run) {
   std::map<std::string_view, std::int64_t> types;
   for (const RunNote& note : run.notes) {
@@ -81,6 +82,14 @@ std::map<std::string_view, std::int64_t> stream_types_in(const Run& run) {
   }
   return types;
 }
+
+void set_stream_type(scenario_sensor& sensor, std::int64_t type) {
+  auto& attributes = *sensor.mutable_attributes();
+  const auto attribute = std::ranges::find(attributes, stream_type_attribute, &sns_std_attr::attr_id);
+  attribute->mutable_value()->mutable_values(0)->set_integer(type);
+}
+
+}  // namespace
 
 std::vector<RunRefusal> refusals_in(const Run& run, Conduct& conduct) {
   std::vector<RunRefusal> refusals;
@@ -100,6 +109,27 @@ std::vector<RunRefusal> refusals_in(const Run& run, Conduct& conduct) {
     if (request->has_asked != nullptr) conduct.*request->has_asked = false;
   }
   return refusals;
+}
+
+void add_refusal(scenario_sensor& sensor, const RunRefusal& told) {
+  const auto& known = sensor.refusals();
+  if (std::ranges::find(known, told.msg_id, &scenario_refusal::msg_id) != known.end()) return;
+  scenario_refusal& refusal = *sensor.add_refusals();
+  refusal.set_msg_id(told.msg_id);
+  refusal.set_error(told.error);
+}
+
+Sensors sensors_in(const Run& run, const std::vector<RunRefusal>& refusals) {
+  const auto types = stream_types_in(run);
+  if (refusals.empty() && types.empty()) return {};
+  Sensors sensors = built_in_scenario().head().sensors();
+  for (auto& sensor : sensors) {
+    if (const auto type = types.find(sensor.data_type()); type != types.end()) set_stream_type(sensor, type->second);
+    for (const RunRefusal& told : refusals) {
+      if (told.data_type == sensor.data_type()) add_refusal(sensor, told);
+    }
+  }
+  return sensors;
 }
 
 }  // namespace kelvane_hub

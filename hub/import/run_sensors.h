@@ -3,14 +3,19 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <string_view>
 #include <vector>
 
 #include "hub/report/run.h"
 #include "hub/report/run_notes.h"
+#include "scenario.pb.h"
 
 namespace kelvane_hub {
+
+using Sensors = google::protobuf::RepeatedPtrField<scenario_sensor>;
+
+/// The attribute that makes a client configure a sensor as on-change (1) or streaming (0).
+inline constexpr std::int32_t stream_type_attribute = 16;
 
 struct RunRefusal {
   RunNote::Kind asked;
@@ -20,11 +25,15 @@ struct RunRefusal {
   std::size_t line;  // that tells of the error event
 };
 
-/// The sensors that a client configures otherwise than by their names, and how: the stream type, which makes it do so.
-std::map<std::string_view, std::int64_t> stream_types_in(const Run& run);
-
 /// The error events that come right after a request which nothing else answers in the whole run. Takes back in
 /// `conduct` what has been asked for in vain.
 std::vector<RunRefusal> refusals_in(const Run& run, Conduct& conduct);
+
+/// The sensors that the run speaks to, which refuse that, and are of another stream type than the built-in ones where
+/// the client configures them so. None: they are those of the built-in scenario.
+Sensors sensors_in(const Run& run, const std::vector<RunRefusal>& refusals);
+
+/// The refusal, unless `sensor` refuses such requests already.
+void add_refusal(scenario_sensor& sensor, const RunRefusal& told);
 
 }  // namespace kelvane_hub

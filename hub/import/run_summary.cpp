@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "hub/base/concat.h"
+#include "hub/report/run.h"
 #include "hub/scenario/seconds.h"
 
 namespace kelvane_hub {
@@ -58,9 +59,10 @@ void RunSummary::add_detour(Detour detour, std::size_t line) {
 
 void RunSummary::set_back(std::size_t first_line, std::size_t last_line) {
   const bool is_one = first_line == last_line;
-  remarks_ += concat(run_, ':', first_line, ": the clock went back: ",
-                     is_one ? "the report happens" : concat("the reports up to line ", last_line, " happen"),
-                     " at the time of the one above\n");
+  remarks_ +=
+      concat(place_in(place_name_, run_, first_line), ": the clock went back: ",
+             is_one ? "the report happens" : concat("the reports up to ", place_name_, " ", last_line, " happen"),
+             " at the time of the one above\n");
 }
 
 std::string RunSummary::extent() const {
@@ -79,7 +81,7 @@ std::string RunSummary::text() const {
     for (auto i = static_cast<std::size_t>(fate.first); i <= static_cast<std::size_t>(fate.last); ++i) {
       const auto& [count, line] = detours_[i];
       if (count == 0) continue;
-      list += concat(list.empty() ? ": " : ", ", count, " ", detours[i], " (first in line ", line, ")");
+      list += concat(list.empty() ? ": " : ", ", count, " ", detours[i], " (first in ", place_name_, ' ', line, ")");
     }
     if (!list.empty()) text += concat(run_, ": ", fate.name, list, '\n');
   }

@@ -31,8 +31,8 @@ enum class Detour : std::size_t {
 
 class RunSummary {
  public:
-  /// `run` is the path as errors have it.
-  explicit RunSummary(std::string run) : run_(std::move(run)) {}
+  /// `run` is the path as errors have it, `place_name` what a place in it is.
+  RunSummary(std::string run, std::string_view place_name) : run_(std::move(run)), place_name_(place_name) {}
 
   /// Reports come in their order; `at` is in seconds.
   void add_report(std::string_view kind, double at);
@@ -52,6 +52,7 @@ class RunSummary {
   std::string extent() const;
 
   std::string run_;
+  std::string place_name_;
   std::size_t reports_ = 0;
   double span_ = 0;
   std::vector<std::pair<std::string_view, std::size_t>> kinds_;  // in the order of their first reports

@@ -6,6 +6,7 @@
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/report/run_lines.h"
+#include "hub/wire/capture_file.h"
 #include "scenario.pb.h"
 
 namespace kelvane_hub {
@@ -53,7 +54,8 @@ struct Kind {
   bool (*is_it)(std::string_view text);
 };
 
-constexpr Kind kinds[] = {{FileKind::scenario, "scenario", is_scenario},
+constexpr Kind kinds[] = {{FileKind::capture, "capture", begins_capture},
+                          {FileKind::scenario, "scenario", is_scenario},
                           {FileKind::run, "run", is_run},
                           {FileKind::drive, "drive", is_drive}};
 
@@ -66,7 +68,8 @@ FileKind kind_of_file(std::string_view text, const std::string& name) {
   if (found != std::end(kinds)) return found->kind;
   std::string_view rest = without_blanks(text);
   const auto line = 1 + std::count(text.begin(), text.end() - static_cast<std::ptrdiff_t>(rest.size()), '\n');
-  throw InputError(concat(name, ':', line, ": expected a run of cellscope, a scenario or a drive (CSV), found ",
+  throw InputError(concat(name, ':', line,
+                          ": expected a run of cellscope, a scenario, a capture or a drive (CSV), found ",
                           quoted(take_line(rest))));
 }
 

@@ -8,12 +8,13 @@
 namespace kelvane_hub {
 
 enum class FileKind : std::uint8_t {
+  capture,   // of what hubs and clients have said, or any pcap file
   scenario,  // in protobuf text format
   run,       // an output file of cellscope or a saved console session
   drive,     // the CSV export of a drive-test app
 };
 
-/// "scenario", "run" or "drive".
+/// "capture", "scenario", "run" or "drive".
 std::string_view name_of(FileKind kind);
 
 /// Tells the kind by what stands in `text`, whatever the file is called: the first kind that it looks like, in the

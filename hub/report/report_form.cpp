@@ -48,6 +48,10 @@ std::span<const PrintedField> printed_fields(const Descriptor& type) {
   return found->fields;
 }
 
+bool is_reported(const google::protobuf::Message& message) {
+  return std::ranges::any_of(forms, [&](const Form& form) { return form.type() == message.GetDescriptor(); });
+}
+
 const google::protobuf::Message& part_of(const mox_wwan_cell_info& cell, const Technology& technology,
                                          std::string_view part) {
   const auto* const found = find_part(cell, technology, part);

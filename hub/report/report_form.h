@@ -14,6 +14,9 @@ namespace kelvane_hub {
 /// Throws std::logic_error for a message that is not reported.
 std::span<const PrintedField> printed_fields(const google::protobuf::Descriptor& type);
 
+/// Whether there is a report of such messages.
+bool is_reported(const google::protobuf::Message& message);
+
 /// A part of `cell` as it is printed: an empty one if it is absent.
 const google::protobuf::Message& part_of(const mox_wwan_cell_info& cell, const Technology& technology,
                                          std::string_view part);

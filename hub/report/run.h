@@ -8,8 +8,10 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "hub/base/concat.h"
 #include "hub/messages/catalogue.h"
 
 namespace kelvane_hub {
@@ -18,11 +20,12 @@ namespace kelvane_hub {
 struct RunEvent {
   const MessageKind* kind = nullptr;
   std::size_t line = 0;  // where its report begins, from 1
-  /// What the report says, as a payload of that kind: each value that is printed is set.
+  /// What the report says, as a payload of that kind: each value that is printed is set. Null if nobody knows the kind,
+  /// as may be of captures.
   std::unique_ptr<google::protobuf::Message> message;
   std::optional<std::uint64_t> payload_size;
-  std::optional<std::string> payload;            // its bytes: of cells and cell locations
-  std::optional<std::int64_t> log_time;          // of voice calls and RRC states; seconds
+  std::optional<std::string> payload;            // its bytes: of cells and cell locations, and of all in captures
+  std::optional<std::int64_t> log_time;          // of voice calls, RRC states and all in captures; seconds
   std::vector<std::int64_t> log_times_of_cells;  // one for each cell, of all subscriptions
 };
 
@@ -72,6 +75,7 @@ struct RunNote {
 };
 
 struct Run {
+  std::string_view place_name = "line";  // what `line` counts everywhere here: lines, or the records of a capture
   std::vector<RunEvent> events;
   std::vector<RunNote> notes;
   /// The line at which a report begins that the file does not have to its end, as happens when a run is stopped or the
@@ -87,5 +91,10 @@ struct Run {
   Oddity broken;     // reports that are not as they are printed; they are not among the events
   Oddity glued;      // reports that begin behind other text on their line
 };
+
+/// A place in the file `name`: "run.txt:12", or "run.pcap: record 12".
+inline std::string place_in(std::string_view place_name, const std::string& name, std::size_t line) {
+  return place_name == "line" ? concat(name, ':', line) : concat(name, ": ", place_name, ' ', line);
+}
 
 }  // namespace kelvane_hub

@@ -20,7 +20,7 @@ static_assert(std::endian::native == std::endian::little, "libpcap writes the ho
 constexpr std::uint32_t microsecond_magic = 0xa1b2c3d4;
 constexpr std::size_t most_at_once = 65536;  // bytes: no room is made for what may never come
 
-std::uint64_t number_at(const std::string& bytes, std::size_t begin, std::size_t size) {
+std::uint64_t number_at(std::string_view bytes, std::size_t begin, std::size_t size) {
   std::uint64_t number = 0;
   for (std::size_t i = size; i > 0; --i) number = number << 8 | static_cast<unsigned char>(bytes[begin + i - 1]);
   return number;
@@ -38,12 +38,14 @@ std::size_t read_from(int descriptor, std::span<char> room) {
   }
 }
 
+constexpr std::uint32_t pcapng = 0x0a0d0d0a;
+
+bool is_swapped(std::uint32_t magic) { return magic == 0x4d3cb2a1 || magic == 0xd4c3b2a1; }
+
 /// What else begins so.
 const char* known_as(std::uint32_t magic) {
-  constexpr std::uint32_t pcapng = 0x0a0d0d0a;
   if (magic == pcapng) return " (pcapng; editcap -F nsecpcap makes a pcap file of it)";
-  const bool is_swapped = magic == 0x4d3cb2a1 || magic == 0xd4c3b2a1;
-  return is_swapped ? " (a pcap file of another byte order)" : "";
+  return is_swapped(magic) ? " (a pcap file of another byte order)" : "";
 }
 
 }  // namespace
@@ -185,6 +187,30 @@ void CaptureReader::read_message(const std::string& bytes, std::uint64_t begin, 
   record.session = static_cast<std::uint32_t>(number_at(bytes, 4, 4));
   record.sensor = {number_at(bytes, 8, 8), number_at(bytes, 16, 8)};
   record.message = bytes.substr(capture_record_size);
+}
+
+// ---- as a whole ----
+
+bool begins_capture(std::string_view bytes) {
+  if (bytes.size() < 4) return false;
+  const auto magic = static_cast<std::uint32_t>(number_at(bytes, 0, 4));
+  // Line ends are text as well.
+  if (magic == pcapng) return bytes.substr(4, 4).find('\0') != std::string_view::npos;
+  return magic == capture_magic || magic == microsecond_magic || is_swapped(magic);
+}
+
+Capture read_capture(std::string_view bytes, const std::string& name) {
+  CaptureReader reader(
+      [bytes](std::span<char> room) mutable {
+        const std::size_t size = bytes.copy(room.data(), room.size());
+        bytes.remove_prefix(size);
+        return size;
+      },
+      name);
+  Capture capture;
+  while (auto record = reader.next()) capture.records.push_back(std::move(*record));
+  capture.cut_off = reader.cut_off();
+  return capture;
 }
 
 }  // namespace kelvane_hub

@@ -11,6 +11,8 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "hub/base/unique_fd.h"
 #include "hub/wire/capture_format.h"
@@ -89,5 +91,17 @@ class CaptureReader {
   bool counts_microseconds_ = false;
   std::string cut_off_;
 };
+
+/// Whether bytes that begin so are taken for a capture, as those of any pcap or pcapng file are.
+bool begins_capture(std::string_view bytes);
+
+/// All of a capture.
+struct Capture {
+  std::vector<CaptureRecord> records;
+  std::string cut_off;  // as CaptureReader says it; empty: the capture is whole
+};
+
+/// Reads all of `bytes`. Throws InputError as CaptureReader does.
+Capture read_capture(std::string_view bytes, const std::string& name);
 
 }  // namespace kelvane_hub

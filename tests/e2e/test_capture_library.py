@@ -26,6 +26,20 @@ def records(capture):
     return found
 
 
+def between():
+    """The environment in which the library bears the session library's name."""
+    os.mkdir("between")
+    shutil.copy(LIBRARY, "between/libkelvanesession.so")
+    return {"LD_LIBRARY_PATH": os.path.abspath("between"),
+            "KELVANE_CAPTURE_LIBRARY": str(LIBRARY.with_name("libkelvanesession.so"))}
+
+
+def capturing():
+    """The environment in which a client is captured."""
+    emulated = pathlib.Path(CLIENT).read_bytes().startswith(b"#!")  # the emulator itself would be told to preload it
+    return between() if emulated else {"LD_PRELOAD": str(LIBRARY)}
+
+
 class Relay:
     """Stands between the session library and the hub at hub.sock, and keeps what passes, in the form of records()."""
 
@@ -69,27 +83,18 @@ class Relay:
 
 
 class CaptureLibraryTest(EndToEndTest):
-    def between(self):
-        """The environment in which the library bears the session library's name."""
-        os.mkdir("between")
-        shutil.copy(LIBRARY, "between/libkelvanesession.so")
-        return {"LD_LIBRARY_PATH": os.path.abspath("between"),
-                "KELVANE_CAPTURE_LIBRARY": str(LIBRARY.with_name("libkelvanesession.so"))}
-
     def test_what_passes_is_captured_and_the_client_does_not_notice(self):
         self.serve(EVENTS)
         relay = Relay(self)
-        emulated = pathlib.Path(CLIENT).read_bytes().startswith(b"#!")  # the emulator itself would be told to preload it
-        library = self.between() if emulated else {"LD_PRELOAD": str(LIBRARY)}
         pathlib.Path("run.pcap").write_text("an earlier capture " * 1000)
-        run = whole_run(self, **library, KELVANE_CAPTURE="run.pcap", KELVANE_HUB_SOCKET="relay.sock")
+        run = whole_run(self, **capturing(), KELVANE_CAPTURE="run.pcap", KELVANE_HUB_SOCKET="relay.sock")
         self.expect_golden("automation", run)
         self.assertEqual(relay.all(), records("run.pcap"))
         self.assertEqual({(1, EVENT): 1, (1, REQUEST): 1, (2, EVENT): 5, (2, REQUEST): 2},
                          {stream: len(messages) for stream, messages in relay.passed.items()})
 
     def test_full_disk_is_said_once(self):
-        run = whole_run(self, **self.between(), KELVANE_CAPTURE="/dev/full")
+        run = whole_run(self, **between(), KELVANE_CAPTURE="/dev/full")
         said = "libkelvanecapture: cannot capture into /dev/full: No space left on device\n"
         self.assertEqual(1, run.count(said))
         self.expect_golden("automation", run.replace(said, ""))
@@ -100,6 +105,6 @@ class CaptureLibraryTest(EndToEndTest):
                            (own, "it is this library itself")):
             with self.subTest(named):
                 shutil.rmtree("between", ignore_errors=True)
-                run = self.automation("operation=1", **{**self.between(), "KELVANE_CAPTURE_LIBRARY": named})
+                run = self.automation("operation=1", **{**between(), "KELVANE_CAPTURE_LIBRARY": named})
                 run.says(f"libkelvanecapture: expected a session library behind this one: {why}")
                 run.kill()

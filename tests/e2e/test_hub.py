@@ -372,11 +372,15 @@ class HubTest(EndToEndTest):
              "'Payload size: 0'\n"),
             ("import run.txt -o out --plmn 272-01", 2, "",
              "kelvane-hub import: --plmn: expected a recording in CSV, found a run\n"),
+            ("import run.txt -o out --session 2", 2, "",
+             "kelvane-hub import: --session: expected a capture, found a run\n"),
+            ("import run.txt -o out --from capture", 1, "",
+             "run.txt: byte 0: expected a pcap file, 0xa1b23c4d or 0xa1b2c3d4, found 0x6c796150\n"),
             ("import run.txt -o out --from csv", 1, "",
              "run.txt:1: expected a column Timestamp, found 'Payload size: 2'\n"),
             ("import drive.csv -o out --from run", 1, "", "drive.csv:1: expected the beginning of a report (Payload size: … "
              "or Log Time: …), found 'Timestamp,NetworkMode'\n"),
-            ("import drive.csv -o out --from x", 2, "", "kelvane-hub import: --from: expected csv or run, found 'x'\n"),
+            ("import drive.csv -o out --from x", 2, "", "kelvane-hub import: --from: expected csv, run or capture, found 'x'\n"),
             ("import bad.csv", 2, "", "kelvane-hub import: expected --output FILE.textproto, found none\n"),
             ("check a b", 2, "", "kelvane-hub check: expected nothing more, found 'b'\n"),
             ("report x --fromat csv", 2, "", "kelvane-hub report: expected --help, --format, --output, --strict or --follow, found "

@@ -63,10 +63,12 @@ TEST(AnalysisTest, ContentTellsTheKind) {
       {"Enter -1 to Exit\nPayload size: 4\n", "run"},
       {"# Log Time: 5\n\n steps { at: 0 }", "scenario"},
       {"# nothing\n", "scenario"},
+      {"\x4d\x3c\xb2\xa1", "capture"},
       {"description: 'a, b'", "scenario"},
       {"\n\nTimestamp;NetworkMode\n1;LTE", "drive"},
       {"Key: operation, Value: 1\nRequest Id7\nLog Time: 5, Received voice call", "run"},
-      {"\nnonsense { }\n", "x:2: expected a run of cellscope, a scenario or a drive (CSV), found 'nonsense { }'"},
+      {"\nnonsense { }\n",
+       "x:2: expected a run of cellscope, a scenario, a capture or a drive (CSV), found 'nonsense { }'"},
   };
   for (const auto& [text, kind] : cases) {
     try {

@@ -1,13 +1,15 @@
-// Runs of cellscope as scenarios.
+// Runs of cellscope, and captures, as scenarios.
 
 #include "hub/import/run_import.h"
 
 #include <gtest/gtest.h>
 
 #include "hub/base/input_error.h"
+#include "hub/import/capture_import.h"
 #include "hub/report/payload_truth.h"
 #include "hub/report/run_reader.h"
 #include "hub/scenario/scenario_file.h"
+#include "kelvane_api.pb.h"
 #include "tests/golden.h"
 
 namespace kelvane_hub {
@@ -66,9 +68,10 @@ ImportedRun imported(const std::string& text) {
   return to_scenario(run, "a/run.txt");
 }
 
-/// What comes of a run, and what is said of it; the scenario is one that the hub takes.
-std::string made_of(const std::string& text) try {
-  const auto [content, summary] = imported(text);
+/// What comes of it, and what is said of it; the scenario is one that the hub takes.
+template <class Import>
+std::string made_by(const Import& import) try {
+  const auto [content, summary] = import();
   std::string written = text_of(content);
   EXPECT_EQ(parse_scenario(written, "s").steps_size(), static_cast<std::size_t>(content.steps_size()));
   return written + summary + '\n';
@@ -111,8 +114,104 @@ TEST(RunImport, MakesStepsOfWhatAHubReportsOfItself) {
       "Input given 1\n",
   };
   std::string all;
-  for (const auto& run : runs) all += made_of(run);
+  for (const auto& run : runs) all += made_by([&] { return imported(run); });
   cellscope::test::expect_golden("ImportedRuns", all);
+}
+
+// ---- captures ----
+
+using namespace std::chrono_literals;
+
+const suid lookup{sns_suid_sensor().suid_low(), sns_suid_sensor().suid_high()};
+constexpr suid wwan{1, 2};
+constexpr suid stream{3, 4};
+
+CaptureRecord asked(std::chrono::milliseconds at, std::uint32_t session, suid sensor, std::uint32_t id,
+                    const google::protobuf::Message& payload = sns_std_request()) {
+  sns_client_request_msg request;
+  request.set_msg_id(id);
+  request.mutable_request()->set_payload(payload.SerializeAsString());
+  return {1000s + at, Direction::request, session, sensor, request.SerializeAsString()};
+}
+
+CaptureRecord told(std::chrono::milliseconds at, std::uint32_t session, suid sensor, std::uint32_t id,
+                   const std::string& payload) {
+  sns_client_event_msg delivery;
+  delivery.add_events()->set_msg_id(id);
+  delivery.mutable_events(0)->set_payload(payload);
+  return {1000s + at, Direction::event, session, sensor, delivery.SerializeAsString()};
+}
+
+std::string error_of(int number) {
+  sns_std_error_event error;
+  error.set_error(number);
+  return error.SerializeAsString();
+}
+
+std::string found_for(const char* data_type, const std::vector<suid>& sensors) {
+  sns_suid_event found;
+  found.set_data_type(data_type);
+  for (const suid sensor : sensors) {
+    found.add_suids()->set_suid_low(sensor.suid_low);
+    found.mutable_suids()->rbegin()->set_suid_high(sensor.suid_high);
+  }
+  return found.SerializeAsString();
+}
+
+std::string attributes() {
+  sns_std_attr_event event;
+  event.add_attributes()->set_attr_id(16);
+  event.mutable_attributes(0)->mutable_value()->add_values()->set_integer(1);
+  return event.SerializeAsString();
+}
+
+TEST(CaptureImport, HasTheSensorsTheTimesAndTheBytesOfASession) {
+  mox_wwan_sensor_config registration;
+  registration.set_report_voice_calls(true);
+  mox_wwan_streaming_sensor_config rate;
+  rate.set_sample_rate(2);
+  const std::string cells = made(0, 7, 1).SerializeAsString();
+  mox_wwan_event_voice_calls ringing;
+  ringing.add_calls()->set_call_id(3);
+  const std::vector<CaptureRecord> records = {
+      asked(0ms, 1, lookup, lookup_request),
+      told(100ms, 1, lookup, lookup_event, found_for("wwan", {wwan, {5, 6}})),
+      told(100ms, 1, lookup, lookup_event, found_for("other", {wwan, lookup})),
+      asked(200ms, 2, stream, streaming_config, rate),
+      told(201ms, 2, stream, error_event, error_of(5)),
+      asked(300ms, 3, wwan, attribute_request),
+      told(301ms, 3, wwan, attribute_event, attributes()),
+      asked(400ms, 3, wwan, on_change_config),
+      told(401ms, 3, wwan, cells_event, cells),
+      asked(500ms, 3, wwan, cell_location_query),
+      told(501ms, 3, wwan, error_event, error_of(7)),
+      asked(600ms, 3, wwan, report_registration, registration),
+      told(1701ms, 3, wwan, error_event, error_of(8)),  // too late for an answer
+      told(1702ms, 3, wwan, voice_calls_event, ringing.SerializeAsString()),
+      told(1703ms, 3, wwan, 99, "\xff?"),
+      told(1704ms, 3, wwan, cells_event, cells + "\x78\1"),  // a field that nobody knows
+      told(1600ms, 3, wwan, highspeed_rail_event, "\x18\1"),
+      asked(2000ms, 4, {5, 6}, streaming_config, rate),
+      told(2001ms, 4, {5, 6}, cells_event, made(0, 7, 2).SerializeAsString()),
+      told(2500ms, 4, {5, 6}, cells_event, made(0, 8, 2).SerializeAsString()),
+      told(3000ms, 4, {5, 6}, cells_event, made(0, 8, 2).SerializeAsString()),
+      told(2501ms, 4, {5, 6}, motion_event, ""),
+  };
+  const Capture whole{records, ""};
+  const Capture late{{records.begin() + 17, records.end()}, ""};
+  const std::pair<Capture, std::optional<std::uint32_t>> cases[] = {
+      {whole, {}},
+      {whole, 4},
+      {whole, 2},
+      {late, {}},
+      {{{records.begin(), records.begin() + 3}, ""}, {}},
+      {{{records.begin(), records.begin() + 5}, ""}, {}},
+  };
+  std::string all;
+  for (const auto& [capture, session] : cases) {
+    all += made_by([&] { return to_scenario(capture, "a/run.pcap", session); });
+  }
+  cellscope::test::expect_golden("ImportedCaptures", all);
 }
 
 }  // namespace

@@ -130,6 +130,10 @@ class ReplayTest(EndToEndTest):
                           "phone.pcap: left out: 1 verdicts on thresholds, which a hub makes up itself\n"),
                          (status, ROUTINE.sub("", said)))
         again = self.output("phone", self.begin("phone", "again.textproto", ""), "")
+        pathlib.Path("torn.pcap").write_bytes(pathlib.Path("phone.pcap").read_bytes()[:-3])
+        status, torn, said = self.hub_command("import", "torn.pcap", "-o", "-")
+        self.assertEqual((0, 1), (status, pathlib.Path("again.textproto").read_text().count("steps") - torn.count("steps")))
+        self.assertRegex(said, r"\ntorn.pcap: record 19, byte \d+: expected 49 bytes of a record, found the end after 46\n$")
         self.assertEqual(self.reports(phone), self.reports(again))
 
 

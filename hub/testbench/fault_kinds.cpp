@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <chrono>
 #include <map>
-#include <set>
+#include <vector>
 
 #include "hub/base/concat.h"
 #include "hub/scenario/seconds.h"
@@ -51,18 +51,31 @@ std::string truncate(const scenario_fault& fault, Message& message, Chance&) {
   return cut == 0 ? "" : concat("cut from ", bytes(size), " to ", size - cut);
 }
 
+/// Different ones below `size`, `count` of them at most half of it: so each is found in two tries on average.
+std::vector<bool> few_places(std::size_t count, std::size_t size, Chance& chance) {
+  std::vector<bool> chosen(size);
+  for (std::size_t left = count; left > 0;) {
+    const std::size_t place = chance.draw() % size;
+    if (!chosen[place]) --left;
+    chosen[place] = true;
+  }
+  return chosen;
+}
+
 std::string corrupt(const scenario_fault& fault, Message& message, Chance& chance) {
   const std::size_t size = message.payload.size();
-  std::set<std::size_t> places;
-  while (places.size() < std::min<std::size_t>(fault.corrupt(), size)) {
-    const std::size_t place = chance.draw() % size;
-    if (!places.insert(place).second) continue;
+  const std::size_t count = std::min<std::size_t>(fault.corrupt(), size);
+  // Of many, those are drawn that stay as they are.
+  const bool are_many = count > size / 2;
+  const auto drawn = few_places(are_many ? size - count : count, size, chance);
+  for (std::size_t place = 0; place < size; ++place) {
+    if (drawn[place] == are_many) continue;
     // Never 0: then it would stay as it is.
     constexpr std::uint64_t others = 255;
     const auto change = static_cast<unsigned char>(1 + chance.draw() % others);
     message.payload[place] = static_cast<char>(static_cast<unsigned char>(message.payload[place]) ^ change);
   }
-  return places.empty() ? "" : concat(places.size(), " of its ", bytes(size), " changed");
+  return count == 0 ? "" : concat(count, " of its ", bytes(size), " changed");
 }
 
 std::string add_field(const scenario_fault& fault, Message& message, Chance& chance) {

@@ -95,6 +95,8 @@ bool Faults::is_struck(const Known& known, const Message& message, Chance& chanc
   if (!matches(fault, message)) return false;
   Tally& tally = stream_of(message.link.session, message.direction).tallies[known.number];
   if (tally.matched++ < fault.after()) return false;
+  // Else what is lost would put off the sensors' return again and again.
+  if (fault.has_sensor_gone() && is_gone(message.data_type, message.now)) return false;
   if (fault.has_count() && tally.struck == fault.count()) return false;
   if (fault.has_probability() && !chance.is_so(fault.probability())) return false;
   ++tally.struck;

@@ -3,8 +3,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <optional>
-#include <set>
+#include <ranges>
 #include <utility>
 
 #include "hub/base/chance.h"
@@ -135,9 +136,9 @@ bool Expansion::set_ends(Course& course, const scenario_ramp& ramp) {
 void Expansion::vary(const scenario_step& step, const TextPlace& place) {
   const auto& vary = step.vary();
   ++variations_;
-  if (!(vary.by() >= 1 && vary.by() <= most_by)) {
-    return complain(place,
-                    concat("expected 1 to 1000000000 (by), found ", vary.has_by() ? shown_seconds(vary.by()) : "none"));
+  if (!(vary.by() >= 1 && vary.by() <= most_by && vary.by() == std::round(vary.by()))) {
+    return complain(place, concat("expected a whole number from 1 to 1000000000 (by), found ",
+                                  vary.has_by() ? shown_seconds(vary.by()) : "none"));
   }
   if (vary.over() > 0 && vary.over() <= vary.every()) {
     return complain(place, concat("expected more seconds (over) than every's ", shown_seconds(vary.every()), ", found ",
@@ -167,8 +168,9 @@ std::vector<Expansion::Course> Expansion::courses_of(const Said& said, const sce
   for (const int number : cells_meant(said, kind_of(step), place)) {
     try {
       const auto field = NumberField::find(find_state(said.sub())->cells.cells(number), said.field());
-      courses.push_back(
-          {place, said.sub(), number, said.field(), field, step.at(), step.at() + said.over(), said.every()});
+      // Its moments are in microseconds, and the last of them is the end.
+      const double end = to_microseconds(step.at() + said.over());
+      courses.push_back({place, said.sub(), number, said.field(), field, step.at(), end, said.every()});
     } catch (const InputError& error) {
       complain(place, concat("field: ", error.what()));
       return {};
@@ -237,7 +239,9 @@ void Expansion::play(Course course, double seconds) {
 /// A cell, or a field of it, that a later step has taken away is left alone.
 void Expansion::apply(Course& course, double seconds) {
   State* const state = find_state(course.sub);
-  if (state == nullptr || course.cell >= state->cells.cells_size()) return;
+  if (state == nullptr) return;
+  forget_offset(*state, course);
+  if (course.cell >= state->cells.cells_size()) return;
   Cell& cell = *state->cells.mutable_cells(course.cell);
   if (!course.field.fits(cell)) {
     try {
@@ -250,11 +254,17 @@ void Expansion::apply(Course& course, double seconds) {
     const double part = seconds < course.end ? (seconds - course.begin) / (course.end - course.begin) : 1;
     return course.field.write(cell, course.from + (course.to - course.from) * part);
   }
-  const Place place{course.cell, course.field};
-  state->offsets.erase(place);
   if (seconds >= course.end || !course.field.read(cell)) return;
   Chance chance(seed_(), course.number, static_cast<std::uint64_t>(course.cell), course.moments);
-  state->offsets[place] = static_cast<double>(chance.within(course.by));
+  state->offsets[{course.cell, course.field}][course.number] = static_cast<double>(chance.within(course.by));
+}
+
+/// What it has added so far; others go on.
+void Expansion::forget_offset(State& state, const Course& course) {
+  const auto found = state.offsets.find({course.cell, course.field});
+  if (found == state.offsets.end()) return;
+  found->second.erase(course.number);
+  if (found->second.empty()) state.offsets.erase(found);
 }
 
 /// Null if it was given none.
@@ -277,11 +287,12 @@ void Expansion::emit(State& state, double seconds, const TextPlace& place) {
   scenario_step step;
   step.set_at(seconds);
   *step.mutable_cells() = state.cells;
-  for (const auto& [at, by] : state.offsets) {
+  for (const auto& [at, parts] : state.offsets) {
     const auto& [number, field] = at;
     Cell& cell = *step.mutable_cells()->mutable_cells(number);
     if (!field.fits(cell)) continue;
-    if (const auto value = field.read(cell)) field.write(cell, *value + by);
+    const auto by = std::views::values(parts);
+    if (const auto value = field.read(cell)) field.write(cell, std::accumulate(by.begin(), by.end(), *value));
   }
   if (const std::size_t size = step.ByteSizeLong(); size > most_step_bytes) {
     return complain(place, concat("expected at most ", most_step_bytes, " bytes, found a step of ", size));

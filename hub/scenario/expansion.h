@@ -52,7 +52,8 @@ class Expansion {
     std::size_t said = 0;  // the plain step that has them
     bool is_unpacked = false;
     mox_wwan_event_serving_neighboring_cell_info cells{};  // then, without offsets
-    std::map<Place, double> offsets{};                     // what variations add at the moment
+    // What variations add at the moment, by their number in the file.
+    std::map<Place, std::map<std::uint64_t, double>> offsets{};
   };
 
   /// A ramp or a variation of a field of one cell.
@@ -86,6 +87,7 @@ class Expansion {
   void play_moment(double seconds);
   void play(Course course, double seconds);
   void apply(Course& course, double seconds);
+  static void forget_offset(State& state, const Course& course);
   State* find_state(std::uint32_t sub);
   void emit(State& state, double seconds, const TextPlace& place);
   void doubt(const mox_wwan_cell_info& before, const mox_wwan_cell_info& after, const TextPlace& place);

@@ -83,7 +83,7 @@ TEST(ScenarioFile, MistakesAreNamedWithTheirPlace) {
           "steps { at: 1 ramp { field: 'rsrp' to: 1 over: 1 every: 0 } }\n"
           "steps { at: 1 ramp { field: 'rsrp' to: 1 over: 200 every: 0.001 } }",
       cell +
-          "steps { at: 0 vary { field: 'rsrp' by: 0.5 over: 2 } }\n"
+          "steps { at: 0 vary { field: 'rsrp' by: 1.7 over: 2 } }\n"
           "steps { at: 0 vary { field: 'rsrp' over: 2 } }\n"
           "steps { at: 0 vary { field: 'rsrp' by: 1 over: 1 } }\n"
           "steps { at: 0 vary { field: 'rsrq' by: 1 over: 2 } }\n"

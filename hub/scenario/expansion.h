@@ -29,11 +29,14 @@ class Expansion {
   /// is asked if something varies.
   Expansion(PackedScenario& to, Seed seed, Mistakes* doubts) : to_(to), seed_(std::move(seed)), doubts_(doubts) {}
 
-  /// The next step; it stands at `place`.
-  void take(const scenario_step& step, const TextPlace& place);
+  /// The next step, and where it stands.
+  void take(const scenario_step& step, const TextMessage& text);
 
   /// After the last one: what is left to happen does.
   void finish();
+
+  /// Whether something was wrong with shorthand: then steps are missing.
+  bool has_mistakes() const { return !mistakes_.empty(); }
 
   /// Adds what was wrong with shorthand.
   void tell(Mistakes& mistakes) const;
@@ -76,13 +79,12 @@ class Expansion {
   };
 
   template <class Said>
-  std::vector<int> cells_meant(const Said& said, const std::string& kind, const TextPlace& place);
-  template <class Said>
   std::vector<Course> courses_of(const Said& said, const scenario_step& step, const TextPlace& place);
+  void take_shorthand(const scenario_step& step, const TextPlace& place);
   void change(const scenario_step& step, const TextPlace& place);
   void ramp(const scenario_step& step, const TextPlace& place);
   void vary(const scenario_step& step, const TextPlace& place);
-  bool set_ends(Course& course, const scenario_ramp& ramp);
+  void set_ends(Course& course, const scenario_ramp& ramp);
   void play_until(double seconds);
   void play_moment(double seconds);
   void play(Course course, double seconds);

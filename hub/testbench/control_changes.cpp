@@ -9,6 +9,7 @@
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/change.h"
 #include "hub/scenario/fields.h"
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/scenario_check.h"
@@ -33,6 +34,12 @@ std::string set_fields(google::protobuf::Message& message, const Values& values,
   return text;
 }
 
+void check_plain(const scenario_step& step, Mistakes& mistakes) {
+  ScenarioCheck check;
+  check.check_step(step, {});
+  check.tell(mistakes, true);
+}
+
 scenario_step parse_step(const std::string& text) {
   Mistakes mistakes("step");
   google::protobuf::TextFormat::Parser parser;
@@ -47,9 +54,8 @@ scenario_step parse_step(const std::string& text) {
   }
   if (step.has_at()) mistakes.add({}, "expected no time (at), since it happens now, found one");
   step.set_at(0);
-  ScenarioCheck check;
-  check.check_step(step, {});
-  check.tell(mistakes, true);
+  // What it stands for is checked when that is known.
+  if (!step.has_change()) check_plain(step, mistakes);
   mistakes.throw_if_any();
   return step;
 }
@@ -82,11 +88,25 @@ Control::Answer Control::set(Orders& orders, Time now) {
 Control::Answer Control::step(Orders& orders, Time now) {
   if (orders.text().empty()) throw InputError("expected a step in protobuf text format, found none");
   scenario_step step = parse_step(orders.text());
-  const auto sub = subscription_of(step);
-  if (sub) expect_sub(*sub);
   const std::string kind = kind_of(step);
+  const auto sub = step.has_change() ? step.change().sub() : subscription_of(step);
+  if (sub) expect_sub(*sub);
+  if (step.has_change()) step = changed(step.change());
   apply(std::move(step), now);
   return {concat(when(now), " what=", kind, sub ? concat(" sub=", *sub) : "")};
+}
+
+/// The plain step that it stands for.
+scenario_step Control::changed(const scenario_change& change) const {
+  Cells cells = cells_of(change.sub());
+  (void)apply_change(change, cells);
+  scenario_step step;
+  step.set_at(0);
+  *step.mutable_cells() = std::move(cells);
+  Mistakes mistakes("step");
+  check_plain(step, mistakes);
+  mistakes.throw_if_any();
+  return step;
 }
 
 Control::Answer Control::call(Orders& orders, Time now) {

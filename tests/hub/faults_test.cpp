@@ -229,8 +229,8 @@ TEST(Faults, CanBeAddedAndEndAndAreExplained) {
   bench.advance(1);
   EXPECT_EQ(bench.received(), "1281:16 0, 130:8 1, 130:8 3, 130:8 2, 130:8 4, ");
   EXPECT_EQ(bench.explained(),
-            "session 1, event 1 (error_event): fault 1: 1.5 s late\n"
-            "session 1, event 3 (error_event): fault 2: the sensor wwan is gone\n");
+            "session 1, event 3 (error_event): fault 1: 1.5 s late\n"
+            "session 1, event 5 (error_event): fault 2: the sensor wwan is gone\n");
   bench.ask(attribute_request);
   EXPECT_EQ(bench.received(), "130:8 3, ");
   bench.performance().faults().clear();

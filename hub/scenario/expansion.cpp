@@ -31,9 +31,6 @@ constexpr double shortest = 0.001;  // seconds
 constexpr double longest = 1e7;     // likewise, as of a scenario
 constexpr double most_by = 1e9;
 
-/// Without what adding up leaves in the last digits.
-double to_microseconds(double seconds) { return std::round(seconds * 1e6) / 1e6; }
-
 template <class Said>
 void check_times(const Said& said, double begin) {
   if (!(said.over() > 0 && begin + said.over() <= longest)) {

@@ -1,7 +1,5 @@
 // The commands that make something happen to the modem: each makes a step.
 
-#include <google/protobuf/text_format.h>
-
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -13,7 +11,7 @@
 #include "hub/scenario/fields.h"
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/scenario_check.h"
-#include "hub/scenario/scenario_reader.h"
+#include "hub/scenario/short_text.h"
 #include "hub/scenario/step.h"
 #include "hub/testbench/control.h"
 
@@ -42,12 +40,8 @@ void check_plain(const scenario_step& step, Mistakes& mistakes) {
 
 scenario_step parse_step(const std::string& text) {
   Mistakes mistakes("step");
-  google::protobuf::TextFormat::Parser parser;
-  parser.SetRecursionLimit(deepest_nesting);
-  parser.RecordErrorsTo(&mistakes);
   scenario_step step;
-  (void)parser.ParseFromString(text, &step);
-  mistakes.throw_if_any();
+  parse_short_text(text, mistakes.file(), step);
   if (step.has_expect() || step.has_wait_for()) {
     mistakes.add({}, "expected something that happens to the modem, found expect or wait_for, for scenarios only");
     mistakes.throw_if_any();

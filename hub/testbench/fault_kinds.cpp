@@ -4,7 +4,6 @@
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
 #include <algorithm>
-#include <chrono>
 #include <map>
 #include <vector>
 
@@ -14,8 +13,6 @@
 namespace kelvane_hub {
 namespace {
 
-Time in_time(double seconds) { return std::chrono::round<Time>(std::chrono::duration<double>(seconds)); }
-
 std::string bytes(std::size_t count) { return concat(count, count == 1 ? " byte" : " bytes"); }
 
 std::string drop(const scenario_fault&, Message& message, Chance&) {
@@ -24,7 +21,7 @@ std::string drop(const scenario_fault&, Message& message, Chance&) {
 }
 
 std::string delay_by(double seconds, Message& message) {
-  message.delay += in_time(seconds);
+  message.delay += to_time(seconds);
   return concat(shown_seconds(seconds), " s late");
 }
 
@@ -107,7 +104,7 @@ std::string refuse(const scenario_fault& fault, Message& message, Chance&) {
 
 std::string lose_sensor(const scenario_fault& fault, Message& message, Chance&) {
   const auto& gone = fault.sensor_gone();
-  message.gone_until = gone.has_back_after() ? message.now + in_time(gone.back_after()) : Time::max();
+  message.gone_until = gone.has_back_after() ? message.now + to_time(gone.back_after()) : Time::max();
   return concat("the sensor ", message.data_type, " is gone",
                 gone.has_back_after() ? concat(" for ", shown_seconds(gone.back_after()), " s") : "");
 }

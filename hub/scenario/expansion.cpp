@@ -5,7 +5,6 @@
 #include <limits>
 #include <numeric>
 #include <optional>
-#include <ranges>
 #include <utility>
 
 #include "hub/base/chance.h"
@@ -246,8 +245,9 @@ void Expansion::emit(State& state, double seconds, const TextPlace& place) {
     const auto& [number, field] = at;
     Cell& cell = *step.mutable_cells()->mutable_cells(number);
     if (!field.fits(cell)) continue;
-    const auto by = std::views::values(parts);
-    if (const auto value = field.read(cell)) field.write(cell, std::accumulate(by.begin(), by.end(), *value));
+    const auto add = [](double sum, const auto& part) { return sum + part.second; };
+    if (const auto value = field.read(cell))
+      field.write(cell, std::accumulate(parts.begin(), parts.end(), *value, add));
   }
   if (const std::size_t size = step.ByteSizeLong(); size > most_step_bytes) {
     return complain(place, concat("expected at most ", most_step_bytes, " bytes, found a step of ", size));

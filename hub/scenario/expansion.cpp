@@ -3,13 +3,14 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <optional>
-#include <set>
 #include <utility>
 
 #include "hub/base/chance.h"
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
+#include "hub/scenario/change.h"
 #include "hub/scenario/plausibility.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/seconds.h"
@@ -29,41 +30,37 @@ constexpr double shortest = 0.001;  // seconds
 constexpr double longest = 1e7;     // likewise, as of a scenario
 constexpr double most_by = 1e9;
 
-/// Without what adding up leaves in the last digits.
-double to_microseconds(double seconds) { return std::round(seconds * 1e6) / 1e6; }
-
-void forget_timestamps(Cells& cells) {
-  for (auto& cell : *cells.mutable_cells()) cell.clear_timestamp();
-}
-
-/// What is wrong with when a ramp or variation happens; empty: nothing.
 template <class Said>
-std::string wrong_times(const Said& said, double begin) {
+void check_times(const Said& said, double begin) {
   if (!(said.over() > 0 && begin + said.over() <= longest)) {
-    return concat("expected more than 0 seconds (over), up to 10000000 at the most, found ",
-                  said.has_over() ? shown_seconds(said.over()) : "none");
+    throw ShorthandError("over", concat("expected more than 0 seconds (over), up to 10000000 at the most, found ",
+                                        said.has_over() ? shown_seconds(said.over()) : "none"));
   }
-  if (said.every() >= shortest && said.every() <= longest) return "";
-  return concat("expected 0.001 to 10000000 seconds (every), found ", shown_seconds(said.every()));
+  if (said.every() >= shortest && said.every() <= longest) return;
+  throw ShorthandError("every",
+                       concat("expected 0.001 to 10000000 seconds (every), found ", shown_seconds(said.every())));
 }
 
 }  // namespace
 
-void Expansion::take(const scenario_step& step, const TextPlace& place) {
+void Expansion::take(const scenario_step& step, const TextMessage& text) {
   if (!courses_.empty()) play_until(step.at());
-  switch (step.what_case()) {
-    case scenario_step::kChange:
-      return change(step, place);
-    case scenario_step::kRamp:
-      return ramp(step, place);
-    case scenario_step::kVary:
-      return vary(step, place);
-    case scenario_step::kCells:
-      states_[step.cells().sub()] = {to_.steps_size()};
-      [[fallthrough]];
-    default:
-      return to_.add_step(step);
+  if (step.has_cells()) states_[step.cells().sub()] = {to_.steps_size()};
+  if (!is_shorthand(step)) return to_.add_step(step);
+  to_.note_shorthand(kind_of(step));
+  try {
+    take_shorthand(step, text.place);
+  } catch (const ShorthandError& error) {
+    const auto messages = messages_in(text.body, kind_of(step));
+    const auto place = messages.empty() ? std::nullopt : place_in(messages.front().body, error.field());
+    complain(place.value_or(text.place), error.what());
   }
+}
+
+void Expansion::take_shorthand(const scenario_step& step, const TextPlace& place) {
+  if (step.has_change()) return change(step, place);
+  if (step.has_ramp()) return ramp(step, place);
+  vary(step, place);
 }
 
 void Expansion::finish() { play_until(std::numeric_limits<double>::infinity()); }
@@ -74,32 +71,17 @@ void Expansion::tell(Mistakes& mistakes) const {
 
 void Expansion::change(const scenario_step& step, const TextPlace& place) {
   const auto& change = step.change();
-  to_.note_shorthand(kind_of(step));
-  if (!change.has_set() && change.clear().empty()) {
-    complain(place, "expected what is set or cleared (set, clear), found a change without it");
-  }
-  const std::vector<int> meant = cells_meant(change, kind_of(step), place);
-  if (meant.empty()) return;
-  State& state = *find_state(change.sub());
-  forget_timestamps(state.cells);
-  for (const int number : meant) {
-    Cell& cell = *state.cells.mutable_cells(number);
-    const Cell before = cell;
-    try {
-      for (const auto& name : change.clear()) set_field(cell, name, "");
-    } catch (const InputError& error) {
-      return complain(place, concat("clear: ", error.what()));
-    }
-    cell.MergeFrom(change.set());
-    doubt(before, cell, place);
-  }
-  emit(state, step.at(), place);
+  State* const state = find_state(change.sub());
+  Cells cells = state == nullptr ? Cells() : state->cells;
+  for (const int number : apply_change(change, cells)) doubt(state->cells.cells(number), cells.cells(number), place);
+  state->cells = std::move(cells);
+  emit(*state, step.at(), place);
 }
 
 void Expansion::ramp(const scenario_step& step, const TextPlace& place) {
   const auto& ramp = step.ramp();
   for (Course& course : courses_of(ramp, step, place)) {
-    if (!set_ends(course, ramp)) return;
+    set_ends(course, ramp);
     if (doubts_ != nullptr) {
       const Cell& before = find_state(course.sub)->cells.cells(course.cell);
       Cell after = before;
@@ -112,40 +94,38 @@ void Expansion::ramp(const scenario_step& step, const TextPlace& place) {
   if (ramp.has_from()) play_until(step.at());
 }
 
-/// Returns false if one of them is wrong.
-bool Expansion::set_ends(Course& course, const scenario_ramp& ramp) {
+void Expansion::set_ends(Course& course, const scenario_ramp& ramp) {
   const auto value = course.field.read(find_state(course.sub)->cells.cells(course.cell));
-  if (!ramp.has_to()) {
-    complain(course.place, "expected a value to go to (to), found a ramp without one");
-  } else if (!ramp.has_from() && !value) {
-    complain(course.place, concat("expected a value to go from (from), since ", course.name, " is absent, found none"));
-  } else if (ramp.has_from() && !course.field.holds(ramp.from())) {
-    complain(course.place,
-             concat("from: expected ", course.field.what_it_takes(), ", found ", shown_seconds(ramp.from())));
-  } else if (!course.field.holds(ramp.to())) {
-    complain(course.place, concat("to: expected ", course.field.what_it_takes(), ", found ", shown_seconds(ramp.to())));
-  } else {
-    course.from = ramp.has_from() ? ramp.from() : *value;
-    course.to = ramp.to();
-    return true;
+  if (!ramp.has_to()) throw ShorthandError("", "expected a value to go to (to), found a ramp without one");
+  if (!ramp.has_from() && !value) {
+    throw ShorthandError("field",
+                         concat("expected a value to go from (from), since ", course.name, " is absent, found none"));
   }
-  return false;
+  const auto expect_in_range = [&course](const char* name, double end) {
+    if (course.field.holds(end)) return;
+    throw ShorthandError(name,
+                         concat(name, ": expected ", course.field.what_it_takes(), ", found ", shown_seconds(end)));
+  };
+  if (ramp.has_from()) expect_in_range("from", ramp.from());
+  expect_in_range("to", ramp.to());
+  course.from = ramp.has_from() ? ramp.from() : *value;
+  course.to = ramp.to();
 }
 
 void Expansion::vary(const scenario_step& step, const TextPlace& place) {
   const auto& vary = step.vary();
   ++variations_;
-  if (!(vary.by() >= 1 && vary.by() <= most_by)) {
-    return complain(place,
-                    concat("expected 1 to 1000000000 (by), found ", vary.has_by() ? shown_seconds(vary.by()) : "none"));
+  if (!(vary.by() >= 1 && vary.by() <= most_by && vary.by() == std::round(vary.by()))) {
+    throw ShorthandError("by", concat("expected a whole number from 1 to 1000000000 (by), found ",
+                                      vary.has_by() ? shown_seconds(vary.by()) : "none"));
   }
   if (vary.over() > 0 && vary.over() <= vary.every()) {
-    return complain(place, concat("expected more seconds (over) than every's ", shown_seconds(vary.every()), ", found ",
-                                  shown_seconds(vary.over())));
+    throw ShorthandError("over", concat("expected more seconds (over) than every's ", shown_seconds(vary.every()),
+                                        ", found ", shown_seconds(vary.over())));
   }
   for (Course& course : courses_of(vary, step, place)) {
     if (!course.field.read(find_state(course.sub)->cells.cells(course.cell))) {
-      return complain(place, concat("expected a value of ", course.name, " that can vary, found none"));
+      throw ShorthandError("field", concat("expected a value of ", course.name, " that can vary, found none"));
     }
     course.by = static_cast<std::int64_t>(vary.by());
     course.number = variations_;
@@ -154,54 +134,30 @@ void Expansion::vary(const scenario_step& step, const TextPlace& place) {
   }
 }
 
-/// Empty if there is something wrong. Of a subscription and cells that are there, and with a field of theirs.
+/// Of a subscription and cells that are there, and with a field of theirs.
 template <class Said>
 std::vector<Expansion::Course> Expansion::courses_of(const Said& said, const scenario_step& step,
                                                      const TextPlace& place) {
-  to_.note_shorthand(kind_of(step));
-  if (const auto wrong = wrong_times(said, step.at()); !wrong.empty()) {
-    complain(place, wrong);
-    return {};
-  }
+  check_times(said, step.at());
+  const State* const state = find_state(said.sub());
   std::vector<Course> courses;
-  for (const int number : cells_meant(said, kind_of(step), place)) {
+  for (const int number : cells_meant(said, kind_of(step), state == nullptr ? 0 : state->cells.cells_size())) {
     try {
-      const auto field = NumberField::find(find_state(said.sub())->cells.cells(number), said.field());
-      courses.push_back(
-          {place, said.sub(), number, said.field(), field, step.at(), step.at() + said.over(), said.every()});
+      const auto field = NumberField::find(state->cells.cells(number), said.field());
+      // Its moments are in microseconds, and the last of them is the end.
+      const double end = to_microseconds(step.at() + said.over());
+      courses.push_back({place, said.sub(), number, said.field(), field, step.at(), end, said.every()});
     } catch (const InputError& error) {
-      complain(place, concat("field: ", error.what()));
-      return {};
+      throw ShorthandError("field", concat("field: ", error.what()));
     }
   }
   const double moments = moments_ + std::ceil(said.over() / said.every()) * static_cast<double>(courses.size());
   if (moments > most_moments) {
-    complain(place,
-             concat("expected at most 100000 steps of all ramps and variations, found ", shown_seconds(moments)));
-    return {};
+    throw ShorthandError(
+        "", concat("expected at most 100000 steps of all ramps and variations, found ", shown_seconds(moments)));
   }
   moments_ = moments;
   return courses;
-}
-
-/// The numbers of the cells; none if that is a mistake.
-template <class Said>
-std::vector<int> Expansion::cells_meant(const Said& said, const std::string& kind, const TextPlace& place) {
-  const State* const state = find_state(said.sub());
-  const int count = state == nullptr ? 0 : state->cells.cells_size();
-  std::vector<int> meant;
-  if (count == 0) {
-    complain(place, concat("expected cells of subscription ", said.sub(), " before its ", kind, ", found none"));
-  } else if (said.has_cell() && said.all_cells()) {
-    complain(place, "expected cell or all_cells, found both");
-  } else if (said.cell() >= static_cast<std::uint32_t>(count)) {
-    complain(place, concat("expected a cell from 0 to ", count - 1, ", found ", said.cell()));
-  } else if (said.all_cells()) {
-    for (int i = 0; i < count; ++i) meant.push_back(i);
-  } else {
-    meant.push_back(static_cast<int>(said.cell()));
-  }
-  return meant;
 }
 
 void Expansion::play_until(double seconds) {
@@ -237,7 +193,9 @@ void Expansion::play(Course course, double seconds) {
 /// A cell, or a field of it, that a later step has taken away is left alone.
 void Expansion::apply(Course& course, double seconds) {
   State* const state = find_state(course.sub);
-  if (state == nullptr || course.cell >= state->cells.cells_size()) return;
+  if (state == nullptr) return;
+  forget_offset(*state, course);
+  if (course.cell >= state->cells.cells_size()) return;
   Cell& cell = *state->cells.mutable_cells(course.cell);
   if (!course.field.fits(cell)) {
     try {
@@ -250,11 +208,17 @@ void Expansion::apply(Course& course, double seconds) {
     const double part = seconds < course.end ? (seconds - course.begin) / (course.end - course.begin) : 1;
     return course.field.write(cell, course.from + (course.to - course.from) * part);
   }
-  const Place place{course.cell, course.field};
-  state->offsets.erase(place);
   if (seconds >= course.end || !course.field.read(cell)) return;
   Chance chance(seed_(), course.number, static_cast<std::uint64_t>(course.cell), course.moments);
-  state->offsets[place] = static_cast<double>(chance.within(course.by));
+  state->offsets[{course.cell, course.field}][course.number] = static_cast<double>(chance.within(course.by));
+}
+
+/// What it has added so far; others go on.
+void Expansion::forget_offset(State& state, const Course& course) {
+  const auto found = state.offsets.find({course.cell, course.field});
+  if (found == state.offsets.end()) return;
+  found->second.erase(course.number);
+  if (found->second.empty()) state.offsets.erase(found);
 }
 
 /// Null if it was given none.
@@ -277,11 +241,13 @@ void Expansion::emit(State& state, double seconds, const TextPlace& place) {
   scenario_step step;
   step.set_at(seconds);
   *step.mutable_cells() = state.cells;
-  for (const auto& [at, by] : state.offsets) {
+  for (const auto& [at, parts] : state.offsets) {
     const auto& [number, field] = at;
     Cell& cell = *step.mutable_cells()->mutable_cells(number);
     if (!field.fits(cell)) continue;
-    if (const auto value = field.read(cell)) field.write(cell, *value + by);
+    const auto add = [](double sum, const auto& part) { return sum + part.second; };
+    if (const auto value = field.read(cell))
+      field.write(cell, std::accumulate(parts.begin(), parts.end(), *value, add));
   }
   if (const std::size_t size = step.ByteSizeLong(); size > most_step_bytes) {
     return complain(place, concat("expected at most ", most_step_bytes, " bytes, found a step of ", size));

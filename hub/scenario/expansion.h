@@ -29,11 +29,14 @@ class Expansion {
   /// is asked if something varies.
   Expansion(PackedScenario& to, Seed seed, Mistakes* doubts) : to_(to), seed_(std::move(seed)), doubts_(doubts) {}
 
-  /// The next step; it stands at `place`.
-  void take(const scenario_step& step, const TextPlace& place);
+  /// The next step, and where it stands.
+  void take(const scenario_step& step, const TextMessage& text);
 
   /// After the last one: what is left to happen does.
   void finish();
+
+  /// Whether something was wrong with shorthand: then steps are missing.
+  bool has_mistakes() const { return !mistakes_.empty(); }
 
   /// Adds what was wrong with shorthand.
   void tell(Mistakes& mistakes) const;
@@ -52,7 +55,8 @@ class Expansion {
     std::size_t said = 0;  // the plain step that has them
     bool is_unpacked = false;
     mox_wwan_event_serving_neighboring_cell_info cells{};  // then, without offsets
-    std::map<Place, double> offsets{};                     // what variations add at the moment
+    // What variations add at the moment, by their number in the file.
+    std::map<Place, std::map<std::uint64_t, double>> offsets{};
   };
 
   /// A ramp or a variation of a field of one cell.
@@ -75,17 +79,17 @@ class Expansion {
   };
 
   template <class Said>
-  std::vector<int> cells_meant(const Said& said, const std::string& kind, const TextPlace& place);
-  template <class Said>
   std::vector<Course> courses_of(const Said& said, const scenario_step& step, const TextPlace& place);
+  void take_shorthand(const scenario_step& step, const TextPlace& place);
   void change(const scenario_step& step, const TextPlace& place);
   void ramp(const scenario_step& step, const TextPlace& place);
   void vary(const scenario_step& step, const TextPlace& place);
-  bool set_ends(Course& course, const scenario_ramp& ramp);
+  void set_ends(Course& course, const scenario_ramp& ramp);
   void play_until(double seconds);
   void play_moment(double seconds);
   void play(Course course, double seconds);
   void apply(Course& course, double seconds);
+  static void forget_offset(State& state, const Course& course);
   State* find_state(std::uint32_t sub);
   void emit(State& state, double seconds, const TextPlace& place);
   void doubt(const mox_wwan_cell_info& before, const mox_wwan_cell_info& after, const TextPlace& place);

@@ -15,6 +15,14 @@ namespace {
 // Keeps scenario time in nanoseconds, slowed down by the slowest speed, well inside 64 bits.
 constexpr double longest = 1e7;
 
+/// Those that there are; of a scenario that lists none, those of the hub that plays it.
+std::set<std::string> data_types_of(const scenario& head) {
+  if (head.sensors().empty()) return {"wwan", "wwan_stream"};
+  std::set<std::string> types;
+  for (const auto& sensor : head.sensors()) types.insert(sensor.data_type());
+  return types;
+}
+
 std::size_t size_of_answer(const scenario_sensor& sensor) {
   sns_std_attr_event answer;
   *answer.mutable_attributes() = sensor.attributes();
@@ -42,11 +50,11 @@ void ScenarioCheck::check_step(const scenario_step& step, const TextPlace& place
   }
 }
 
-void ScenarioCheck::check_part(const scenario& head, const HeadPlaces& places, double last_time) {
+void ScenarioCheck::check_part(const scenario& head, const HeadPlaces& places, std::optional<double> last_time) {
   const double start = head.start();
   const double duration = head.duration();
-  if (head.has_start() && !(start >= 0 && start <= last_time)) {
-    complain(places.start, concat("expected 0 seconds to the last step's ", shown_seconds(last_time),
+  if (head.has_start() && last_time && !(start >= 0 && start <= *last_time)) {
+    complain(places.start, concat("expected 0 seconds to the last step's ", shown_seconds(*last_time),
                                   " (start), found ", shown_seconds(start)));
   }
   if (!head.has_duration()) return;
@@ -107,9 +115,7 @@ void ScenarioCheck::check_requests(const google::protobuf::RepeatedPtrField<scen
 
 /// What is asked of a sensor that there is not never comes.
 void ScenarioCheck::check_asked(const scenario& head) {
-  std::set<std::string> known;
-  for (const auto& sensor : head.sensors()) known.insert(sensor.data_type());
-  if (head.sensors().empty()) known = {"wwan", "wwan_stream"};
+  const auto known = data_types_of(head);
   for (const auto& [sensor, place] : asked_) {
     if (!known.contains(sensor)) complain(place, "expected a sensor of the scenario, found '" + sensor + "'");
   }
@@ -161,10 +167,7 @@ void ScenarioCheck::check_sensor(const scenario_sensor& sensor, std::size_t inde
 }
 
 void ScenarioCheck::check_faults(const scenario& head, const std::vector<TextPlace>& places) {
-  FaultSurroundings surroundings{{}, raw_events_};
-  for (const auto& sensor : head.sensors()) surroundings.data_types.insert(sensor.data_type());
-  // Those of a hub whose scenario lists none.
-  if (head.sensors().empty()) surroundings.data_types = {"wwan", "wwan_stream"};
+  const FaultSurroundings surroundings{data_types_of(head), raw_events_};
   for (std::size_t i = 0; i < places.size(); ++i) {
     for (auto& mistake : mistakes_in(head.faults(static_cast<int>(i)), surroundings)) {
       complain(places[i], std::move(mistake));

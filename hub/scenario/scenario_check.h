@@ -38,8 +38,8 @@ class ScenarioCheck {
   /// The same for one that is shorthand; Expansion checks the rest of it.
   void check_shorthand(const scenario_step& step, const TextPlace& place) { check_time(step, place); }
 
-  /// After the steps, the last of which is at `last_time`: whether a part of it can be played.
-  void check_part(const scenario& head, const HeadPlaces& places, double last_time);
+  /// After the steps, the last of which is at `last_time`, if that is known: whether a part of it can be played.
+  void check_part(const scenario& head, const HeadPlaces& places, std::optional<double> last_time);
 
   /// Then the rest, with the time of the last step that is played.
   void check_head(const scenario& head, const HeadPlaces& places, double last_time);

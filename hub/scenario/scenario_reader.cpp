@@ -133,20 +133,22 @@ class Reader {
     const scenario_step& parsed = parsed_.steps(0);
     is_shorthand(parsed) ? check_.check_shorthand(parsed, step.place) : check_.check_step(parsed, step.place);
     if (doubts_ != nullptr) check_plausibility(parsed, step.body, *doubts_);
-    expansion_.take(parsed, step.place);
+    expansion_.take(parsed, step);
   }
 
   void read_head() {
     scenario head;
     if (!parser_.parse(head_text_, head)) well_formed_ = false;
     if (!well_formed_) return;
-    check_.check_part(head, places_, read_.last_time());
+    // Where steps are missing, what is wrong with them is told first.
+    const bool are_all_there = !expansion_.has_mistakes();
+    check_.check_part(head, places_, are_all_there ? std::optional(read_.last_time()) : std::nullopt);
     read_.set_head(std::move(head));
     const bool is_part = read_.head().has_start() || read_.head().has_duration();
-    // Of steps in which nothing happens no part can be made, and what is wrong with them is told first.
-    const bool can_cut = mistakes_.empty() && check_.empty();
+    // Likewise of steps in which nothing happens no part can be made.
+    const bool can_cut = are_all_there && mistakes_.empty() && check_.empty();
     if (is_part && can_cut) read_ = part_of(read_);
-    check_.check_head(read_.head(), places_, is_part && !can_cut ? 0 : read_.last_time());
+    check_.check_head(read_.head(), places_, !are_all_there || (is_part && !can_cut) ? 0 : read_.last_time());
   }
 
   Mistakes mistakes_;

@@ -223,4 +223,12 @@ std::vector<TextMessage> messages_in(const TextPart& body, std::string_view name
   return found;
 }
 
+std::optional<TextPlace> place_in(const TextPart& body, std::string_view name) {
+  FieldScanner fields(inside(body));
+  while (const auto field = fields.next()) {
+    if (field->name == name) return field->whole.begin;
+  }
+  return {};
+}
+
 }  // namespace kelvane_hub

@@ -54,4 +54,7 @@ std::optional<std::vector<TextMessage>> messages_of(const TextField& field);
 /// All messages of the fields of that name within the message `body`.
 std::vector<TextMessage> messages_in(const TextPart& body, std::string_view name);
 
+/// Where the first field of that name stands within the message `body`.
+std::optional<TextPlace> place_in(const TextPart& body, std::string_view name);
+
 }  // namespace kelvane_hub

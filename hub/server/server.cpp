@@ -39,6 +39,7 @@ Performance& Server::play(PackedScenario played, Pace pace, Judge::Tell tell, st
     simulator.watch(explainer_);
     explain_faults();
   }
+  announcer_.follow(performance_->timeline());
   if (talk_.announce) simulator.watch(announcer_);
   greet_due_.reset();
   if (controllers_)

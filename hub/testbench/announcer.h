@@ -1,9 +1,9 @@
 // Says when a scenario is over.
 #pragma once
 
-#include <cstddef>
 #include <utility>
 
+#include "hub/scenario/timeline.h"
 #include "hub/simulator/watcher.h"
 #include "hub/testbench/say.h"
 
@@ -13,13 +13,15 @@ class Announcer final : public Watcher {
  public:
   explicit Announcer(Say say) : say_(std::move(say)) {}
 
-  void on_step(const scenario_step& /*step*/, Time /*now*/) override { ++steps_; }
-  void on_rewind() override { steps_ = 0; }
+  /// Whose steps are counted from now on; outlives what this object watches.
+  void follow(const Timeline& timeline) { timeline_ = &timeline; }
+
+  /// To be called when there is a scenario to follow.
   void on_end(ScenarioTime time) override;
 
  private:
   Say say_;
-  std::size_t steps_ = 0;
+  const Timeline* timeline_ = nullptr;
 };
 
 }  // namespace kelvane_hub

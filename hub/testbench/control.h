@@ -73,6 +73,7 @@ class Control {
   void expect_sub(std::uint32_t sub) const;
   std::size_t take_cell(Orders& orders, const Cells& cells) const;
   Cells cells_of(std::uint32_t sub) const;
+  scenario_step changed(const scenario_change& change) const;
   void expect_under_way() const;
   void apply(scenario_step step, Time now);
   FaultSurroundings surroundings_of(const scenario_fault& fault) const;

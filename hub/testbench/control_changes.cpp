@@ -1,7 +1,5 @@
 // The commands that make something happen to the modem: each makes a step.
 
-#include <google/protobuf/text_format.h>
-
 #include <algorithm>
 #include <cmath>
 #include <utility>
@@ -9,10 +7,11 @@
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/change.h"
 #include "hub/scenario/fields.h"
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/scenario_check.h"
-#include "hub/scenario/scenario_reader.h"
+#include "hub/scenario/short_text.h"
 #include "hub/scenario/step.h"
 #include "hub/testbench/control.h"
 
@@ -33,23 +32,24 @@ std::string set_fields(google::protobuf::Message& message, const Values& values,
   return text;
 }
 
+void check_plain(const scenario_step& step, Mistakes& mistakes) {
+  ScenarioCheck check;
+  check.check_step(step, {});
+  check.tell(mistakes, true);
+}
+
 scenario_step parse_step(const std::string& text) {
   Mistakes mistakes("step");
-  google::protobuf::TextFormat::Parser parser;
-  parser.SetRecursionLimit(deepest_nesting);
-  parser.RecordErrorsTo(&mistakes);
   scenario_step step;
-  (void)parser.ParseFromString(text, &step);
-  mistakes.throw_if_any();
+  parse_short_text(text, mistakes.file(), step);
   if (step.has_expect() || step.has_wait_for()) {
     mistakes.add({}, "expected something that happens to the modem, found expect or wait_for, for scenarios only");
     mistakes.throw_if_any();
   }
   if (step.has_at()) mistakes.add({}, "expected no time (at), since it happens now, found one");
   step.set_at(0);
-  ScenarioCheck check;
-  check.check_step(step, {});
-  check.tell(mistakes, true);
+  // What it stands for is checked when that is known.
+  if (!step.has_change()) check_plain(step, mistakes);
   mistakes.throw_if_any();
   return step;
 }
@@ -82,11 +82,25 @@ Control::Answer Control::set(Orders& orders, Time now) {
 Control::Answer Control::step(Orders& orders, Time now) {
   if (orders.text().empty()) throw InputError("expected a step in protobuf text format, found none");
   scenario_step step = parse_step(orders.text());
-  const auto sub = subscription_of(step);
-  if (sub) expect_sub(*sub);
   const std::string kind = kind_of(step);
+  const auto sub = step.has_change() ? step.change().sub() : subscription_of(step);
+  if (sub) expect_sub(*sub);
+  if (step.has_change()) step = changed(step.change());
   apply(std::move(step), now);
   return {concat(when(now), " what=", kind, sub ? concat(" sub=", *sub) : "")};
+}
+
+/// The plain step that it stands for.
+scenario_step Control::changed(const scenario_change& change) const {
+  Cells cells = cells_of(change.sub());
+  (void)apply_change(change, cells);
+  scenario_step step;
+  step.set_at(0);
+  *step.mutable_cells() = std::move(cells);
+  Mistakes mistakes("step");
+  check_plain(step, mistakes);
+  mistakes.throw_if_any();
+  return step;
 }
 
 Control::Answer Control::call(Orders& orders, Time now) {

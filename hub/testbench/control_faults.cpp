@@ -8,6 +8,7 @@
 #include "hub/messages/catalogue.h"
 #include "hub/scenario/fault_check.h"
 #include "hub/scenario/fault_scope.h"
+#include "hub/scenario/short_text.h"
 #include "hub/testbench/control.h"
 #include "hub/testbench/fault_orders.h"
 
@@ -22,9 +23,11 @@ constexpr std::size_t most_notes = std::size_t{64} << 10;
 }  // namespace
 
 Control::Answer Control::fault(Orders& orders, Time now) {
-  if (orders.text() == "list") return list_faults(now);
-  if (orders.text() == "clear") return clear_faults(now);
-  return add_fault(orders, now);
+  const std::string first = orders.words().empty() ? "" : orders.words().front();
+  if (first != "list" && first != "clear") return add_fault(orders, now);
+  (void)orders.take_word("list or clear");
+  orders.expect_none();
+  return first == "list" ? list_faults(now) : clear_faults(now);
 }
 
 Control::Answer Control::add_fault(const Orders& orders, Time now) {
@@ -39,7 +42,7 @@ Control::Answer Control::add_fault(const Orders& orders, Time now) {
     throw InputError(concat("expected at most ", most_faults, " faults, found one more"));
   }
   faults.add(fault);
-  note_for_records(concat("faults { ", text_of(fault), " }"), now);
+  note_for_records(concat("faults { ", short_text(fault), " }"), now);
   return {concat(when(now), " fault=", faults.all().back().number, " what=", kind_of(fault), " seed=", faults.seed())};
 }
 
@@ -55,7 +58,7 @@ Control::Answer Control::list_faults(Time now) const {
   const auto& all = performance_.faults().all();
   std::string lines;
   for (const auto& [number, fault, struck] : all) {
-    lines += concat("fault ", number, ": ", text_of(fault), "; has struck ", struck,
+    lines += concat("fault ", number, ": ", short_text(fault), "; has struck ", struck,
                     struck == 1 ? " message\n" : " messages\n");
   }
   return {concat(when(now), " faults=", all.size()), lines};

@@ -4,17 +4,14 @@
 #include <google/protobuf/io/zero_copy_stream_impl_lite.h>
 
 #include <algorithm>
-#include <chrono>
 #include <map>
-#include <set>
+#include <vector>
 
 #include "hub/base/concat.h"
 #include "hub/scenario/seconds.h"
 
 namespace kelvane_hub {
 namespace {
-
-Time in_time(double seconds) { return std::chrono::round<Time>(std::chrono::duration<double>(seconds)); }
 
 std::string bytes(std::size_t count) { return concat(count, count == 1 ? " byte" : " bytes"); }
 
@@ -24,7 +21,7 @@ std::string drop(const scenario_fault&, Message& message, Chance&) {
 }
 
 std::string delay_by(double seconds, Message& message) {
-  message.delay += in_time(seconds);
+  message.delay += to_time(seconds);
   return concat(shown_seconds(seconds), " s late");
 }
 
@@ -51,18 +48,31 @@ std::string truncate(const scenario_fault& fault, Message& message, Chance&) {
   return cut == 0 ? "" : concat("cut from ", bytes(size), " to ", size - cut);
 }
 
+/// Different ones below `size`, `count` of them at most half of it: so each is found in two tries on average.
+std::vector<bool> few_places(std::size_t count, std::size_t size, Chance& chance) {
+  std::vector<bool> chosen(size);
+  for (std::size_t left = count; left > 0;) {
+    const std::size_t place = chance.draw() % size;
+    if (!chosen[place]) --left;
+    chosen[place] = true;
+  }
+  return chosen;
+}
+
 std::string corrupt(const scenario_fault& fault, Message& message, Chance& chance) {
   const std::size_t size = message.payload.size();
-  std::set<std::size_t> places;
-  while (places.size() < std::min<std::size_t>(fault.corrupt(), size)) {
-    const std::size_t place = chance.draw() % size;
-    if (!places.insert(place).second) continue;
+  const std::size_t count = std::min<std::size_t>(fault.corrupt(), size);
+  // Of many, those are drawn that stay as they are.
+  const bool are_many = count > size / 2;
+  const auto drawn = few_places(are_many ? size - count : count, size, chance);
+  for (std::size_t place = 0; place < size; ++place) {
+    if (drawn[place] == are_many) continue;
     // Never 0: then it would stay as it is.
     constexpr std::uint64_t others = 255;
     const auto change = static_cast<unsigned char>(1 + chance.draw() % others);
     message.payload[place] = static_cast<char>(static_cast<unsigned char>(message.payload[place]) ^ change);
   }
-  return places.empty() ? "" : concat(places.size(), " of its ", bytes(size), " changed");
+  return count == 0 ? "" : concat(count, " of its ", bytes(size), " changed");
 }
 
 std::string add_field(const scenario_fault& fault, Message& message, Chance& chance) {
@@ -94,7 +104,7 @@ std::string refuse(const scenario_fault& fault, Message& message, Chance&) {
 
 std::string lose_sensor(const scenario_fault& fault, Message& message, Chance&) {
   const auto& gone = fault.sensor_gone();
-  message.gone_until = gone.has_back_after() ? message.now + in_time(gone.back_after()) : Time::max();
+  message.gone_until = gone.has_back_after() ? message.now + to_time(gone.back_after()) : Time::max();
   return concat("the sensor ", message.data_type, " is gone",
                 gone.has_back_after() ? concat(" for ", shown_seconds(gone.back_after()), " s") : "");
 }

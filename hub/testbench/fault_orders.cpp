@@ -1,7 +1,5 @@
 #include "hub/testbench/fault_orders.h"
 
-#include <google/protobuf/text_format.h>
-
 #include <algorithm>
 #include <cctype>
 #include <limits>
@@ -11,8 +9,7 @@
 #include "hub/base/input_error.h"
 #include "hub/base/numbers.h"
 #include "hub/scenario/fault_scope.h"
-#include "hub/scenario/mistakes.h"
-#include "hub/scenario/scenario_reader.h"
+#include "hub/scenario/short_text.h"
 
 namespace kelvane_hub {
 namespace {
@@ -87,26 +84,35 @@ bool has_form_of_text(const std::string& word) {
   return word.substr(0, word.find('=')).find_first_of(":{}<>") != std::string::npos;
 }
 
-scenario_fault parse(const std::string& text) {
-  Mistakes mistakes("fault");
-  google::protobuf::TextFormat::Parser parser;
-  parser.SetRecursionLimit(deepest_nesting);
-  parser.RecordErrorsTo(&mistakes);
-  scenario_fault fault;
-  (void)parser.ParseFromString(text, &fault);
-  mistakes.throw_if_any();
-  return fault;
+/// What goes wrong, without a value.
+std::string take_kind(Orders& orders) {
+  std::string name = orders.take_word("what goes wrong (drop, delay, …)");
+  if (scenario_fault::descriptor()->FindFieldByName(name) != nullptr) return name;
+  std::vector<std::string> names;
+  const auto& kinds = *scenario_fault::descriptor()->FindFieldByName("drop")->containing_oneof();
+  for (int i = 0; i < kinds.field_count(); ++i) names.push_back(kinds.field(i)->name());
+  names.insert(names.end(), {"clear", "list"});
+  throw InputError(concat("expected ", alternatives(names), ", found ", quoted(name)));
+}
+
+bool begins_with_kind(const Orders& orders) {
+  if (orders.words().empty()) return false;
+  const auto* const field = scenario_fault::descriptor()->FindFieldByName(orders.words().front());
+  return field != nullptr && is_kind(*field);
 }
 
 }  // namespace
 
 scenario_fault fault_of(Orders orders) {
-  if (std::ranges::any_of(orders.words(), has_form_of_text)) return parse(orders.text());
   scenario_fault fault;
-  for (const auto& [name, value] : orders.take_values()) set(fault, name, value);
-  if (fault.what_case() == scenario_fault::WHAT_NOT_SET) {
-    set(fault, orders.take_word("what goes wrong (drop, delay, …)"), "");
+  if (std::ranges::any_of(orders.words(), has_form_of_text)) {
+    parse_short_text(orders.text(), "fault", fault);
+    return fault;
   }
+  for (const auto& [name, value] : orders.take_values()) set(fault, name, value);
+  if (fault.what_case() == scenario_fault::WHAT_NOT_SET) set(fault, take_kind(orders), "");
+  // A second kind is refused as such.
+  if (begins_with_kind(orders)) set(fault, take_kind(orders), "");
   orders.expect_none();
   return fault;
 }
@@ -122,15 +128,6 @@ std::string help_for_faults() {
     if (takes_value) lines += field.name() + "=\n";
   }
   return lines + "clear\nlist\n";
-}
-
-std::string text_of(const scenario_fault& fault) {
-  google::protobuf::TextFormat::Printer printer;
-  printer.SetSingleLineMode(true);
-  std::string text;
-  printer.PrintToString(fault, &text);
-  if (text.ends_with(' ')) text.pop_back();
-  return text;
 }
 
 }  // namespace kelvane_hub

@@ -15,7 +15,4 @@ scenario_fault fault_of(Orders orders);
 /// What the first form takes, a word a line: "drop", "delay=".
 std::string help_for_faults();
 
-/// "drop { } msg_id: 1281".
-std::string text_of(const scenario_fault& fault);
-
 }  // namespace kelvane_hub

@@ -45,8 +45,10 @@ void Faults::begin_anew() {
 void Faults::handle_request(const Link& from, const std::string& envelope, Time now) {
   sns_client_request_msg request;
   // What is no request has nothing that a fault could be about.
-  if (is_idle() || !request.ParseFromString(envelope)) return taker_.take_request(from, envelope, now);
-  Message message{.direction = scenario_fault::REQUEST, .link = from, .now = now};
+  if (!request.ParseFromString(envelope)) return taker_.take_request(from, envelope, now);
+  const std::uint64_t number = ++stream_of(from.session, scenario_fault::REQUEST).messages;
+  if (is_idle()) return taker_.take_request(from, envelope, now);
+  Message message{.direction = scenario_fault::REQUEST, .link = from, .now = now, .number = number};
   message.msg_id = request.msg_id();
   message.payload = request.request().payload();
   strike_all(message);
@@ -57,9 +59,10 @@ void Faults::handle_request(const Link& from, const std::string& envelope, Time 
 
 void Faults::deliver(const Link& to, const std::string& bytes) {
   sns_client_event_msg envelope;
+  const std::uint64_t number = ++stream_of(to.session, scenario_fault::EVENT).messages;
   if (is_idle() || !envelope.ParseFromString(bytes) || envelope.events().empty()) return delivery_.deliver(to, bytes);
   auto& event = *envelope.mutable_events(0);
-  Message message{.direction = scenario_fault::EVENT, .link = to, .now = Time(event.timestamp())};
+  Message message{.direction = scenario_fault::EVENT, .link = to, .now = Time(event.timestamp()), .number = number};
   // Steps are played late on a busy machine, at their own time all the same: so is what was to come before.
   release(scenario_fault::EVENT, message.now);
   message.msg_id = event.msg_id();
@@ -95,6 +98,8 @@ bool Faults::is_struck(const Known& known, const Message& message, Chance& chanc
   if (!matches(fault, message)) return false;
   Tally& tally = stream_of(message.link.session, message.direction).tallies[known.number];
   if (tally.matched++ < fault.after()) return false;
+  // Else what is lost would put off the sensors' return again and again.
+  if (fault.has_sensor_gone() && is_gone(message.data_type, message.now)) return false;
   if (fault.has_count() && tally.struck == fault.count()) return false;
   if (fault.has_probability() && !chance.is_so(fault.probability())) return false;
   ++tally.struck;
@@ -103,7 +108,6 @@ bool Faults::is_struck(const Known& known, const Message& message, Chance& chanc
 
 /// Faults are about the message as it was sent, whatever others have made of it.
 void Faults::strike_all(Message& message) {
-  message.number = ++stream_of(message.link.session, message.direction).messages;
   message.data_type = data_type_of(message);
   const Message sent = message;
   for (Known& known : known_) {

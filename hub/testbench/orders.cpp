@@ -22,6 +22,10 @@ std::string_view trimmed(std::string_view text) {
 
 bool is_value(const std::string& word) { return word.find('=') != std::string::npos; }
 
+[[noreturn]] void refuse_again(std::string_view name) {
+  throw InputError(concat("expected ", name, "= once, found it again"));
+}
+
 // As a person writes them: a stream would show 10000000 as 1e+07.
 template <class Number>
 std::string shown(Number number) {
@@ -63,6 +67,7 @@ std::optional<std::string> Orders::take(std::string_view name) {
   const std::string begin = concat(name, "=");
   std::erase_if(words_, [&](const std::string& word) {
     if (!word.starts_with(begin)) return false;
+    if (value) refuse_again(name);
     value = word.substr(begin.size());
     return true;
   });
@@ -75,11 +80,13 @@ std::optional<std::uint32_t> Orders::take_number(std::string_view name) {
   return parsed<std::uint32_t>(name, *value, 0, std::numeric_limits<std::uint32_t>::max());
 }
 
-std::vector<std::pair<std::string, std::string>> Orders::take_values() {
-  std::vector<std::pair<std::string, std::string>> values;
+std::vector<NameAndValue> Orders::take_values() {
+  std::vector<NameAndValue> values;
   std::erase_if(words_, [&values](const std::string& word) {
     if (!is_value(word)) return false;
-    values.emplace_back(word.substr(0, word.find('=')), word.substr(word.find('=') + 1));
+    const std::string name = word.substr(0, word.find('='));
+    if (std::ranges::find(values, name, &NameAndValue::first) != values.end()) refuse_again(name);
+    values.emplace_back(name, word.substr(name.size() + 1));
     return true;
   });
   return values;

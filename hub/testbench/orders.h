@@ -10,6 +10,8 @@
 
 namespace kelvane_hub {
 
+using NameAndValue = std::pair<std::string, std::string>;
+
 /// Words with blanks between them; those with an equals sign name what they give. Whoever takes one has it no more.
 class Orders {
  public:
@@ -25,14 +27,14 @@ class Orders {
   /// The next word without an equals sign. Throws InputError if there is none: "expected `what`, found none".
   std::string take_word(std::string_view what);
 
-  /// The value of the last word "`name`=VALUE"; none if there is no such word.
+  /// The value of the word "`name`=VALUE"; none if there is no such word. Throws InputError if there are several.
   std::optional<std::string> take(std::string_view name);
 
   /// The same for a number from 0 on. Throws InputError.
   std::optional<std::uint32_t> take_number(std::string_view name);
 
-  /// All other words "NAME=VALUE", in order.
-  std::vector<std::pair<std::string, std::string>> take_values();
+  /// All other words "NAME=VALUE", in order. Throws InputError if a name comes twice.
+  std::vector<NameAndValue> take_values();
 
   /// Throws InputError if something is left.
   void expect_none() const;

@@ -1,20 +1,17 @@
 #include "hub/testbench/recorder.h"
 
 #include <algorithm>
-#include <cmath>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/scenario/scenario_file.h"
+#include "hub/scenario/seconds.h"
 
 namespace kelvane_hub {
 namespace {
 
 // What takes a hub a fraction of a second to write.
 constexpr std::size_t most_bytes = std::size_t{8} << 20;
-
-/// Without what a clock adds in the last digits.
-double to_microseconds(double seconds) { return std::round(seconds * 1e6) / 1e6; }
 
 }  // namespace
 

@@ -1,13 +1,12 @@
 #include "hub/testbench/request_match.h"
 
-#include <google/protobuf/text_format.h>
-
 #include <string_view>
 #include <tuple>
 #include <utility>
 
 #include "hub/base/concat.h"
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/short_text.h"
 
 namespace kelvane_hub {
 namespace {
@@ -21,11 +20,8 @@ const FieldDescriptor& field_in(const scenario_request& request) {
 }
 
 std::string text(std::string_view kind, const Message& payload, std::string_view sensor) {
-  google::protobuf::TextFormat::Printer printer;
-  printer.SetSingleLineMode(true);
-  std::string fields;
-  printer.PrintToString(payload, &fields);
-  return concat(kind, fields.empty() ? " {}" : " { " + fields + "}", sensor.empty() ? "" : " to ", sensor);
+  const std::string fields = short_text(payload);
+  return concat(kind, fields.empty() ? " {}" : " { " + fields + " }", sensor.empty() ? "" : " to ", sensor);
 }
 
 std::unique_ptr<Message> parsed(std::uint32_t msg_id, const std::string& bytes) {

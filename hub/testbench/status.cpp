@@ -1,11 +1,10 @@
 #include "hub/testbench/status.h"
 
-#include <google/protobuf/text_format.h>
-
 #include <cstdio>
 
 #include "hub/base/concat.h"
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/short_text.h"
 #include "hub/simulator/registrations.h"
 
 namespace kelvane_hub {
@@ -46,15 +45,10 @@ std::string registered(const Playback& playback, const UseKey& key) {
 }
 
 std::string thresholds(const SensorUse& use) {
-  google::protobuf::TextFormat::Printer printer;
-  printer.SetSingleLineMode(true);
   std::string text;
-  std::string config;
   for (const auto& [sub, filter] : use.filters) {
     if (filter.config().threshold_infos().empty()) continue;
-    printer.PrintToString(filter.config(), &config);
-    if (config.ends_with(' ')) config.pop_back();
-    text += concat("; thresholds { ", config, " }");
+    text += concat("; thresholds { ", short_text(filter.config()), " }");
   }
   return text;
 }

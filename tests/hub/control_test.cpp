@@ -6,6 +6,7 @@
 
 #include "hub/messages/catalogue.h"
 #include "hub/scenario/scenario_file.h"
+#include "hub/testbench/announcer.h"
 #include "kelvane_api.pb.h"
 
 namespace kelvane_hub {
@@ -98,6 +99,12 @@ TEST_F(ControlTest, OrdersAndAnswers) {
       {"set rsrp=1 sub=1", "KO: expected cells of subscription 1 to set, found none; a step can bring some", ""},
       {"set rsrp=1 sub=2", "KO: sub: expected 0 or 1, found 2", ""},
       {"set rsrp -1", "KO: expected nothing more, found 'rsrp'", ""},
+      {"step change { set { lte { signal_strength { rsrp: -97 } } } }", "OK at=2.000 what=change sub=0", "1281(-97) "},
+      {"step change { cell: 2 set { } }", "KO: expected a cell from 0 to 1, found 2", ""},
+      {"step change { sub: 1 set { } }",
+       "KO: expected cells of subscription 1 to set, found none; a step can bring some", ""},
+      {"step vary { by: 1 }",
+       "KO: step:1:1: expected what happens at once, found vary, which is for scenario files only", ""},
       {"step 'cells { }'", "OK at=2.000 what=cells sub=0", "1281 "},
       {"step cells { sub: 5 }", "KO: sub: expected 0 or 1, found 5", ""},
       {"step cells { cell {} }",
@@ -127,7 +134,16 @@ TEST_F(ControlTest, OrdersAndAnswers) {
        ""},
       {"fault clear", "OK at=2.000 ended=3", ""},
       {"fault", "KO: expected what goes wrong (drop, delay, …), found none", ""},
-      {"fault drop cut", "KO: expected nothing more, found 'cut'", ""},
+      {"fault drop cut", "KO: expected one thing that goes wrong, found drop and cut", ""},
+      {"fault drop delay=1", "KO: expected one thing that goes wrong, found delay and drop", ""},
+      {"fault drop msg_id", "KO: expected nothing more, found 'msg_id'", ""},
+      {"fault clear x", "KO: expected nothing more, found 'x'", ""},
+      {"fault drop msg_id=1 msg_id=2", "KO: expected msg_id= once, found it again", ""},
+      {"call 1 id=1 id=2", "KO: expected id= once, found it again", ""},
+      {"fault nonsense",
+       "KO: expected drop, delay, duplicate, reorder, truncate, corrupt, unknown_field, unknown_id, no_answer, "
+       "refusal, late_attributes, sensor_gone, cut, hub_restart, clear or list, found 'nonsense'",
+       ""},
       {"fault truncate=1 delay=1", "KO: expected one thing that goes wrong, found truncate and delay", ""},
       {"fault delay", "KO: delay: expected a number, found none", ""},
       {"fault drop=1", "KO: drop: expected no value, found '1'", ""},
@@ -186,6 +202,19 @@ TEST_F(ControlTest, ScenarioTimeStandsStillAndHurries) {
       "| session 1, wwan: configured for changes; registered for voice_calls\n"
       "OK at=40.000\n",
       order("status"));
+}
+
+TEST_F(ControlTest, TheEndIsToldWithTheStepsThatStatusCounts) {
+  std::string said;
+  Announcer announcer([&said](const std::string& line) { said += line; });
+  announcer.follow(performance_.timeline());
+  performance_.simulator().watch(announcer);
+  start(performance_);
+  advance_to(12, performance_);
+  (void)order("error 1");
+  (void)order("seek 100");
+  EXPECT_EQ("the scenario is over: 2 steps in 100 s; its last state stays", said);
+  EXPECT_NE(order("status").find(", 2 steps\n"), std::string::npos);
 }
 
 TEST_F(ControlTest, ARecordPlaysTheSameAgain) {

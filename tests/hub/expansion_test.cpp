@@ -70,6 +70,38 @@ TEST(Expansion, WhatVariesDoesSoBySeed) {
             "6 -120/-9 -99; ");
 }
 
+TEST(Expansion, TheLastMomentIsTheEnd) {
+  const auto times = [](const std::string& what) {
+    const PackedScenario read = parse_scenario(cells + step(0.1, what), "x");
+    std::string text;
+    for (std::size_t i = 1; i < read.steps_size(); ++i) text += shown_seconds(read.time_of(i)) + " ";
+    return text;
+  };
+  EXPECT_EQ(times("vary { field: 'rsrp' by: 9 over: 0.2 every: 0.1 }"), "0.2 0.3 ");
+  EXPECT_EQ(times("ramp { field: 'rsrp' to: -99 over: 0.2 every: 0.1 }"), "0.2 0.3 ");
+}
+
+/// Of the first cell, after the first step.
+std::vector<int> signals(const std::string& varied) {
+  const PackedScenario read = parse_scenario("seed: 4 " + cells + varied, "x");
+  std::vector<int> values;
+  for (std::size_t i = 1; i < read.steps_size(); ++i) {
+    values.push_back(read.step(i).cells().cells(0).lte().signal_strength().rsrp());
+  }
+  return values;
+}
+
+TEST(Expansion, VariationsOfOneFieldAddUp) {
+  const std::string longer = step(0, "vary { field: 'rsrp' by: 3 over: 6 }");
+  const std::string shorter = step(0, "vary { field: 'rsrp' by: 30 over: 3 }");
+  // Its numbers, as the second of the file, are drawn on their own.
+  const auto first = signals(longer);
+  const auto second = signals(step(0, "vary { field: 'rsrq' by: 1 over: 6 }") + shorter);
+  const auto both = signals(longer + shorter);
+  ASSERT_EQ(both.size(), 6U);
+  for (std::size_t i = 0; i < both.size(); ++i) EXPECT_EQ(both[i], first[i] + second[i] + 90) << i;
+}
+
 TEST(Expansion, OnlyAPartIsKept) {
   const std::string whole = cells + step(1, "ramp { field: 'rsrp' to: -93 over: 3 }") + step(2.5, "error {}");
   EXPECT_EQ(steps_of(whole + "start: 2.5"), "0 -91/-9 -99; 0 error; 0.5 -92/-9 -99; 1.5 -93/-9 -99; ");

@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 #include "hub/base/input_error.h"
 #include "hub/messages/catalogue.h"
 #include "hub/scenario/scenario_file.h"
@@ -227,8 +229,8 @@ TEST(Faults, CanBeAddedAndEndAndAreExplained) {
   bench.advance(1);
   EXPECT_EQ(bench.received(), "1281:16 0, 130:8 1, 130:8 3, 130:8 2, 130:8 4, ");
   EXPECT_EQ(bench.explained(),
-            "session 1, event 1 (error_event): fault 1: 1.5 s late\n"
-            "session 1, event 3 (error_event): fault 2: the sensor wwan is gone\n");
+            "session 1, event 3 (error_event): fault 1: 1.5 s late\n"
+            "session 1, event 5 (error_event): fault 2: the sensor wwan is gone\n");
   bench.ask(attribute_request);
   EXPECT_EQ(bench.received(), "130:8 3, ");
   bench.performance().faults().clear();
@@ -290,6 +292,34 @@ TEST(Faults, MistakesAreNamedWithTheirPlace) {
   EXPECT_NE(describe(parse_scenario("faults { drop {} msg_id: 5 } steps { at: 0 raw { msg_id: 5 } }", "x"))
                 .find("\nfaults: 1, drop 1\n"),
             std::string::npos);
+}
+
+TEST(Faults, SensorsThatAreGoneComeBackThoughMoreIsLost) {
+  std::string events;
+  for (const char* const second : {"1", "2", "3"})
+    events += std::string("steps { at: ") + second + " raw { msg_id: 9 } }";
+  Bench bench(errors(0, "faults { msg_id: 9 sensor_gone { back_after: 1.5 } }" + events));
+  bench.ask(on_change_config);
+  bench.advance(2.7);
+  bench.ask(attribute_request);
+  bench.advance(1);
+  bench.ask(attribute_request);
+  EXPECT_EQ(bench.received(), "1281:16 0, 128, 130:8 3, ") << "the third event strikes again";
+}
+
+TEST(Faults, SoManyBytesAreOthersAsIsSaid) {
+  const std::pair<const char*, std::size_t> cases[] = {{"3", 997}, {"999", 1}, {"1000", 0}, {"4294967295", 0}};
+  const std::string event = "steps { at: 1 raw { msg_id: 9 payload: '" + std::string(1000, 'x') + "' } }";
+  for (const auto& [count, as_before] : cases) {
+    Bench bench(errors(0, std::string("faults { msg_id: 9 corrupt: ") + count + " }" + event));
+    bench.ask(on_change_config);
+    bench.advance(1);
+    std::istringstream received(bench.received());
+    const std::string before = std::to_string(int{'x'});
+    std::size_t same = 0;
+    for (std::string byte; received >> byte;) same += byte.find(before) != std::string::npos ? 1 : 0;
+    EXPECT_EQ(same, as_before) << count;
+  }
 }
 
 TEST(Faults, AScenarioThatBeginsAnewHasItsSensorsBackAndNothingLate) {

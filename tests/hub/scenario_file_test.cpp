@@ -83,7 +83,7 @@ TEST(ScenarioFile, MistakesAreNamedWithTheirPlace) {
           "steps { at: 1 ramp { field: 'rsrp' to: 1 over: 1 every: 0 } }\n"
           "steps { at: 1 ramp { field: 'rsrp' to: 1 over: 200 every: 0.001 } }",
       cell +
-          "steps { at: 0 vary { field: 'rsrp' by: 0.5 over: 2 } }\n"
+          "steps { at: 0 vary { field: 'rsrp' by: 1.7 over: 2 } }\n"
           "steps { at: 0 vary { field: 'rsrp' over: 2 } }\n"
           "steps { at: 0 vary { field: 'rsrp' by: 1 over: 1 } }\n"
           "steps { at: 0 vary { field: 'rsrq' by: 1 over: 2 } }\n"
@@ -93,6 +93,7 @@ TEST(ScenarioFile, MistakesAreNamedWithTheirPlace) {
       "steps { at: 2 error {} }\nstart: 3 duration: -1",
       "steps { at: 2 error {} }\nduration: 4 repeat_after: 3",
       "steps { at: 1 } steps { at: 2 error {} }\nstart: 2",
+      cell + "steps { at: 3 vary { field: 'rsrp' by: 1 over: 0 } }\nstart: 9",
   };
   std::string mistakes;
   for (const auto& text : texts) mistakes += text + "\n  " + error_of(text) + "\n";

@@ -125,6 +125,7 @@ class ControlTest(EndToEndTest):
         until(lambda: hub.out, "the hub to listen")
         ask_and_leave("hub.sock")
         for name in ("one.txt", "two.txt"):
+            until(lambda: "\nsession " not in self.order("status"), "nobody to be left")
             run = self.client(name, KELVANE_HUB_SOCKET="hub.sock")
             self.wait_for_output("RSRP: -95", name)
             self.stop(run)

@@ -64,20 +64,21 @@ class SubscriptionCounter {
 
   void take(const Observation& seen, const VoiceCalls& info) {
     const double now = seen.time.seconds;
-    const auto is_listed = [&info](std::uint32_t id) {
-      return std::ranges::find(info.calls(), id, &VoiceCalls::voice_call::call_id) != info.calls().end();
-    };
-    for (Call& call : digest_.calls) {
-      if (call.goes_on && !is_listed(call.id)) call.end = now, call.goes_on = false;
-    }
+    std::map<std::uint32_t, std::size_t> open;
     for (const auto& listed : info.calls()) {
-      auto call = std::ranges::find_if(
-          digest_.calls, [&listed](const Call& known) { return known.goes_on && known.id == listed.call_id(); });
-      if (call == digest_.calls.end()) call = digest_.calls.insert(call, {listed.call_id(), now, now, true, {}});
-      if (call->states.empty() || call->states.back() != listed.call_state()) {
-        call->states.push_back(listed.call_state());
+      const auto [place, is_new] = open.try_emplace(listed.call_id(), digest_.calls.size());
+      if (is_new) {
+        if (const auto before = open_calls_.extract(listed.call_id())) {
+          place->second = before.mapped();
+        } else {
+          digest_.calls.push_back({listed.call_id(), now, now, true, {}});
+        }
       }
+      auto& states = digest_.calls[place->second].states;
+      if (states.empty() || states.back() != listed.call_state()) states.push_back(listed.call_state());
     }
+    for (const auto& [id, place] : open_calls_) digest_.calls[place].end = now, digest_.calls[place].goes_on = false;
+    open_calls_ = std::move(open);
   }
 
   void take(const Observation& seen, const RrcStates& info) {
@@ -171,6 +172,7 @@ class SubscriptionCounter {
   std::map<CellKey, CellTime> cells_;
   ServingCellWatch watch_;
   PingPong ping_pong_;
+  std::map<std::uint32_t, std::size_t> open_calls_;    // by id: their places in the digest's
   std::map<std::size_t, std::vector<double>> values_;  // by their place in all_quantities()
   double rrc_at_ = 0;
   std::optional<std::int32_t> rrc_[std::size(rrc_fields)];

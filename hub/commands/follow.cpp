@@ -64,13 +64,17 @@ class GrowingFile {
     return {bytes.data(), static_cast<std::size_t>(count)};
   }
 
+  /// Whether another file bears its name by now.
+  bool is_replaced() const {
+    struct stat now {};
+    return input_ != "-" && stat(input_.c_str(), &now) == 0 &&
+           (now.st_ino != status_.st_ino || now.st_dev != status_.st_dev);
+  }
+
   /// At the end: whether it begins anew, and why, for a message; null if it does not.
   const char* begin_anew() {
+    if (is_replaced()) return open() ? "the file was replaced; what follows is of the new one" : nullptr;
     struct stat now {};
-    if (input_ != "-" && stat(input_.c_str(), &now) == 0 &&
-        (now.st_ino != status_.st_ino || now.st_dev != status_.st_dev)) {
-      return open() ? "the file was replaced; what follows is of the new one" : nullptr;
-    }
     if (fstat(fd_.get(), &now) != 0 || now.st_size >= position_) return nullptr;
     position_ = lseek(fd_.get(), 0, SEEK_SET);
     return "the file was truncated; what follows is read from its beginning";
@@ -144,13 +148,19 @@ class Following {
 
   /// Returns whether nothing more can come.
   bool take_all() {
-    for (;;) {
+    for (bool is_read_after_replacement = false;;) {
       const std::string bytes = file_.read();
       if (bytes.empty() && !file_.is_file()) return true;
       if (!bytes.empty()) take(bytes);
       // The next piece of a pipe may be long in coming.
       if (!file_.is_file()) return false;
       if (!bytes.empty()) continue;
+      // It may have grown between the last read and its replacement.
+      if (!is_read_after_replacement && file_.is_replaced()) {
+        is_read_after_replacement = true;
+        continue;
+      }
+      is_read_after_replacement = false;
       const char* const why = file_.begin_anew();
       if (why == nullptr) return false;
       tell_unfinished();

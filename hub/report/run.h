@@ -81,6 +81,8 @@ struct Run {
   /// The line at which a report begins that the file does not have to its end, as happens when a run is stopped or the
   /// file is pulled meanwhile; 0: there is none. It is not among the events.
   std::size_t cut_off = 0;
+  /// How many lines that report lacks at the least.
+  std::size_t missing = 0;
   /// The line in the middle of which the file ends, as on a full disk; 0: it ends with a whole one.
   std::size_t torn = 0;
   /// The lines that say that the main thread listens, which it does every three seconds.

@@ -79,6 +79,10 @@ bool begins_report(std::string_view line) {
   return std::ranges::any_of(beginnings, [line](std::string_view text) { return line.starts_with(text); });
 }
 
+bool may_be_of_report(std::string_view line) {
+  return is_like_report(line) || find_report(line) != std::string_view::npos;
+}
+
 bool tells_of_run(std::string_view text) {
   while (!text.empty()) {
     const auto line = text.substr(0, text.find_first_of("\r\n"));

@@ -34,6 +34,10 @@ class RunLines {
   LineScanner peek_text();
   LineScanner next_text();
 
+  /// Says that the report goes on for at least so many lines after the next one; holds until it is said anew.
+  void set_further(std::size_t lines) { further_ = lines; }
+  std::size_t further() const { return further_; }
+
   /// After an error in a report that began in line `begin`: goes to where the next begins.
   void resume(std::size_t begin);
   /// Passes over the next line, which is no beginning of a report, and notes it.
@@ -57,10 +61,14 @@ class RunLines {
   // Before the line that was taken last.
   std::string_view rest_before_;
   std::size_t number_before_ = 1;
+  std::size_t further_ = 0;
 };
 
 /// Whether a report may begin with this line.
 bool begins_report(std::string_view line);
+
+/// Whether a report may go on with this line, or begin on it behind other text.
+bool may_be_of_report(std::string_view line);
 
 /// Whether a line of `text` is one that cellscope has printed, by which its runs are told from other files.
 bool tells_of_run(std::string_view text);

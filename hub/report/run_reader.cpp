@@ -90,6 +90,9 @@ Payload& begin(RunEvent& event) {
 
 // ---- cells ----
 
+// Of a cell, and of a subscription's cells.
+constexpr std::size_t least_lines = 2;
+
 void take_cell(RunLines& lines, std::size_t number, RunEvent& event, mox_wwan_cell_info& cell) {
   take_empty_line(lines);
   LineScanner header = lines.next_text();
@@ -109,16 +112,25 @@ void take_cell(RunLines& lines, std::size_t number, RunEvent& event, mox_wwan_ce
   }
 }
 
-void take_cells(RunLines& lines, RunEvent& event, mox_wwan_event_serving_neighboring_cell_info& info) {
+/// At least `further` lines of the report come after them.
+void take_cells(RunLines& lines, RunEvent& event, mox_wwan_event_serving_neighboring_cell_info& info,
+                std::size_t further = 0) {
   take_lines(lines, info);
   const auto count = take_last_number<std::uint32_t>(lines.next_text(), number_of_cells);
-  for (std::size_t number = 1; number <= count; ++number) take_cell(lines, number, event, *info.add_cells());
+  for (std::size_t number = 1; number <= count; ++number) {
+    lines.set_further(least_lines * (count - number) + further);
+    take_cell(lines, number, event, *info.add_cells());
+  }
 }
 
 void take_locations(RunLines& lines, RunEvent& event, mox_wwan_get_cell_location_info_response& response) {
   take_lines(lines, response);
   const auto count = take_last_number<std::uint32_t>(lines.next_text(), number_of_cells);
-  for (std::uint32_t i = 0; i < count; ++i) take_cells(lines, event, *response.add_cells());
+  for (std::uint32_t left = count; left > 0; --left) {
+    const std::size_t further = least_lines * (left - 1);
+    lines.set_further(further);
+    take_cells(lines, event, *response.add_cells(), further);
+  }
 }
 
 std::string take_payload(LineScanner line, std::uint64_t size) {
@@ -224,6 +236,7 @@ void read_strictly(RunLines& lines, Run& run) {
 
 /// The next event, or what stands in place of one.
 void read_next(RunLines& lines, Run& run) {
+  lines.set_further(0);
   const std::size_t begin = lines.number();
   bool has_begun = false;
   try {
@@ -231,7 +244,7 @@ void read_next(RunLines& lines, Run& run) {
     if (!has_begun) return lines.pass_stray();
     run.events.push_back(take_event(lines));
   } catch (const CutOff&) {
-    if (lines.end(has_begun)) run.cut_off = begin;
+    if (lines.end(has_begun)) run.cut_off = begin, run.missing = lines.further() + 1;
   } catch (const InputError& error) {
     run.broken.add(begin, error.what());
     lines.resume(begin);

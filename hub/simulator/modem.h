@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "mox_wwan_test.pb.h"
 
@@ -15,7 +16,7 @@ using Cells = mox_wwan_event_serving_neighboring_cell_info;
 /// The cells of one subscription at some time as a step has them, and the payload that tells of them, with timestamps.
 /// All sessions that were told of them share it.
 struct CellsAtOnce {
-  CellsAtOnce(const Cells& said, const Cells& told) : cells(said), payload(told.SerializeAsString()) {}
+  CellsAtOnce(Cells said, const Cells& told) : cells(std::move(said)), payload(told.SerializeAsString()) {}
 
   Cells cells;
   std::string payload;

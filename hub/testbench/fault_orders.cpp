@@ -23,6 +23,7 @@ const FieldDescriptor& field_of(const std::string& name) {
   const auto& type = *scenario_fault::descriptor();
   if (const FieldDescriptor* const field = type.FindFieldByName(name)) return *field;
   std::vector<std::string> names;
+  names.reserve(static_cast<std::size_t>(type.field_count()));
   for (int i = 0; i < type.field_count(); ++i) names.push_back(type.field(i)->name());
   throw InputError(concat("expected ", alternatives(names), ", found ", quoted(name)));
 }

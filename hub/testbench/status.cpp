@@ -2,10 +2,9 @@
 
 #include <google/protobuf/text_format.h>
 
-#include <cstdio>
-
 #include "hub/base/concat.h"
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/seconds.h"
 #include "hub/simulator/registrations.h"
 
 namespace kelvane_hub {
@@ -14,12 +13,6 @@ namespace {
 std::string counted(const Tally::Counts& counts) {
   return concat(counts.requests, counts.requests == 1 ? " request, " : " requests, ", counts.events,
                 counts.events == 1 ? " event" : " events");
-}
-
-std::string in_seconds(ScenarioTime time) {
-  char text[32];
-  (void)std::snprintf(text, sizeof text, "%.3f s", time.count());
-  return text;
 }
 
 std::string configured(const SensorUse& use) {

@@ -40,6 +40,9 @@ constexpr double most_patience = 1e9;  // seconds
 // From SIGINT to the program's end.
 constexpr Time stop_patience = std::chrono::seconds(10);
 
+// From the program's end until all that it has asked for is read: others that it has started may ask on and on.
+constexpr Time most_listening = std::chrono::seconds(2);
+
 /// A folder of this process alone, removed with all that is in it at the end.
 class OwnFolder {
  public:
@@ -96,8 +99,10 @@ class TestRun final : public Party {
 
   void advance(Time now) override {
     if (phase_ == Phase::playing && performance_.is_over()) phase_ = Phase::draining;
-    // In the turn in which it was found to have ended, what it asked for last has been read.
     if (has_ended_) {
+      if (!listen_until_) listen_until_ = now + most_listening;
+      // What it asked for last counts, too.
+      if (!server_.is_all_heard() && now < *listen_until_) return;
       if (!is_late_) reached_ = reached();
       return server_.stop(Outcome::finished);
     }
@@ -200,6 +205,7 @@ class TestRun final : public Party {
   Time next_look_{};
   Phase phase_ = Phase::playing;
   bool has_ended_ = false;
+  std::optional<Time> listen_until_;  // from then on
   bool is_marked_ = false;
   bool is_late_ = false;
   std::string reached_{};  // when it was stopped for being late, or had ended

@@ -43,6 +43,9 @@ constexpr double most_patience = 1e9;  // seconds
 // From SIGINT to the program's end.
 constexpr Time stop_patience = std::chrono::seconds(10);
 
+// From the program's end until all that it has asked for is read: others that it has started may ask on and on.
+constexpr Time most_listening = std::chrono::seconds(2);
+
 /// A folder of this process alone, removed with all that is in it at the end.
 class OwnFolder {
  public:
@@ -93,7 +96,7 @@ class TestRun final : public Party {
         program_(program),
         begin_(Loop::now()),
         timeout_(std::min(options.timeout.value_or(usual_timeout(options, performance)), most_patience)),
-        due_(begin_ + std::chrono::round<Time>(std::chrono::duration<double>(timeout_))) {
+        due_(begin_ + to_time(timeout_)) {
     server.once_readable(program.descriptor(), [this] { has_ended_ = true; });
     server.add(*this);
   }
@@ -107,8 +110,10 @@ class TestRun final : public Party {
 
   void advance(Time now) override {
     if (phase_ == Phase::playing && performance_.is_over()) phase_ = Phase::draining;
-    // In the turn in which it was found to have ended, what it asked for last has been read.
     if (has_ended_) {
+      if (!listen_until_) listen_until_ = now + most_listening;
+      // What it asked for last counts, too.
+      if (!server_.is_all_heard() && now < *listen_until_) return;
       if (!is_late_) reached_ = reached();
       return server_.stop(Outcome::finished);
     }
@@ -211,6 +216,7 @@ class TestRun final : public Party {
   Time next_look_{};
   Phase phase_ = Phase::playing;
   bool has_ended_ = false;
+  std::optional<Time> listen_until_;  // from then on
   bool is_marked_ = false;
   bool is_late_ = false;
   std::string reached_{};  // when it was stopped for being late, or had ended
@@ -279,7 +285,8 @@ Result perform(const RunOptions& options, PackedScenario scenario) {
     points.push_back(point);
     if (progress) progress->wipe();
     // Who interrupts a run knows that nothing more can be met.
-    if (!point.unmet.empty() && !is_interrupted) voice.say(About::scenario, concat("not met: ", point.name, ": ", point.unmet));
+    if (!point.unmet.empty() && !is_interrupted)
+      voice.say(About::scenario, concat("not met: ", point.name, ": ", point.unmet));
   };
   const Pace pace{options.speed, options.times.value_or(std::max(scenario.head().repeat(), 1U))};
   Performance& performance = server.play(std::move(scenario), pace, note, options.seed);

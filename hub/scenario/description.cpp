@@ -1,6 +1,4 @@
 #include <cmath>
-#include <iomanip>
-#include <limits>
 #include <map>
 #include <sstream>
 #include <string>
@@ -10,12 +8,6 @@
 #include "hub/scenario/seconds.h"
 
 namespace kelvane_hub {
-
-std::string shown_seconds(double value) {
-  std::ostringstream text;
-  text << std::setprecision(std::numeric_limits<double>::digits10) << value;
-  return text.str();
-}
 
 std::string describe(const PackedScenario& checked, double speed) {
   const scenario& head = checked.head();

@@ -46,6 +46,9 @@ class Timeline final : public StepSource {
   std::size_t taken() const { return taken_; }
   std::size_t steps() const { return scenario_.steps_size() * static_cast<std::size_t>(rounds()); }
 
+  /// The index in the scenario of the step that comes next; those before it were taken, or a jump has left them out.
+  std::size_t next_index() const { return next_; }
+
   /// To be called while it is held, with the time at which what was waited for has come.
   void go_on(Time now);
 

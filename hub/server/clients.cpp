@@ -1,5 +1,6 @@
 #include "hub/server/clients.h"
 
+#include <poll.h>
 #include <sys/resource.h>
 
 #include <algorithm>
@@ -123,9 +124,16 @@ void Clients::serve(SessionId session, bool readable, bool writable) {
   if (writable) (void)client.connection.write();
   if (!readable || client.connection.ended()) return;
   // What can be read though nobody waits for that is the end.
-  if (!client.interest.read) return client.connection.end("");
+  if (!client.interest.read) return note_gone(client);
   client.connection.read();
   let_ask(session, client);
+}
+
+/// What it has sent before is still taken, as much in a turn as of the others.
+void Clients::note_gone(Client& client) {
+  client.connection.stop_writing();
+  client.has_gone = true;
+  loop_.remove(client.entry);
 }
 
 /// It is heard when it is its turn.
@@ -169,6 +177,12 @@ void Clients::send_mark() {
 
 bool Clients::is_all_taken() const {
   return std::ranges::all_of(clients_, [](const auto& entry) { return entry.second.connection.is_all_taken(); });
+}
+
+bool Clients::is_all_heard() const {
+  pollfd door{source_->descriptor(), POLLIN, 0};
+  return poll(&door, 1, 0) == 0 &&
+         std::ranges::all_of(clients_, [](const auto& entry) { return entry.second.connection.is_all_heard(); });
 }
 
 void Clients::count_unsent(Client& client) {
@@ -297,7 +311,9 @@ bool Clients::settle(Client& client, std::size_t& left) {
   // Whoever is waited for to take more is not tried in between.
   if (!client.interest.write || connection.ended()) left -= std::min(left, connection.write());
   count_unsent(client);
+  if (client.has_gone) connection.read();
   if (connection.ended()) return false;
+  if (client.has_gone) return true;
   if (const Interest interest = connection.interest(); interest != client.interest) {
     client.interest = interest;
     loop_.want(client.entry, interest);
@@ -311,7 +327,7 @@ void Clients::drop(SessionId session) {
     voice_.say(About::clients, concat("session ", session, " ended: ", complaint));
   }
   handler_.on_end(session);
-  loop_.remove(client->second.entry);
+  if (!client->second.has_gone) loop_.remove(client->second.entry);
   Process& process = processes_.at(client->second.process);
   process.unsent -= client->second.counted;
   if (--process.connections == 0) processes_.erase(client->second.process);

@@ -59,6 +59,9 @@ class Clients final : public Delivery, public Sessions, public Party {
   /// Whether nothing waits, neither here nor between the hub and its clients.
   bool is_all_taken() const;
 
+  /// Whether nothing waits to be taken of all that clients have sent so far, those who are not let in yet among them.
+  bool is_all_heard() const;
+
   /// Whether nobody is connected.
   bool is_empty() const { return clients_.empty(); }
 
@@ -81,6 +84,7 @@ class Clients final : public Delivery, public Sessions, public Party {
     Interest interest{};      // as the loop knows it
     bool is_touched = false;  // stands in touched_
     bool is_asking = false;   // stands in its process's
+    bool has_gone = false;    // and the loop knows it no more
   };
 
   void take_connection(Time now);
@@ -88,6 +92,7 @@ class Clients final : public Delivery, public Sessions, public Party {
   void open_door();
   void close_door(const std::string& why);
   void serve(SessionId session, bool readable, bool writable);
+  void note_gone(Client& client);
   Client& touch(SessionId session);
   void touch_all();
   void let_ask(SessionId session, Client& client);

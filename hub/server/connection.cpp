@@ -69,7 +69,7 @@ int Connection::take(const SharedOutgoing& hello, const HandleRequest& handle, T
 }
 
 void Connection::send(SharedOutgoing event, Time now) {
-  if (ended_) return;
+  if (ended_ || !writes_) return;
   const std::size_t size = event->bytes().size();
   if (unsent_ + size > most_unsent) return give_up(concat("it left ", unsent_, " bytes of events waiting"));
   unsent_ += size;
@@ -94,7 +94,7 @@ std::size_t Connection::write() {
   const ssize_t sent = sendmsg(socket_.get(), &message, MSG_NOSIGNAL);
   if (sent == -1 && (errno == EAGAIN || errno == EINTR)) return 0;
   if (sent == -1) {
-    give_up(std::move(complaint_));
+    stop_writing();
     return 0;
   }
   drop_written(static_cast<std::size_t>(sent));
@@ -119,6 +119,16 @@ bool Connection::is_all_taken() const {
   return unsent() == 0 && (ioctl(socket_.get(), SIOCOUTQ, &unread) != 0 || unread == 0);
 }
 
+bool Connection::is_all_heard() const {
+  int unread = 0;
+  return ended_ || (!has_more_ && (ioctl(socket_.get(), FIONREAD, &unread) != 0 || unread == 0));
+}
+
+void Connection::stop_writing() {
+  writes_ = false;
+  drop_waiting();
+}
+
 void Connection::end(std::string complaint) {
   ended_ = true;
   complaint_ = std::move(complaint);
@@ -126,6 +136,10 @@ void Connection::end(std::string complaint) {
 
 void Connection::give_up(std::string complaint) {
   end(std::move(complaint));
+  drop_waiting();
+}
+
+void Connection::drop_waiting() {
   waiting_.clear();
   written_ = 0;
   unsent_ = 0;

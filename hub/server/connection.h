@@ -35,6 +35,13 @@ class Connection {
   /// The same, and gives back the room of what it has not taken.
   void give_up(std::string complaint);
 
+  /// The client takes nothing any more, but what it has asked for until it went is still taken from it: what waits for
+  /// it, and what is sent from now on, is dropped.
+  void stop_writing();
+
+  /// Whether nothing of what the client has sent so far is left to be taken.
+  bool is_all_heard() const;
+
   bool ended() const { return ended_; }
 
   /// What the client did wrong, if it did not simply go.
@@ -57,7 +64,7 @@ class Connection {
   void send(SharedOutgoing event, Time now);
 
   /// Writes what the client is ready to take, a few events at a time; of what came before it ended, too. Returns how
-  /// many bytes that were.
+  /// many bytes that were. Stops writing to a client that takes nothing any more.
   std::size_t write();
 
   /// Bytes that wait for the client to take them.
@@ -80,6 +87,7 @@ class Connection {
   /// While it is, nothing is read or taken.
   bool is_deaf() const;
   void drop_written(std::size_t written);
+  void drop_waiting();
 
   UniqueFd socket_;
   FrameReader reader_{hello_text.size()};
@@ -88,6 +96,7 @@ class Connection {
   std::deque<Waiting> waiting_;
   std::size_t written_ = 0;  // of the first
   std::size_t unsent_ = 0;
+  bool writes_ = true;
   bool ended_ = false;
   std::string complaint_;
 };

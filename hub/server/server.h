@@ -71,6 +71,9 @@ class Server final : SessionHandler, Party {
   /// Whether all that was queued so far has been taken by the clients' processes.
   bool is_all_taken() const { return clients_.is_all_taken(); }
 
+  /// Whether nothing is left to be taken of what clients have sent so far.
+  bool is_all_heard() const { return clients_.is_all_heard(); }
+
   /// Ends run() when this turn ends.
   void stop(Outcome outcome) { loop_.stop(outcome); }
 

@@ -16,6 +16,7 @@
 #include "hub/scenario/fields.h"
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/scenario_check.h"
+#include "hub/scenario/seconds.h"
 #include "hub/scenario/step.h"
 #include "hub/testbench/fault_orders.h"
 #include "hub/testbench/status.h"
@@ -223,10 +224,6 @@ void Control::expect_under_way() const {
   }
 }
 
-std::string Control::when(Time now) const {
-  std::array<char, 32> text{};
-  (void)std::snprintf(text.data(), text.size(), "at=%.3f", performance_.timeline().at(now).count());
-  return text.data();
-}
+std::string Control::when(Time now) const { return concat("at=", to_milliseconds(performance_.timeline().at(now))); }
 
 }  // namespace kelvane_hub

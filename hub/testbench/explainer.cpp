@@ -1,18 +1,11 @@
 #include "hub/testbench/explainer.h"
 
-#include <cstdio>
-
 #include "hub/base/concat.h"
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/seconds.h"
 
 namespace kelvane_hub {
 namespace {
-
-std::string in_seconds(ScenarioTime time) {
-  char text[32];
-  (void)std::snprintf(text, sizeof text, "%.3f s", time.count());
-  return text;
-}
 
 /// Those reasons that speak for passing, or those against it.
 std::string joined(const std::vector<Reason>& reasons, bool passes) {

@@ -1,13 +1,11 @@
 #include "hub/testbench/judge.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <utility>
 
 #include "hub/base/concat.h"
 #include "hub/messages/catalogue.h"
 #include "hub/scenario/seconds.h"
-#include "hub/scenario/timeline.h"
 #include "kelvane_api.pb.h"
 
 namespace kelvane_hub {
@@ -39,52 +37,53 @@ double wait_in(const PackedScenario& played, double speed) {
   return barriers + expectation / speed;
 }
 
-std::string in_seconds(ScenarioTime time) {
-  char text[32];
-  (void)std::snprintf(text, sizeof text, "%.3f s", time.count());
-  return text;
-}
-
 std::string times(std::size_t count) { return count == 1 ? "once" : concat(count, " times"); }
-
-Time real_time(double seconds) { return std::chrono::round<Time>(std::chrono::duration<double>(seconds)); }
 
 /// Which of the expected requests this is, by index.
 std::vector<bool> met_by(std::vector<RequestMatcher>& expected, const AskedFor& asked) {
   std::vector<bool> met;
+  met.reserve(expected.size());
   for (RequestMatcher& matcher : expected) met.push_back(matcher.matches(asked));
   return met;
 }
 
-std::vector<RequestMatcher> matchers_of(const scenario_expectation& expected) {
-  return {expected.requests().begin(), expected.requests().end()};
+/// The most clients that a step waits for.
+std::size_t most_clients_in(const PackedScenario& played) {
+  std::size_t most = 0;
+  if (points_in(played) == 0) return most;
+  for (std::size_t i = 0; i < played.steps_size(); ++i) {
+    most = std::max<std::size_t>(most, played.step(i).wait_for().clients());
+  }
+  return most;
 }
 
 std::string default_name(const scenario_expectation& expected, std::size_t clients) {
-  if (expected.has_name()) return expected.name();
+  if (expected.name().find_first_not_of(" \t\r\n") != std::string::npos) return expected.name();
   if (expected.requests().empty()) return concat(clients, clients == 1 ? " client" : " clients");
   return concat(expected.never() ? "no " : "", text_of(expected.requests(0)));
 }
 
 }  // namespace
 
-Judge::Judge(const PackedScenario& played, const StepSource& time, double speed, Tell tell)
+Judge::Judge(const PackedScenario& played, const Timeline& time, double speed, Tell tell)
     : played_(played),
       time_(time),
       speed_(speed),
       tell_(std::move(tell)),
       longest_wait_(wait_in(played, clock_speed())),
-      all_(points_in(played)) {}
+      all_(points_in(played)),
+      most_clients_(most_clients_in(played)) {}
 
 /// Where steps follow at once, clients have the seconds that are given.
 double Judge::clock_speed() const { return speed_ == Pace::at_once ? 1 : speed_; }
 
 void Judge::on_request(const Link& from, const std::string& envelope, Time now) {
+  if (all_ == 0) return;
   sns_client_request_msg request;
   if (!request.ParseFromString(envelope)) return;
   const bool configures = request.msg_id() == on_change_config || request.msg_id() == streaming_config;
-  if (configures) configured_.insert(from.session);
-  if (all_ == 0 || seen_bytes_ > most_seen) return;
+  if (configures && configured_.size() < most_clients_) configured_.insert(from.session);
+  if (seen_bytes_ > most_seen) return;
   const AskedFor& asked = asked_for({played_.data_type_of(from.sensor), request.msg_id(), request.request().payload()});
   if (seen_bytes_ > most_seen) {
     tell_({"all requests are judged", concat("expected less than 64 MiB of them, found more at ",
@@ -92,10 +91,7 @@ void Judge::on_request(const Link& from, const std::string& envelope, Time now) 
     return;
   }
   seen_.push_back({from.session, &asked, time_.at(now)});
-  for (Open& open : open_) {
-    auto matchers = matchers_of(open.expected);
-    open.count(met_by(matchers, asked));
-  }
+  for (Open& open : open_) open.count(met_by(open.matchers, asked));
   decide_all(false);
 }
 
@@ -109,9 +105,13 @@ const AskedFor& Judge::asked_for(AskedFor asked) {
 void Judge::on_step(const scenario_step& step, Time now) {
   auto opened = point_of(step);
   if (!opened) return;
-  // Where steps follow at once, clients have the seconds that are given.
+  // Only a scenario that happens once has such steps: its next one is another.
+  opened->index = time_.next_index() - 1;
+  // A barrier holds the scenario up each time; an expectation is done with.
+  if (!opened->waits && told_.contains(opened->index)) return;
+  std::erase_if(open_, [&](const Open& open) { return open.index == opened->index; });
   const double within = opened->expected.within();
-  if (opened->waits || speed_ == Pace::at_once) opened->due = now + real_time(within);
+  if (opened->waits || speed_ == Pace::at_once) opened->due = now + to_time(within);
   opened->until = time_.at(now) + ScenarioTime(within);
   open(*std::move(opened));
 }
@@ -120,16 +120,14 @@ void Judge::on_jump(ScenarioTime by) {
   for (Open& open : open_) open.until += by;
 }
 
-void Judge::on_rewind() {
-  open_.clear();
-  reached_ = 0;
-}
+void Judge::on_rewind() { open_.clear(); }
 
 void Judge::forget_requests() {
   seen_.clear();
   asked_for_.clear();
   seen_bytes_ = 0;
   configured_.clear();
+  told_.clear();
 }
 
 /// None while scenario time stands still.
@@ -159,25 +157,27 @@ std::optional<Judge::Open> Judge::point_of(const scenario_step& step) {
 }
 
 void Judge::open(Open opened) {
-  ++reached_;
-  opened.counts.resize(static_cast<std::size_t>(opened.expected.requests_size()));
-  count_all_seen(opened);
-  open_.push_back(std::move(opened));
+  Open& open = open_.emplace_back(std::move(opened));
+  open.counts.resize(static_cast<std::size_t>(open.expected.requests_size()));
+  open.matchers = {open.expected.requests().begin(), open.expected.requests().end()};
+  count_all_seen(open);
   decide_all(false);
 }
 
 void Judge::count_all_seen(Open& open) const {
-  auto matchers = matchers_of(open.expected);
   std::map<const AskedFor*, std::vector<bool>> known;
   for (const SeenRequest& seen : seen_) {
     const auto [met, is_new] = known.try_emplace(seen.what);
-    if (is_new) met->second = met_by(matchers, *seen.what);
+    if (is_new) met->second = met_by(open.matchers, *seen.what);
     open.count(met->second);
   }
 }
 
 void Judge::Open::count(const std::vector<bool>& met) {
-  if (in_order < met.size() && met[in_order]) ++in_order;
+  if (in_order < met.size() && met[in_order]) {
+    ++in_order;
+    is_next_too = in_order < met.size() && met[in_order];
+  }
   for (std::size_t i = 0; i < met.size(); ++i) counts[i] += met[i] ? 1 : 0;
 }
 
@@ -203,7 +203,7 @@ bool Judge::decide(const Open& open, bool is_over) {
   const bool met = is_met(open);
   const bool is_lost = open.expected.never() && !met;
   if (!is_over && !is_lost && (!met || can_change(open))) return false;
-  tell_({open.name, met ? "" : unmet(open)});
+  tell(open.index, {open.name, met ? "" : unmet(open)});
   return true;
 }
 
@@ -233,13 +233,17 @@ const std::string& Judge::first_open() const {
 
 void Judge::close() {
   decide_all(true);
-  std::size_t number = 0;
-  for (std::size_t i = 0; i < played_.steps_size() && reached_ < all_; ++i) {
+  for (std::size_t i = 0; i < played_.steps_size() && told_.size() < all_; ++i) {
     const auto point = point_of(played_.step(i));
-    if (!point || number++ < reached_) continue;
-    ++reached_;
-    tell_({point->name, concat("expected the scenario to come to ", in_seconds(point->at), ", it ended before")});
+    if (!point) continue;
+    const char* const why = i < time_.next_index() ? ", a seek has skipped it" : ", it ended before";
+    tell(i, {point->name, concat("expected the scenario to come to ", in_seconds(point->at), why)});
   }
+}
+
+/// Unless it was told before.
+void Judge::tell(std::size_t index, const TestPoint& point) {
+  if (told_.insert(index).second) tell_(point);
 }
 
 std::string Judge::unmet(const Open& open) const {
@@ -267,7 +271,7 @@ std::string Judge::unmet(const Open& open) const {
   }
   const auto missing = static_cast<int>(open.in_order);
   return concat("expected ", text_of(expected.requests(missing)), " after ", text_of(expected.requests(missing - 1)),
-                when, ", found it before");
+                when, open.is_next_too ? ", found one request for both" : ", found it before");
 }
 
 /// The last that comes near it, or is it.

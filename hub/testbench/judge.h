@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <list>
 #include <map>
 #include <optional>
 #include <set>
@@ -11,6 +12,7 @@
 #include <vector>
 
 #include "hub/scenario/packed_scenario.h"
+#include "hub/scenario/timeline.h"
 #include "hub/simulator/watcher.h"
 #include "hub/testbench/request_match.h"
 
@@ -22,21 +24,22 @@ struct TestPoint {
   std::string unmet;  // what was expected, when, and what came instead; empty: it was met
 };
 
-/// Decides each expectation of a scenario, and each of its steps that wait, as soon as that can be done.
+/// Decides each expectation of a scenario, and each of its steps that wait, as soon as that can be done, and tells it
+/// once: if the scenario comes to it again, after an order, what was decided first stands.
 class Judge final : public Watcher, public Party {
  public:
   /// Is told of each decision, on the thread that runs the simulator.
   using Tell = std::function<void(const TestPoint& point)>;
 
   /// Of `played` at `speed`; `time` says when in it something happens. Both outlive this object.
-  Judge(const PackedScenario& played, const StepSource& time, double speed, Tell tell);
+  Judge(const PackedScenario& played, const Timeline& time, double speed, Tell tell);
 
   void on_request(const Link& from, const std::string& envelope, Time now) override;
   void on_step(const scenario_step& step, Time now) override;
   void on_jump(ScenarioTime by) override;
   void on_rewind() override;
 
-  /// As if no client had asked for anything.
+  /// As if no client had asked for anything, and nothing had been told.
   void forget_requests();
 
   std::optional<Time> next_due() const override;
@@ -58,12 +61,13 @@ class Judge final : public Watcher, public Party {
   /// step.
   double longest_wait() const { return longest_wait_; }
 
-  /// Decides what is open as it stands; what the scenario has not come to is not met.
+  /// Decides what is open as it stands; what the scenario has not come to, or a seek has skipped, is not met.
   void close();
 
  private:
   /// What is to be decided.
   struct Open {
+    std::size_t index = 0;  // of its step
     std::string name;
     ScenarioTime at{};
     ScenarioTime until{};     // none if `due` counts
@@ -71,8 +75,10 @@ class Judge final : public Watcher, public Party {
     bool waits = false;
     scenario_expectation expected;  // of a step that waits likewise
     std::size_t clients = 0;
-    std::vector<std::size_t> counts{};  // of each request
-    std::size_t in_order = 0;           // how many have come in their order
+    std::vector<std::size_t> counts{};       // of each request
+    std::vector<RequestMatcher> matchers{};  // of these, which stay where they are
+    std::size_t in_order = 0;                // how many have come in their order
+    bool is_next_too = false;                // the last of them is what has to follow it, too
 
     /// A request has come that is those of the expected ones.
     void count(const std::vector<bool>& met);
@@ -84,6 +90,7 @@ class Judge final : public Watcher, public Party {
   void open(Open opened);
   const AskedFor& asked_for(AskedFor asked);
   void count_all_seen(Open& open) const;
+  void tell(std::size_t index, const TestPoint& point);
   bool is_met(const Open& open) const;
   static bool can_change(const Open& open);
   std::string unmet(const Open& open) const;
@@ -92,17 +99,18 @@ class Judge final : public Watcher, public Party {
   void decide_all(bool is_over);
 
   const PackedScenario& played_;
-  const StepSource& time_;
+  const Timeline& time_;
   const double speed_;
   Tell tell_;
   const double longest_wait_;
-  const std::size_t all_;          // points of the scenario
-  std::size_t reached_ = 0;        // of these
-  std::vector<Open> open_;         // in order of their steps
-  std::vector<SeenRequest> seen_;  // all, unless they are too many
-  std::set<AskedFor> asked_for_;   // by these
+  const std::size_t all_;           // points of the scenario
+  const std::size_t most_clients_;  // that a step waits for
+  std::set<std::size_t> told_;      // indices of their steps
+  std::list<Open> open_;            // in the order in which they were reached; each stays where it is
+  std::vector<SeenRequest> seen_;   // all, unless they are too many
+  std::set<AskedFor> asked_for_;    // by these
   std::size_t seen_bytes_ = 0;
-  std::set<SessionId> configured_;
+  std::set<SessionId> configured_;  // no more than are waited for
 };
 
 }  // namespace kelvane_hub

@@ -1,9 +1,8 @@
 #include "hub/testbench/status.h"
 
-#include <cstdio>
-
 #include "hub/base/concat.h"
 #include "hub/messages/catalogue.h"
+#include "hub/scenario/seconds.h"
 #include "hub/scenario/short_text.h"
 #include "hub/simulator/registrations.h"
 
@@ -13,12 +12,6 @@ namespace {
 std::string counted(const Tally::Counts& counts) {
   return concat(counts.requests, counts.requests == 1 ? " request, " : " requests, ", counts.events,
                 counts.events == 1 ? " event" : " events");
-}
-
-std::string in_seconds(ScenarioTime time) {
-  char text[32];
-  (void)std::snprintf(text, sizeof text, "%.3f s", time.count());
-  return text;
 }
 
 std::string configured(const SensorUse& use) {

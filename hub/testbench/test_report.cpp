@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <nlohmann/json.hpp>
+#include <string_view>
 
 #include "hub/base/concat.h"
 
@@ -27,7 +28,13 @@ std::string in_tap(const std::string& name) {
 
 std::string in_xml(const std::string& value) {
   std::string text;
-  for (const char character : in_utf8(value)) {
+  std::string utf8 = in_utf8(value);
+  for (const std::string_view forbidden : {"\xef\xbf\xbe", "\xef\xbf\xbf"}) {  // U+FFFE and U+FFFF
+    for (auto at = utf8.find(forbidden); at != std::string::npos; at = utf8.find(forbidden, at)) {
+      utf8.replace(at, forbidden.size(), "\xef\xbf\xbd");
+    }
+  }
+  for (const char character : utf8) {
     switch (character) {
       case '&':
         text += "&amp;";

@@ -7,7 +7,8 @@ import re
 import signal
 import xml.etree.ElementTree
 
-from support import CLIENT, DEADLINE, HUB, EndToEndTest, Program, is_running, read, until
+from support import CLIENT, DEADLINE, HUB, EndToEndTest, Program, field, is_running, read, until
+from test_hub import HELLO, LOOKUP_REQUEST, REQUEST, frame
 
 NEVER_CONFIGURED = ("a client configures a sensor: expected a client to configure a sensor, found none that did",)
 ERROR = "steps { at: 0 error { error: 4 } }\n"
@@ -83,6 +84,16 @@ ok 5 - the program ends with exit status 0
             with self.subTest(script):
                 patience = ("--timeout", "0.1") if late in said else ()
                 self.ends(self.run_hub(ERROR, *patience, "--", "sh", "-c", script), 1, not_met(*NEVER_CONFIGURED, *said))
+
+    def test_what_a_program_asks_for_before_it_ends_counts(self):
+        asked = frame(HELLO) + frame(REQUEST, (1, 2), field(3, b"") + field(4, 514)) + 700 * LOOKUP_REQUEST
+        pathlib.Path("asked").write_bytes(asked)
+        run = self.run_hub("sensors { data_type: 'wwan' suid { suid_low: 1 suid_high: 2 } }"
+                           "steps { at: 0 expect { requests { suid_req {} } count: 700 within: 9 } }", "--", "python3", "-c",
+                           "import os, socket; s = socket.socket(socket.AF_UNIX); s.connect(os.environ['KELVANE_HUB_SOCKET']);"
+                           "s.sendall(open('asked', 'rb').read())")
+        run.wait()
+        self.assertNotIn("suid_req", run.err.replace("while 'suid_req {}' was open", ""))
 
     def test_what_was_outstanding(self):
         client = f"{CLIENT} operation=1 2>err & p=$!; until grep -q 'event 4' err; do sleep 0.1; done; "

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <regex>
 
 #include "hub/base/concat.h"
 #include "hub/messages/catalogue.h"
@@ -123,6 +124,7 @@ TEST_F(JudgeTest, WhatIsSaidOfEach) {
       "at: 1 expect { requests { get_cell_location_info {} } requests { sensor_config {} } never: true within: 9 }",
       "at: 20 expect { requests { attr_req {} } requests { streaming_config {} } in_order: true }",
       "at: 20 expect { requests { streaming_config {} } requests { attr_req {} } in_order: true }",
+      "at: 20 expect { name: '' requests { attr_req {} } requests { attr_req {} } in_order: true }",
       // Scenario time stands still: at once, until it has come, or in vain.
       "at: 6 wait_for { requests { sensor_config {} } }",
       "at: 2 wait_for { name: 'both' clients: 2 requests { sensor_config { report_rrc_state_info: true } } }",
@@ -141,6 +143,41 @@ TEST_F(JudgeTest, WhatIsSaidOfEach) {
     said += step + "\n  " + told();
   }
   cellscope::test::expect_golden("Expectations", said);
+}
+
+/// Orders lead to steps anew, or past them.
+TEST_F(JudgeTest, EachIsToldOnce) {
+  const std::string a = "attr_req {}: met\n", on = "on_change_config {}: met\n", calls = "sensor_config {}: expected ";
+  const std::string skipped = "the scenario to come to 5.000 s, a seek has skipped it\n";
+  const std::string ended = "the scenario to come to 5.000 s, it ended before\n";
+  constexpr int next = -1, restart = -2;  // or where to seek
+  const std::pair<std::vector<int>, std::string> cases[] = {
+      {{next, next}, a + on + calls + ended},
+      {{next, next, 0, next, 9}, a + on + calls + skipped},
+      {{next, 6},
+       a + "on_change_config {}: expected the scenario to come to 2.000 s, a seek has skipped it\n" + calls + skipped},
+      {{next, next, restart, next, next}, a + on + calls + ended},
+      {{next, next, next, restart, next, next, next},
+       a + on + calls +
+           "sensor_config {} by 8.000 s, found none; the last request was on_change_config {} to wwan at 0.000 s by "
+           "session 1\n"},
+  };
+  for (const auto& [orders, expected] : cases) {
+    play(
+        "steps { at: 1 expect { requests { attr_req {} } } } steps { at: 2 wait_for { requests { on_change_config {} } "
+        "} }"
+        "steps { at: 5 expect { requests { sensor_config {} } within: 3 } } steps { at: 20 error { error: 4 } }");
+    ask(all_asked[1]);
+    ask(all_asked[2]);
+    for (const int order : orders) {
+      if (order == restart) performance_->restart(now_);
+      if (order == next) performance_->timeline().skip(now_);
+      if (order >= 0) performance_->seek(order, now_);
+      advance_to(0);
+    }
+    performance_->judge().close();
+    EXPECT_EQ(std::regex_replace(told(), std::regex("(^|\n)0 "), "$1"), expected);
+  }
 }
 
 TEST_F(JudgeTest, ScenarioTimeStandsStillUntilWhatIsWaitedForHasCome) {
@@ -209,7 +246,7 @@ TEST_F(JudgeTest, AFloodIsJudgedAsFarAsThereIsRoom) {
 
 const std::vector<TestPoint> points = {
     {"plain", ""},
-    {"# <a> & \"b\"\\\xff\x01", "expected 'ü' < 2\n, found \"\xfe\""},
+    {"# <a> & \"b\"\\\xff\x01", "expected 'ü' < 2\n, found \"\xfe\xef\xbf\xbf\""},
 };
 
 TEST(TestReport, Tap) {
@@ -219,7 +256,7 @@ TEST(TestReport, Tap) {
             "ok 1 - plain\n"
             "not ok 2 - \\# <a> & \"b\"\\\\\ufffd\x01\n"
             "  ---\n"
-            "  message: \"expected '\\u00fc' < 2\\n, found \\\"\\ufffd\\\"\"\n"
+            "  message: \"expected '\\u00fc' < 2\\n, found \\\"\\ufffd\\uffff\\\"\"\n"
             "  ...\n");
 }
 
@@ -229,7 +266,7 @@ TEST(TestReport, JUnit) {
             "<testsuite name=\"a&amp;b\" tests=\"2\" failures=\"1\" time=\"1.500\">\n"
             "  <testcase name=\"plain\" classname=\"a&amp;b\"/>\n"
             "  <testcase name=\"# &lt;a> &amp; &quot;b&quot;\\\ufffd \" classname=\"a&amp;b\">\n"
-            "    <failure message=\"expected 'ü' &lt; 2 , found &quot;\ufffd&quot;\"/>\n"
+            "    <failure message=\"expected 'ü' &lt; 2 , found &quot;\ufffd\ufffd&quot;\"/>\n"
             "  </testcase>\n"
             "</testsuite>\n");
 }

@@ -7,6 +7,7 @@
 #include <string_view>
 #include <vector>
 
+#include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/option_checks.h"
 #include "hub/options.h"

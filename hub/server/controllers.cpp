@@ -144,7 +144,7 @@ void Controllers::hear(const Heard& message) {
   for (auto& [number, controller] : controllers_) {
     if (!controller.is_monitor) continue;
     // A byte is two digits there.
-    if (!controller.unsent.empty() && controller.unsent.size() + 2 * message->message.size() > most_heard) {
+    if (controller.is_deaf() && controller.unsent.size() + 2 * message->message.size() > most_heard) {
       ++controller.lost;
       continue;
     }

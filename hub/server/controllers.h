@@ -25,8 +25,8 @@ namespace kelvane_hub {
 /// is told so and let go. At most 16 at a time are connected; others wait.
 ///
 /// Who sends "monitor" is told of each message of clients and hub from then on, in lines of the form of to_line(). Of
-/// those for whom more than 8 MiB would wait, some are not told, but whoever has nothing waiting is told of any: a line
-/// "lost N" says how many messages that were.
+/// those for whom more than 8 MiB would wait, some are not told, but whoever has less than 64 KiB waiting is told of
+/// any: a line "lost N" says how many messages that were.
 class Controllers final : public Party, public WireListener {
  public:
   /// What there is to say to a line, which comes without its newline: whole lines.

@@ -2,6 +2,7 @@
 
 add_library(capture_core STATIC
   ${PROJECT_SOURCE_DIR}/hub/base/diagnostic.cpp
+  ${PROJECT_SOURCE_DIR}/hub/base/own_file.cpp
   ${PROJECT_SOURCE_DIR}/hub/capture_library/capture_file.cpp
   ${PROJECT_SOURCE_DIR}/hub/capture_library/captured_session.cpp)
 target_include_directories(capture_core PUBLIC "${PROJECT_SOURCE_DIR}" "${PROJECT_SOURCE_DIR}/platform")

@@ -1,7 +1,7 @@
 #!/bin/sh
 # libc_symbols.sh BINARY…: do the binaries, which run on phones, call only what Android's C library has too? Before a
 # name is added here, it has to be looked up there. Checked twins (__printf_chk, __open_2) count as the function itself.
-known=' abort clock_gettime close dladdr dlerror dlopen dlsym fcntl fstat ftruncate fwrite getenv getpid gettimeofday lseek
+known=' abort clock_gettime close dladdr dlerror dlopen dlsym fchmod fcntl flock fstat ftruncate fwrite getenv getpid gettimeofday lseek
  memchr memcmp memcpy memmove memset open printf pthread_mutex_lock pthread_mutex_unlock pthread_sigmask puts remove
  sigaddset sigemptyset sigfillset signal sigtimedwait sleep stderr strcmp strerror strlen strtol write writev '
 # What only the code calls that the GNU compiler adds, and its C++ library's headers.

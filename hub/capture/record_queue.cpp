@@ -51,7 +51,7 @@ class RecordQueue::Taker {
     changed_.notify_all();
   }
 
-  /// On its thread, until end() and all is written.
+  /// On its thread, until it is to end and all is written. Then the sink is no more.
   void run() {
     block_signals();
     std::unique_lock lock(mutex_);
@@ -60,15 +60,25 @@ class RecordQueue::Taker {
       if (queue_.empty()) break;
       hand_on_first(lock);
     }
+    lock.unlock();
+    sink_ = nullptr;
+    lock.lock();
     has_ended_ = true;
     changed_.notify_all();
   }
 
   /// Returns whether run() has come to its end.
-  bool end() {
+  bool end_within(std::chrono::milliseconds time) {
     std::unique_lock lock(mutex_);
     is_ending_ = true;
     changed_.notify_all();
+    return changed_.wait_for(lock, time, [this] { return has_ended_; });
+  }
+
+  /// The same, as long as the sink takes any.
+  bool end() {
+    (void)end_within({});
+    std::unique_lock lock(mutex_);
     for (std::uint64_t seen = taken_;; seen = taken_) {
       (void)changed_.wait_for(lock, patience, [&] { return has_ended_ || taken_ != seen; });
       if (has_ended_) return true;
@@ -109,7 +119,7 @@ class RecordQueue::Taker {
   }
 
   const std::string name_;
-  const Sink sink_;
+  Sink sink_;  // run()'s
   Say say_;
   std::mutex mutex_;
   std::condition_variable changed_;
@@ -133,6 +143,8 @@ RecordQueue::~RecordQueue() {
     thread_.detach();
   }
 }
+
+bool RecordQueue::end_within(std::chrono::milliseconds time) { return taker_->end_within(time); }
 
 void RecordQueue::hear(const Heard& message) {
   ++heard_;

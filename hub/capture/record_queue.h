@@ -1,6 +1,7 @@
 // Messages on their way to where they are kept or shown.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -30,6 +31,10 @@ class RecordQueue final : public WireListener {
   ~RecordQueue() override;
   RecordQueue(const RecordQueue&) = delete;
   RecordQueue& operator=(const RecordQueue&) = delete;
+
+  /// Nothing more will be heard. Returns, at the latest after `time`, whether all has been taken and the sink is
+  /// destroyed; if not, that goes on without whoever asks.
+  bool end_within(std::chrono::milliseconds time);
 
   void hear(const Heard& message) override;
 

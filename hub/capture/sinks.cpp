@@ -1,7 +1,6 @@
 #include "hub/capture/sinks.h"
 
 #include <fcntl.h>
-#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -12,6 +11,7 @@
 #include "hub/base/concat.h"
 #include "hub/base/files.h"
 #include "hub/base/input_error.h"
+#include "hub/base/own_file.h"
 #include "hub/base/unique_fd.h"
 
 namespace kelvane_hub {
@@ -24,14 +24,11 @@ UniqueFd open_for_one(const std::string& path) {
   UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, S_IRUSR | S_IWUSR));
   if (!file && errno == ENXIO) throw InputError(path + ": expected a pipe that somebody reads, found one without");
   if (!file) throw_errno();
-  struct stat status {};
-  if (fstat(file.get(), &status) != 0) throw_errno();
-  if (S_ISREG(status.st_mode)) {
-    if (flock(file.get(), LOCK_EX | LOCK_NB) != 0) {
-      throw InputError(path + ": expected a file of its own, found one that another hub writes");
-    }
-    if (ftruncate(file.get(), 0) != 0) throw_errno();
+  const Taken taken = take_own_file(file.get());
+  if (taken == Taken::another_has_it) {
+    throw InputError(path + ": expected a file of its own, found one that another capture goes into");
   }
+  if (taken == Taken::no) throw_errno();
   (void)fcntl(file.get(), F_SETFL, O_WRONLY);
   return beside_standard_streams(std::move(file));
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
@@ -13,6 +14,11 @@ namespace {
 
 [[noreturn]] void fail(std::string_view line) {
   throw InputError(concat("expected five numbers and bytes of a message, found ", quoted(line)));
+}
+
+bool is_direction(std::uint64_t number) {
+  return number == std::uint64_t{static_cast<std::uint8_t>(Direction::event)} ||
+         number == std::uint64_t{static_cast<std::uint8_t>(Direction::request)};
 }
 
 }  // namespace
@@ -32,6 +38,8 @@ CaptureRecord from_line(std::string_view line) {
     number = *found;
     left.remove_prefix(end + 1);
   }
+  constexpr std::uint64_t most_sessions = std::numeric_limits<std::uint32_t>::max();
+  if (!is_direction(numbers[1]) || numbers[2] > most_sessions) fail(line);
   CaptureRecord record{std::chrono::nanoseconds(numbers[0]),
                        static_cast<Direction>(numbers[1]),
                        static_cast<std::uint32_t>(numbers[2]),

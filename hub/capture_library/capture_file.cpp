@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "hub/base/diagnostic.h"
+#include "hub/base/own_file.h"
 #include "hub/base/signals_blocked.h"
 
 namespace kelvane_hub {
@@ -75,14 +76,6 @@ int write_whole(int file, std::span<iovec> parts) {
   return error;
 }
 
-/// Takes the file until this process ends or closes it, unless another one has it: two would mix their sessions.
-bool is_alone(int file) {
-  struct flock whole {};
-  whole.l_type = F_WRLCK;
-  whole.l_whence = SEEK_SET;
-  return fcntl(file, F_SETLK, &whole) == 0;
-}
-
 }  // namespace
 
 CaptureFile::CaptureFile(std::string path)
@@ -97,16 +90,13 @@ CaptureFile::CaptureFile(std::string path)
 }
 
 void CaptureFile::open() {
-  constexpr mode_t for_all = 0666;
   // Nobody waits for the reader of a pipe.
   constexpr int flags = O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-  file_ = beside_standard_streams(UniqueFd(::open(path_.c_str(), flags, for_all)));
-  struct stat status {};
-  if (!file_ || fstat(file_.get(), &status) != 0) throw std::runtime_error(strerror(errno));
-  if (S_ISREG(status.st_mode)) {
-    if (!is_alone(file_.get())) throw std::runtime_error("another process captures into it");
-    (void)!ftruncate(file_.get(), 0);
-  }
+  file_ = beside_standard_streams(UniqueFd(::open(path_.c_str(), flags, S_IRUSR | S_IWUSR)));
+  const Taken taken = file_ ? take_own_file(file_.get()) : Taken::no;
+  // Two would mix their sessions.
+  if (taken == Taken::another_has_it) throw std::runtime_error("another process captures into it");
+  if (taken == Taken::no) throw std::runtime_error(strerror(errno));
   std::array header{part(capture_file_header)};
   if (const int error = write_whole(file_.get(), header); error != 0) throw std::runtime_error(strerror(error));
 }

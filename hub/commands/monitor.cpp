@@ -30,8 +30,10 @@ void monitor(const MonitorOptions& options) {
   while (const auto line = hub.next_line()) {
     if (line->starts_with(lost)) {
       const std::string count = line->substr(lost.size());
-      write_to_descriptor(concat("kelvane-hub monitor: ", count, " messages were lost: they were taken too slowly\n"),
-                          STDERR_FILENO, "standard error");
+      write_to_descriptor(
+          concat("kelvane-hub monitor: ", count,
+                 count == "1" ? " message was lost: it was" : " messages were lost: they were", " taken too slowly\n"),
+          STDERR_FILENO, "standard error");
     } else if (const std::string text = lines.of(from_line(*line)); !text.empty()) {
       write_output(text, "-");
     }

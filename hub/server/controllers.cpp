@@ -29,6 +29,9 @@ constexpr std::size_t most_heard = std::size_t{8} << 20;
 
 constexpr Time door_time = std::chrono::seconds(1);
 
+// For those who monitor, at the end.
+constexpr Time patience = std::chrono::seconds(1);
+
 }  // namespace
 
 bool Controllers::Controller::is_deaf() const { return unsent.size() >= deaf_from; }
@@ -44,6 +47,25 @@ Controllers::Controllers(Loop& loop, std::unique_ptr<ConnectionSource> source, A
       voice_(voice),
       door_(loop.add(source_->descriptor(), [this](bool, bool, Time now) { take_connection(now); })) {
   loop_.at_end_of_turn([this] { settle(); });
+}
+
+Controllers::~Controllers() {
+  const Time end = Loop::now() + patience;
+  for (auto& [number, controller] : controllers_) controller.tell_lost();
+  for (auto waiting = unfinished(); !waiting.empty(); waiting = unfinished()) {
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Loop::now());
+    if (left.count() <= 0 || poll(waiting.data(), waiting.size(), static_cast<int>(left.count())) <= 0) return;
+    for (auto& [number, controller] : controllers_) write(controller);
+  }
+}
+
+/// Those who monitor and have not taken all.
+std::vector<pollfd> Controllers::unfinished() {
+  std::vector<pollfd> waiting;
+  for (const auto& [number, controller] : controllers_) {
+    if (controller.is_monitor && !controller.unsent.empty()) waiting.push_back({controller.socket.get(), POLLOUT, 0});
+  }
+  return waiting;
 }
 
 void Controllers::take_connection(Time now) {
@@ -122,7 +144,7 @@ void Controllers::hear(const Heard& message) {
   for (auto& [number, controller] : controllers_) {
     if (!controller.is_monitor) continue;
     // A byte is two digits there.
-    if (controller.unsent.size() + 2 * message->message.size() > most_heard) {
+    if (controller.is_deaf() && controller.unsent.size() + 2 * message->message.size() > most_heard) {
       ++controller.lost;
       continue;
     }
@@ -134,15 +156,15 @@ void Controllers::hear(const Heard& message) {
 
 void Controllers::write(Controller& controller) {
   std::size_t written = 0;
-  while (written < std::min(controller.unsent.size(), most_written)) {
-    const std::size_t left = std::min(controller.unsent.size(), most_written) - written;
-    const ssize_t sent = ::send(controller.socket.get(), controller.unsent.data() + written, left, MSG_NOSIGNAL);
+  for (std::string_view left = controller.unsent.view().substr(0, most_written); !left.empty();) {
+    const ssize_t sent = ::send(controller.socket.get(), left.data(), left.size(), MSG_NOSIGNAL);
     if (sent == -1 && errno == EINTR) continue;
     if (sent == -1 && errno != EAGAIN) return stop_answering(controller);
     if (sent == -1) break;
+    left.remove_prefix(static_cast<std::size_t>(sent));
     written += static_cast<std::size_t>(sent);
   }
-  controller.unsent.erase(0, written);
+  controller.unsent.drop(written);
 }
 
 std::optional<Time> Controllers::next_due() const {

@@ -1,6 +1,8 @@
 // Those who give orders to a hub, each on a connection of its own.
 #pragma once
 
+#include <poll.h>
+
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -8,10 +10,12 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "hub/capture/listener.h"
 #include "hub/server/listener.h"
 #include "hub/server/loop.h"
+#include "hub/server/unsent.h"
 #include "hub/server/voice.h"
 
 namespace kelvane_hub {
@@ -21,7 +25,8 @@ namespace kelvane_hub {
 /// is told so and let go. At most 16 at a time are connected; others wait.
 ///
 /// Who sends "monitor" is told of each message of clients and hub from then on, in lines of the form of to_line(). Of
-/// those for whom more than 8 MiB would wait, some are not told: a line "lost N" says how many messages that were.
+/// those for whom more than 8 MiB would wait, some are not told, but whoever has less than 64 KiB waiting is told of
+/// any: a line "lost N" says how many messages that were.
 class Controllers final : public Party, public WireListener {
  public:
   /// What there is to say to a line, which comes without its newline: whole lines.
@@ -29,6 +34,11 @@ class Controllers final : public Party, public WireListener {
 
   /// `loop` and `voice` outlive this object.
   Controllers(Loop& loop, std::unique_ptr<ConnectionSource> source, Answer answer, Voice& voice);
+
+  /// Returns when those who monitor have taken all that there is for them, or after a second.
+  ~Controllers() override;
+  Controllers(const Controllers&) = delete;
+  Controllers& operator=(const Controllers&) = delete;
 
   /// Those who have sent more lines than fit into a turn have more to be done.
   std::optional<Time> next_due() const override;
@@ -43,7 +53,7 @@ class Controllers final : public Party, public WireListener {
     Loop::Entry entry;
     Interest interest{};  // as the loop knows it
     std::string unread{};
-    std::string unsent{};
+    Unsent unsent{};
     bool is_last = false;  // nothing more comes
     bool is_gone = false;  // takes no more answers
     bool is_monitor = false;
@@ -60,6 +70,7 @@ class Controllers final : public Party, public WireListener {
   static void read(Controller& controller);
   void take_lines(Controller& controller, Time now);
   static void write(Controller& controller);
+  std::vector<pollfd> unfinished();
   void settle();
   bool settle(Controller& controller);
 

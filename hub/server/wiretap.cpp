@@ -1,10 +1,18 @@
 #include "hub/server/wiretap.h"
 
+#include <chrono>
+
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/capture/sinks.h"
 
 namespace kelvane_hub {
+namespace {
+
+// How long the hub stands still for the end of a capture: enough for a disk, and clients do not notice.
+constexpr std::chrono::milliseconds grace(100);
+
+}  // namespace
 
 void Wiretap::note_request(const Link& from, const std::string& envelope) { tell(Direction::request, from, envelope); }
 
@@ -26,7 +34,9 @@ void Wiretap::trace() { add(trace_.emplace("standard output", lines_on_standard_
 
 void Wiretap::start_capture(const std::string& path) {
   if (capture_) throw InputError(concat("expected no capture under way, found ", path_, "; capture stop ends it"));
-  add(capture_.emplace(path, capture_at(path), say_));
+  forget_ended();
+  capture_ = std::make_unique<RecordQueue>(path, capture_at(path), say_);
+  add(*capture_);
   path_ = path;
 }
 
@@ -34,8 +44,14 @@ std::uint64_t Wiretap::stop_capture() {
   if (!capture_) throw InputError("expected a capture under way, found none");
   const std::uint64_t heard = capture_->heard();
   remove(*capture_);
+  forget_ended();
+  if (!capture_->end_within(grace)) ended_.push_back(std::move(capture_));
   capture_.reset();
   return heard;
+}
+
+void Wiretap::forget_ended() {
+  std::erase_if(ended_, [](const auto& queue) { return queue->end_within({}); });
 }
 
 }  // namespace kelvane_hub

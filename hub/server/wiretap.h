@@ -2,6 +2,8 @@
 #pragma once
 
 #include <algorithm>
+#include <list>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -34,13 +36,15 @@ class Wiretap final : public Delivery, public Capturing {
   std::uint64_t stop_capture() override;
 
  private:
+  void forget_ended();
   void tell(Direction direction, const Link& link, const std::string& message);
 
   Delivery& clients_;
   const RecordQueue::Say say_;
   std::vector<WireListener*> listeners_;
   std::string path_;  // of the capture
-  std::optional<RecordQueue> capture_;
+  std::unique_ptr<RecordQueue> capture_;
+  std::list<std::unique_ptr<RecordQueue>> ended_;  // captures that are still being written
   std::optional<RecordQueue> trace_;
 };
 

@@ -13,7 +13,8 @@ class Capturing {
   /// Begins a capture at `path`, an absolute one.
   virtual void start_capture(const std::string& path) = 0;
 
-  /// Ends the one under way, when all of it is written. Returns how many messages there were.
+  /// Ends the one under way. Returns how many messages there were; what the disk takes slowly may still be written
+  /// after that.
   virtual std::uint64_t stop_capture() = 0;
 };
 

@@ -1,5 +1,8 @@
 #include "hub/wire/capture_file.h"
 
+#include <stdio_ext.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <bit>
@@ -57,6 +60,7 @@ CaptureWriter::CaptureWriter(UniqueFd file)
   if (!form_) throw_errno();
   std::FILE* const stream = fdopen(file.get(), "w");
   if (stream == nullptr) throw_errno();
+  whole_ = ftello(stream);
   (void)file.release();
   file_.reset(pcap_dump_fopen(form_.get(), stream));
   if (!file_) {
@@ -80,7 +84,18 @@ void CaptureWriter::write(const CaptureRecord& record) {
 }
 
 void CaptureWriter::flush() {
-  if (pcap_dump_flush(file_.get()) != 0 || std::ferror(pcap_dump_file(file_.get())) != 0) throw_errno();
+  std::FILE* const stream = pcap_dump_file(file_.get());
+  if (pcap_dump_flush(file_.get()) != 0 || std::ferror(stream) != 0) cut_off();
+  whole_ = ftello(stream);
+}
+
+/// What the stream still has would follow when it is closed.
+void CaptureWriter::cut_off() {
+  const int error = errno;
+  std::FILE* const stream = pcap_dump_file(file_.get());
+  __fpurge(stream);
+  if (whole_ >= 0) (void)!ftruncate(fileno(stream), whole_);
+  throw std::system_error(error, std::generic_category());
 }
 
 // ---- read ----

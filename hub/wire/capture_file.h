@@ -2,6 +2,7 @@
 #pragma once
 
 #include <pcap/pcap.h>
+#include <sys/types.h>
 
 #include <chrono>
 #include <cstddef>
@@ -37,7 +38,8 @@ class CaptureWriter {
   /// Takes over an open file, and writes from where it stands. Throws std::system_error.
   explicit CaptureWriter(UniqueFd file);
 
-  /// Throws std::system_error if the file does not take it; then it is of no use any more.
+  /// Throws std::system_error if the file does not take it, of which nothing is left there then, unless it is a pipe;
+  /// then it is of no use any more.
   void write(const CaptureRecord& record);
 
  private:
@@ -47,9 +49,11 @@ class CaptureWriter {
   };
 
   void flush();
+  [[noreturn]] void cut_off();
 
   std::unique_ptr<pcap_t, Close> form_;
   std::unique_ptr<pcap_dumper_t, Close> file_;
+  off_t whole_ = -1;  // bytes, as far as records are whole; -1: of what has no size
 };
 
 /// Reads a capture, a record at a time, from a file or from a pipe in which it still grows.

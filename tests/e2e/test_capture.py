@@ -1,5 +1,6 @@
 """Captures: written by hubs, dumped, and taken apart by tshark."""
 
+import fcntl
 import json
 import os
 import pathlib
@@ -79,43 +80,71 @@ class CaptureTest(EndToEndTest):
         self.assertEqual("torn.pcap: record 2, byte 127: expected 73 bytes of a record, found the end after 23\n", errors)
 
     def test_monitor(self):
-        large = 'steps { at: 1 raw { msg_id: 99 payload: "' + "x" * 3_000_000 + '" } }'
+        large = 'steps { at: 2 raw { msg_id: 99 payload: "' + "x" * 5_000_000 + '" } }'
         pathlib.Path("scenario.textproto").write_text(
-            SCENARIO.partition("faults")[0].replace('steps { at: 1 raw { msg_id: 99 payload: "\\377abc" } }', 3 * large))
+            SCENARIO.partition("faults")[0].replace("steps { at: 3", 3 * large + "steps { at: 3"))
         hub = Program(self, [HUB, "serve", "--listen", "hub.sock", "--scenario", "scenario.textproto", "--trace"], {})
         until(lambda: hub.out == "kelvane-hub: listening on hub.sock\n", "the hub to listen")
         monitor = Program(self, [HUB, "monitor", "hub.sock", "--filter", "direction=event,msg_id=1281,msg_id=130"], {})
-        with socket.socket(socket.AF_UNIX) as slow:
+        with socket.socket(socket.AF_UNIX) as slow, socket.socket(socket.AF_UNIX) as slowest:
             slow.connect("hub.sock.control")
+            slowest.connect("hub.sock.control")
             slow.sendall(b"monitor\n")
-            heard = slow.makefile("rb")
-            self.assertEqual(b"OK\n", heard.readline())
+            slowest.sendall(b"monitor\n")
+            heard, heard_at_end = slow.makefile("rb"), slowest.makefile("rb")
+            self.assertEqual((b"OK\n", b"OK\n"), (heard.readline(), heard_at_end.readline()))
             run = self.automation("operation=1", "request_id=1", KELVANE_HUB_SOCKET="hub.sock")
-            until(lambda: run.err.count("unknown message ID 99") == 3, "the large events")
-            lines = [heard.readline() for _ in range(8)]
-        self.assertEqual(b"lost 2\n", lines[-1])
-        self.assertEqual([False] * 6 + [True], [len(line) > 6_000_000 for line in lines[:-1]])
-        self.wait_for_output("RSRP: -91")
-        self.stop(run)
-        self.stop(hub)
-        self.assertEqual(0, monitor.wait())
+            until(lambda: run.err.count("unknown message ID 99") == 4, "the large events")
+            lines = [heard.readline() for _ in range(11)]
+            self.wait_for_output("RSRP: -91")
+            self.stop(run)
+            hub.interrupt()
+            all_heard = heard_at_end.readlines()
+            self.assertTrue(lines[:-1] == all_heard[:-1])
+        self.assertRegex(lines[-1], rb"^lost [23]\n$")  # two large ones, and the report if they took their time
+        self.assertEqual([False] * 9 + [True], [len(line) > 10_000_000 for line in lines[:-1]])
+        self.assertRegex(all_heard[-1], rb"^lost \d+\n$")
+        self.assertEqual((0, 0), (hub.wait(), monitor.wait()))
         self.assertIn(" 2 event 130 error_event error: -5\n", monitor.out)
         traced = [line for line in hub.out.splitlines(True) if " event 1281 " in line or " event 130 " in line]
-        self.assertEqual("".join(traced), monitor.out)
+        self.assertEqual("".join(traced)[:len(monitor.out)], monitor.out)
         self.assertEqual((2, "", "kelvane-hub monitor: no answer from the hub at hub.sock: No such file or directory\n"),
                          self.hub_command("monitor", "hub.sock"))
 
     def test_capture_by_order(self):
         hub = self.serve(SCENARIO)
+        pathlib.Path("x.pcap").touch(0o644)
+        taken = self.enterContext(open("taken.pcap", "w", encoding="ascii"))
+        fcntl.flock(taken, fcntl.LOCK_EX)
         for words, status, answer in (
                 ("capture", 1, "KO: expected a file to write or stop, found none"),
                 ("capture /nowhere/x.pcap", 1, "KO: /nowhere/x.pcap: cannot write it: No such file or directory"),
+                ("capture taken.pcap", 1, f"KO: {os.path.realpath('taken.pcap')}: expected a file of its own, "
+                                          "found one that another capture goes into"),
                 ("capture x.pcap", 0, f"OK at=0.000 file={os.path.realpath('x.pcap')}"),
                 ("capture y.pcap", 1, f"KO: expected no capture under way, found {os.path.realpath('x.pcap')}; capture stop ends it"),
                 ("capture stop", 0, "OK at=0.000 messages=0"),
                 ("capture stop", 1, "KO: expected a capture under way, found none")):
             self.assertEqual((status, answer + "\n", ""), self.hub_command("control", "hub.sock", *words.split()))
         self.assertEqual(("", ""), self.dump("x.pcap"))
+        self.assertEqual(0o600, os.stat("x.pcap").st_mode & 0o777)
+        self.stop(hub)
+
+    def test_capture_ends_by_order_while_nobody_reads_it(self):
+        hub = self.serve(SENSORS + 'steps { at: 0 raw { msg_id: 99 payload: "' + "x" * 3_000_000 + '" } }')
+        os.mkfifo("x.fifo")
+        with open(os.open("x.fifo", os.O_RDONLY | os.O_NONBLOCK), "rb") as pipe:
+            self.assertEqual(0, self.hub_command("control", "hub.sock", "capture", "x.fifo")[0])
+            run = self.automation("operation=1", "request_id=1", KELVANE_HUB_SOCKET="hub.sock")
+            until(lambda: "unknown message ID 99" in run.err, "the large event")
+            answer = self.hub_command("control", "hub.sock", "capture", "stop")[1]
+            self.assertEqual(0, self.hub_command("control", "hub.sock", "capture", "y.pcap")[0])
+            os.set_blocking(pipe.fileno(), True)
+            pathlib.Path("x.pcap").write_bytes(pipe.read())
+        lines, errors = self.dump("x.pcap")
+        self.assertEqual((f"messages={lines.count(chr(10))}", ""), (answer.split()[-1], errors))
+        self.assertNotIn("x.fifo", hub.err)
+        self.stop(run)
         self.stop(hub)
 
     def test_capture_that_cannot_be_written(self):

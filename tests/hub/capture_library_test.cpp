@@ -1,6 +1,7 @@
 // libkelvanecapture between a client and a session library that does what the test says.
 
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -181,6 +182,18 @@ TEST_F(CaptureLibrary, ARecordWithoutRoomIsCutOffAndEndsTheCapture) {
   EXPECT_EQ(testing::internal::GetCapturedStderr(),
             "libkelvanecapture: the capture " + path_.string() + " ends here: File too large\n");
   EXPECT_EQ(bytes_of(path_).size(), capture_file_header.size() + 45);
+}
+
+TEST_F(CaptureLibrary, TheFileIsItsUsersAloneAndNoHubTakesIt) {
+  const UniqueFd hub(open(path_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644));
+  ASSERT_EQ(flock(hub.get(), LOCK_EX), 0);
+  testing::internal::CaptureStderr();
+  const CaptureFile refused(path_);
+  EXPECT_NE(testing::internal::GetCapturedStderr(), "");
+  ASSERT_EQ(flock(hub.get(), LOCK_UN), 0);
+  const auto session = new_session();
+  EXPECT_EQ(std::filesystem::status(path_).permissions(), std::filesystem::perms(0600));
+  EXPECT_EQ(flock(hub.get(), LOCK_EX | LOCK_NB), -1);
 }
 
 TEST_F(CaptureLibrary, AForkCapturesNothingAndNoOtherProcessTakesTheFile) {

@@ -2,11 +2,14 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <csignal>
 #include <fstream>
 #include <iterator>
 
 #include "hub/base/input_error.h"
+#include "hub/capture/wire_line.h"
 #include "hub/wire/capture_file.h"
 
 namespace kelvane_hub {
@@ -64,6 +67,34 @@ TEST(Capture, IsReadAsItWasWritten) {
   }
   EXPECT_FALSE(reader.next());
   EXPECT_EQ("", reader.cut_off());
+}
+
+TEST(Capture, ARecordWithoutRoomIsCutOff) {
+  const std::string path = testing::TempDir() + "capture_test_full.pcap";
+  const std::string whole = capture_of({request});
+  rlimit before{};
+  ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &before));
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  {
+    CaptureWriter writer(UniqueFd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)));
+    writer.write(request);
+    const rlimit smaller{20'000, before.rlim_max};
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &smaller));
+    CaptureRecord large = event;
+    large.message.assign(19'990, 'x');
+    EXPECT_THROW(writer.write(large), std::system_error);
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &before));
+  }
+  (void)std::signal(SIGXFSZ, handler);
+  std::ifstream file(path, std::ios::binary);
+  EXPECT_EQ(whole, std::string(std::istreambuf_iterator<char>(file), {}));
+}
+
+TEST(Capture, LinesOfTheWireAreChecked) {
+  EXPECT_EQ("asked", from_line("1 2 4294967295 7 9 61736b6564").message);
+  for (const char* const line : {"1 3 1 7 9 61", "1 258 1 7 9 61", "1 2 4294967296 7 9 61"}) {
+    EXPECT_THROW((void)from_line(line), InputError) << line;
+  }
 }
 
 TEST(Capture, SaysWhatIsWrongAndWhere) {

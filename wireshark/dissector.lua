@@ -180,13 +180,14 @@ local function show_field(field, found, tree, kind, depth)
   end
 end
 
--- The number of a field that bears that name; nil if there is none.
+-- The number of a field that bears that name, the last if there are several, as protobuf has it; nil if there is none.
 local function number_of(message, name, found)
+  local number
   for _, one in ipairs(found) do
     local field = messages[message][one.number]
-    if field and field.name == name and one.form == 0 then return one.value:lower() end
+    if field and field.name == name and one.form == 0 then number = one.value:lower() end
   end
-  return nil
+  return number
 end
 
 -- A message in `buffer`, nil if it is empty. `kind` is that of the payload in it.
@@ -206,7 +207,10 @@ end
 
 -- ---- requests and answers ----
 
-local open = {}        -- by session and sensor: requests without an answer, in order
+-- Requests without an answer that may still get one, of a session and sensor. Answers come soon or never.
+local most_open = 256
+
+local open = {}        -- by session and sensor: the last of the requests without an answer, in order
 local answer_of = {}   -- by the request's frame: the answer's
 local request_of = {}  -- by the answer's frame: the request's frame and time
 
@@ -218,6 +222,7 @@ local function note_request(link, name, pinfo)
   if not answers[name] then return end
   open[link] = open[link] or {}
   table.insert(open[link], { answers = answers[name], frame = pinfo.number, time = pinfo.rel_ts })
+  if #open[link] > most_open then table.remove(open[link], 1) end
 end
 
 local function note_event(link, name, pinfo)

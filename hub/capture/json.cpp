@@ -5,6 +5,8 @@
 #include <cmath>
 #include <vector>
 
+#include "hub/base/hex.h"
+
 namespace kelvane_hub {
 namespace {
 
@@ -90,17 +92,6 @@ Json json_of_field(const Message& message, const FieldDescriptor& field, Mask* m
 }
 
 }  // namespace
-
-std::string in_hex(std::string_view bytes) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string hex;
-  hex.reserve(2 * bytes.size());
-  for (const char byte : bytes) {
-    hex += digits[static_cast<unsigned char>(byte) >> 4];
-    hex += digits[static_cast<unsigned char>(byte) & 15];
-  }
-  return hex;
-}
 
 Json json_of(const Message& message, Mask* mask) {
   Json json = Json::object();

@@ -4,15 +4,10 @@
 #include <google/protobuf/message.h>
 
 #include <nlohmann/json.hpp>
-#include <string>
-#include <string_view>
 
 #include "hub/capture/mask.h"
 
 namespace kelvane_hub {
-
-/// Two digits a byte.
-std::string in_hex(std::string_view bytes);
 
 /// The fields that are set, by name. Bytes, and text that is no UTF-8, are {"hex": "…"}; fields that nobody knows are
 /// in "unknown_fields", as they came. With a `mask`, which may be null, identities bear the names that it gives them,

@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "hub/base/concat.h"
+#include "hub/base/hex.h"
 #include "hub/capture/json.h"
 
 namespace kelvane_hub {

@@ -5,9 +5,9 @@
 #include <limits>
 
 #include "hub/base/concat.h"
+#include "hub/base/hex.h"
 #include "hub/base/input_error.h"
 #include "hub/base/numbers.h"
-#include "hub/capture/json.h"
 
 namespace kelvane_hub {
 namespace {

@@ -175,6 +175,10 @@ void RunImport::add_remarks() {
     summary_.add_remark(
         concat("connects ", conduct_.connections, " times, which the scenario plays as one connection"));
   }
+  if (run_.events.size() > std::max<std::size_t>(pace_.subscriptions.size(), 1) && pace_.at.back() == 0) {
+    summary_.add_remark(
+        "no time passes, as in a run at the highest speed or several runs in one file: all reports happen at once");
+  }
   if (pace_.subscriptions.empty()) {
     summary_.add_remark("no cells at the beginning: a hub begins with a report that subscription 0 has none");
   }

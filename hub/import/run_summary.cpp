@@ -11,19 +11,25 @@
 namespace kelvane_hub {
 namespace {
 
-// In the order of Detour.
-constexpr std::array<std::string_view, static_cast<std::size_t>(Detour::count)> detours{
-    "of cells that differ in their timestamps at most from those before",
-    "with payload bytes that these definitions do not read",
-    "of a subscription without cells at the beginning",
-    "that the run does not show to be registered for",
-    "that answer what the run does not show to be asked",
-    "that answer otherwise than the cells at that time",
-    "with a payload size that these definitions do not have",
-    "refusals of the requests before them",
-    "verdicts on thresholds, which a hub makes up itself",
-    "with another payload size than this one's",
+/// What is said after the number of reports.
+struct Words {
+  std::string_view several;
+  std::string_view one = several;
 };
+
+// In the order of Detour.
+constexpr std::array<Words, static_cast<std::size_t>(Detour::count)> detours{{
+    {"of cells that differ in their timestamps at most from those before"},
+    {"with payload bytes that these definitions do not read"},
+    {"of a subscription without cells at the beginning"},
+    {"that the run does not show to be registered for"},
+    {"that answer what the run does not show to be asked", "that answers what the run does not show to be asked"},
+    {"that answer otherwise than the cells at that time", "that answers otherwise than the cells at that time"},
+    {"with a payload size that these definitions do not have"},
+    {"refusals of the requests before them", "refusal of the request before it"},
+    {"verdicts on thresholds, which a hub makes up itself", "verdict on thresholds, which a hub makes up itself"},
+    {"with another payload size than this one's"},
+}};
 
 /// What becomes of the reports with these detours, each of which has its line.
 struct Fate {
@@ -81,7 +87,8 @@ std::string RunSummary::text() const {
     for (auto i = static_cast<std::size_t>(fate.first); i <= static_cast<std::size_t>(fate.last); ++i) {
       const auto& [count, line] = detours_[i];
       if (count == 0) continue;
-      list += concat(list.empty() ? ": " : ", ", count, " ", detours[i], " (first in ", place_name_, ' ', line, ")");
+      const std::string_view words = count == 1 ? detours[i].one : detours[i].several;
+      list += concat(list.empty() ? ": " : ", ", count, " ", words, " (first in ", place_name_, ' ', line, ")");
     }
     if (!list.empty()) text += concat(run_, ": ", fate.name, list, '\n');
   }

@@ -6,6 +6,7 @@
 #include <span>
 #include <stdexcept>
 
+#include "hub/base/hex.h"
 #include "hub/messages/reflection.h"
 #include "hub/report/report_form.h"
 
@@ -82,16 +83,6 @@ void set_locations(Json& object, const mox_wwan_get_cell_location_info_response&
   for (const auto& info : response.cells()) set_cells(list.emplace_back(), info, log_times);
 }
 
-std::string in_hexadecimal(std::string_view bytes) {
-  constexpr std::string_view digits = "0123456789abcdef";
-  std::string text;
-  for (const char character : bytes) {
-    const auto byte = static_cast<unsigned char>(character);
-    text += {digits[byte / 16], digits[byte % 16]};
-  }
-  return text;
-}
-
 /// States that are not printed are not there at all.
 void set_states(Json& object, const mox_wwan_event_rrc_states_info& states) {
   set_values(object, states);
@@ -140,7 +131,7 @@ Json object_of(const RunEvent& event, const std::optional<std::int64_t>& epoch, 
   Json object{{"event", event.kind->name}, {"line", event.line}};
   set_time(object, epoch, time);
   if (event.payload_size) object["payload_size"] = *event.payload_size;
-  if (event.payload) object["payload"] = in_hexadecimal(*event.payload);
+  if (event.payload) object["payload"] = in_hex(*event.payload);
   if (event.log_time) object["log_time"] = *event.log_time;
   set_message(object, event);
   return object;

@@ -14,6 +14,7 @@
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
+#include "hub/wire/little_endian.h"
 
 namespace kelvane_hub {
 namespace {
@@ -22,12 +23,6 @@ static_assert(std::endian::native == std::endian::little, "libpcap writes the ho
 
 constexpr std::uint32_t microsecond_magic = 0xa1b2c3d4;
 constexpr std::size_t most_at_once = 65536;  // bytes: no room is made for what may never come
-
-std::uint64_t number_at(std::string_view bytes, std::size_t begin, std::size_t size) {
-  std::uint64_t number = 0;
-  for (std::size_t i = size; i > 0; --i) number = number << 8 | static_cast<unsigned char>(bytes[begin + i - 1]);
-  return number;
-}
 
 std::string hex(std::uint64_t number) { return concat("0x", std::hex, number); }
 

@@ -1,8 +1,7 @@
 #include "hub/wire/frame.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdio>
+#include "hub/base/hex.h"
+#include "hub/wire/little_endian.h"
 
 namespace kelvane_hub {
 namespace {
@@ -17,29 +16,15 @@ void put(std::string& out, Number number) {
 
 template <class Number>
 Number take(std::string_view& bytes) {
-  Number number = 0;
-  for (std::size_t i = 0; i < sizeof number; ++i) {
-    number |= static_cast<Number>(static_cast<unsigned char>(bytes[i])) << (8 * i);
-  }
+  const auto number = static_cast<Number>(number_at(bytes, 0, sizeof(Number)));
   bytes.remove_prefix(sizeof number);
   return number;
-}
-
-std::string in_hex(std::string_view bytes) {
-  std::string text;
-  for (const char byte : bytes) {
-    std::array<char, 4> hex{};
-    (void)std::snprintf(hex.data(), hex.size(), "%02x ", static_cast<unsigned char>(byte));
-    text += hex.data();
-  }
-  if (!text.empty()) text.pop_back();
-  return text;
 }
 
 void check_magic(std::string_view bytes) {
   const auto start = bytes.substr(0, magic.size());
   if (start != magic.substr(0, start.size())) {
-    throw WireError("expected a frame that starts with \"KELV\", found the bytes " + in_hex(start));
+    throw WireError("expected a frame that starts with \"KELV\", found the bytes " + in_hex(start, " "));
   }
 }
 

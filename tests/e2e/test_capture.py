@@ -7,6 +7,7 @@ import pathlib
 import re
 import shutil
 import socket
+import struct
 import subprocess
 import unittest
 
@@ -66,6 +67,15 @@ class CaptureTest(EndToEndTest):
         frames = subprocess.run(["tshark", "-X", f"lua_script:{DISSECTOR}", "-r", "x.pcap", "-2", "-T", "fields", *shown],
                                 capture_output=True, text=True, check=True).stdout
         self.expect_golden("wireshark", frames)
+        # Of a field that comes twice the last counts.
+        message = bytes((0x20, 1, 0x20, 99))
+        head = struct.pack("<BBHI16x", 1, 2, 0, 9)
+        record = struct.pack("<IIII", 1, 0, len(head + message), len(head + message)) + head + message
+        pathlib.Path("twice.pcap").write_bytes(pathlib.Path("x.pcap").read_bytes()[:24] + record)
+        twice = subprocess.run(["tshark", "-X", f"lua_script:{DISSECTOR}", "-r", "twice.pcap", "-T", "fields", "-e", "_ws.col.Info"],
+                               capture_output=True, text=True, check=True).stdout
+        self.assertEqual("99 unknown\n", twice)
+        self.assertIn(" 9 request 99 unknown", self.dump("twice.pcap")[0])
 
     def test_capture_of_a_killed_private_hub(self):
         run = self.automation("operation=1", "request_id=1", scenario=SCENARIO, KELVANE_HUB_CAPTURE="x.pcap")

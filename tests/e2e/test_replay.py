@@ -127,7 +127,7 @@ class ReplayTest(EndToEndTest):
                              re.sub(r"\t+", "/", re.sub(r"\t*\n", " ", shown)).strip())
         status, _, said = self.hub_command("import", "phone.pcap", "-o", "again.textproto")
         self.assertEqual((0, "phone.pcap: as raw events: 1 with payload bytes that these definitions do not read\n"
-                          "phone.pcap: left out: 1 verdicts on thresholds, which a hub makes up itself\n"),
+                          "phone.pcap: left out: 1 verdict on thresholds, which a hub makes up itself\n"),
                          (status, ROUTINE.sub("", said)))
         again = self.output("phone", self.begin("phone", "again.textproto", ""), "")
         pathlib.Path("torn.pcap").write_bytes(pathlib.Path("phone.pcap").read_bytes()[:-3])

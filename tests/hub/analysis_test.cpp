@@ -304,12 +304,14 @@ TEST(AnalysisTest, DifferencesHaveTheirPlaces) {
 }
 
 TEST(AnalysisTest, GrowingRunIsReadAsAWholeOne) {
+  const std::string no_cells_of_another = std::string(no_cells).substr(17);
   const std::string text = "stray\n" + cell_report(1, "1", -90) +
                            "Got the  signal for 2\nLog Time: 9, Received rrc state info on Sub:0, \n"
                            "{ LTE RRC STATE: 1 }\n\n" +
-                           "Payload size: 0\nReceived serving neighboring cell info with status :0\n"
-                           "serving neighboring cell info. Number of cells: 2\nstray\n\n" +
-                           cell_report(2, "0", -90).substr(16) + std::string(no_cells).substr(16) + no_cells;
+                           "Payload size: 0\n\nReceived serving neighboring cell info with status :0\n"
+                           "serving neighboring cell info. Number of cells: 6\nstray\n" +
+                           cell_report(2, "0", -90).substr(16) + no_cells_of_another + no_cells_of_another +
+                           no_cells_of_another + no_cells_of_another + no_cells_of_another + no_cells;
   for (const std::size_t piece : {1U, 7U, 100U}) {
     RunFollower follower("run.txt");
     kelvane_hub::Run all;
@@ -323,6 +325,7 @@ TEST(AnalysisTest, GrowingRunIsReadAsAWholeOne) {
     }
     const kelvane_hub::Run whole = read_run(text, "run.txt");
     EXPECT_EQ(to_json(all, times_of(all)), to_json(whole, times_of(whole)));
+    EXPECT_EQ(whole.events.size(), 4U);
     EXPECT_EQ(follower.unfinished(), 0U);
     (void)follower.take("Payload size: 3\n");
     EXPECT_EQ(follower.unfinished(), 1U + static_cast<std::size_t>(std::ranges::count(text, '\n')));

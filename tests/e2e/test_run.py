@@ -126,7 +126,7 @@ ok 5 - the program ends with exit status 0
                            "--control", "own.sock", "--explain", "--", "sh", "-c", script)
         self.assertEqual(0, run.wait(), run.err)
         self.assertIn("Received error event 5\n", run.err)
-        self.assertIn("kelvane-hub: session 2, event 1 (error_event): fault 1: lost\n", run.err)
+        self.assertIn("kelvane-hub: session 2, event 5 (error_event): fault 1: lost\n", run.err)
         self.assertEqual([], [name for name in os.listdir() if name.startswith("own.sock")])
 
     def test_what_cannot_be_run(self):

@@ -209,7 +209,7 @@ TEST(CaptureImport, HasTheSensorsTheTimesAndTheBytesOfASession) {
   };
   std::string all;
   for (const auto& [capture, session] : cases) {
-    all += made_by([&] { return to_scenario(capture, "a/run.pcap", session); });
+    all += made_by([&one = capture, &of = session] { return to_scenario(one, "a/run.pcap", of); });
   }
   cellscope::test::expect_golden("ImportedCaptures", all);
 }

@@ -96,7 +96,7 @@ ok 5 - the program ends with exit status 0
         self.assertNotIn("suid_req", run.err.replace("while 'suid_req {}' was open", ""))
 
     def test_what_was_outstanding(self):
-        client = f"{CLIENT} operation=1 2>err & p=$!; until grep -q 'event 4' err; do sleep 0.1; done; "
+        client = f"rm -f err; {CLIENT} operation=1 2>err & p=$!; until grep -qs 'event 4' err; do sleep 0.1; done; "
         over = f"echo $p >pid; until {HUB} control $KELVANE_HUB_CONTROL status | grep -q 'over,'; do sleep 0.1; done"
         not_taken = f"kill -STOP $p; trap 'kill -9 $p; exit' INT; {HUB} control $KELVANE_HUB_CONTROL next; wait"
         ended, stopped = "to run until it is stopped, it ended ", "it within 12 s, stopped "

@@ -91,6 +91,7 @@ std::string take_kind(Orders& orders) {
   if (scenario_fault::descriptor()->FindFieldByName(name) != nullptr) return name;
   std::vector<std::string> names;
   const auto& kinds = *scenario_fault::descriptor()->FindFieldByName("drop")->containing_oneof();
+  names.reserve(static_cast<std::size_t>(kinds.field_count()) + 2);
   for (int i = 0; i < kinds.field_count(); ++i) names.push_back(kinds.field(i)->name());
   names.insert(names.end(), {"clear", "list"});
   throw InputError(concat("expected ", alternatives(names), ", found ", quoted(name)));

@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
 #include <deque>
 #include <mutex>
 #include <optional>
@@ -15,6 +14,7 @@
 #include <vector>
 
 #include "hub/base/concat.h"
+#include "hub/base/signals_blocked.h"
 
 namespace kelvane_hub {
 namespace {
@@ -24,12 +24,6 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t most_waiting = std::size_t{256} << 10;  // bytes of a cause
 constexpr std::size_t most_at_once = std::size_t{4} << 10;    // bytes a write
 constexpr std::chrono::seconds patience(1);
-
-void block_signals() {
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, nullptr);
-}
 
 /// Returns how much was written; none if the descriptor takes no more for good.
 std::optional<std::size_t> write_some(int descriptor, std::string_view text) {
@@ -68,7 +62,6 @@ class LineQueue::Writer {
 
   /// On its thread, until end() and all is written.
   void run() {
-    block_signals();
     std::unique_lock lock(mutex_);
     while (wait_for_lines(lock)) write_first(lock);
     ended_ = true;
@@ -175,7 +168,8 @@ class LineQueue::Writer {
 };
 
 LineQueue::LineQueue(int descriptor, std::string_view speaker, std::span<const LineCause> causes)
-    : writer_(std::make_shared<Writer>(descriptor, speaker, causes)), thread_([writer = writer_] { writer->run(); }) {}
+    : writer_(std::make_shared<Writer>(descriptor, speaker, causes)),
+      thread_(thread_without_signals([writer = writer_] { writer->run(); })) {}
 
 LineQueue::~LineQueue() {
   if (writer_->end()) {

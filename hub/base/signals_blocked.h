@@ -3,6 +3,8 @@
 #include <pthread.h>
 
 #include <csignal>
+#include <thread>
+#include <utility>
 
 namespace kelvane_hub {
 
@@ -28,5 +30,12 @@ class SignalsBlocked {
  private:
   sigset_t before_{};
 };
+
+/// Starts a thread that no signal is ever delivered to.
+template <class Function>
+std::thread thread_without_signals(Function run) {
+  const SignalsBlocked signals_blocked;
+  return std::thread(std::move(run));
+}
 
 }  // namespace kelvane_hub

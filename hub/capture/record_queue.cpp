@@ -2,13 +2,13 @@
 
 #include <chrono>
 #include <condition_variable>
-#include <csignal>
 #include <deque>
 #include <mutex>
 #include <utility>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
+#include "hub/base/signals_blocked.h"
 
 namespace kelvane_hub {
 namespace {
@@ -24,12 +24,6 @@ std::size_t room_of(const Heard& message) {
 
 std::string are_missing(std::uint64_t count) {
   return concat(count, count == 1 ? " message was left out" : " messages were left out");
-}
-
-void block_signals() {
-  sigset_t all;
-  sigfillset(&all);
-  pthread_sigmask(SIG_SETMASK, &all, nullptr);
 }
 
 }  // namespace
@@ -53,7 +47,6 @@ class RecordQueue::Taker {
 
   /// On its thread, until it is to end and all is written. Then the sink is no more.
   void run() {
-    block_signals();
     std::unique_lock lock(mutex_);
     while (!has_failed_) {
       changed_.wait(lock, [this] { return !queue_.empty() || is_ending_; });
@@ -134,7 +127,7 @@ class RecordQueue::Taker {
 
 RecordQueue::RecordQueue(std::string name, Sink sink, Say say)
     : taker_(std::make_shared<Taker>(std::move(name), std::move(sink), std::move(say))),
-      thread_([taker = taker_] { taker->run(); }) {}
+      thread_(thread_without_signals([taker = taker_] { taker->run(); })) {}
 
 RecordQueue::~RecordQueue() {
   if (taker_->end()) {

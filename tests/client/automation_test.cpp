@@ -13,6 +13,7 @@
 #include "cli/arguments.h"
 #include "cli/output_log.h"
 #include "tests/client/fixture.h"
+#include "tests/temporary_folder.h"
 
 namespace cellscope::test {
 namespace {
@@ -24,16 +25,13 @@ class Automation : public ClientTest {
  protected:
   void SetUp() override {
     ClientTest::SetUp();
-    std::string name = fs::temp_directory_path() / "cellscope.XXXXXX";
-    folder_ = mkdtemp(name.data());
     before_ = fs::current_path();
     fs::create_directory(folder_ / "output");
-    fs::current_path(folder_);
+    fs::current_path(folder_.path());
   }
 
   void TearDown() override {
     fs::current_path(before_);
-    fs::remove_all(folder_);
     (void)std::signal(SIGINT, SIG_DFL);
     ClientTest::TearDown();
   }
@@ -56,7 +54,7 @@ class Automation : public ClientTest {
   }
 
  private:
-  fs::path folder_;
+  const TemporaryFolder folder_;
   fs::path before_;
 };
 

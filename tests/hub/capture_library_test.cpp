@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "hub/capture_library/captured_session.h"
+#include "tests/temporary_folder.h"
 
 namespace kelvane_hub {
 namespace {
@@ -85,19 +86,15 @@ class InnerSession final : public ISession {
 
 class CaptureLibrary : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string folder = std::filesystem::temp_directory_path() / "capture.XXXXXX";
-    path_ = std::filesystem::path(mkdtemp(folder.data())) / "capture.pcap";
-    behind_.capture = path_;
-  }
-  void TearDown() override { std::filesystem::remove_all(path_.parent_path()); }
+  CaptureLibrary() { behind_.capture = path_; }
 
   std::unique_ptr<ISession> new_session() {
     if (!file_) file_ = std::make_unique<CaptureFile>(path_);
     return capture_session(std::make_unique<InnerSession>(behind_), *file_);
   }
 
-  std::filesystem::path path_;
+  const cellscope::test::TemporaryFolder folder_;
+  const std::filesystem::path path_ = folder_ / "capture.pcap";
   std::unique_ptr<CaptureFile> file_;
   Behind behind_;
 };

@@ -11,6 +11,7 @@
 #include "hub/base/input_error.h"
 #include "hub/capture/wire_line.h"
 #include "hub/wire/capture_file.h"
+#include "tests/temporary_folder.h"
 
 namespace kelvane_hub {
 namespace {
@@ -22,7 +23,8 @@ const CaptureRecord request{1'795'238'335s + 123'456'789ns, Direction::request, 
 const CaptureRecord event{1'795'238'336s, Direction::event, 0xfffffffe, {~0ULL, 0}, "\0told\xff"s};
 
 std::string capture_of(const std::vector<CaptureRecord>& records) {
-  const std::string path = testing::TempDir() + "capture_test.pcap";
+  const cellscope::test::TemporaryFolder folder;
+  const auto path = folder / "x.pcap";
   {
     CaptureWriter writer(UniqueFd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600)));
     for (const auto& record : records) writer.write(record);
@@ -70,7 +72,8 @@ TEST(Capture, IsReadAsItWasWritten) {
 }
 
 TEST(Capture, ARecordWithoutRoomIsCutOff) {
-  const std::string path = testing::TempDir() + "capture_test_full.pcap";
+  const cellscope::test::TemporaryFolder folder;
+  const auto path = folder / "full.pcap";
   const std::string whole = capture_of({request});
   rlimit before{};
   ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &before));

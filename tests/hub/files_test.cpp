@@ -17,6 +17,7 @@
 #include "hub/base/input_error.h"
 #include "hub/base/process.h"
 #include "tests/hub/file_calls.h"
+#include "tests/temporary_folder.h"
 
 namespace kelvane_hub {
 namespace {
@@ -28,14 +29,12 @@ class WrittenFile : public testing::TestWithParam<bool> {
  protected:
   WrittenFile() {
     has_no_unnamed_files = !GetParam();
-    fs::create_directory(folder_);
     umask_ = umask(022);
   }
   ~WrittenFile() override {
     has_no_unnamed_files = false;
     at_fsync = {};
     umask(umask_);
-    fs::remove_all(folder_);
   }
 
   void make_old(mode_t mode) const {
@@ -58,7 +57,8 @@ class WrittenFile : public testing::TestWithParam<bool> {
 
   auto count_files() const { return std::distance(fs::directory_iterator(folder_), {}); }
 
-  const fs::path folder_ = fs::path(testing::TempDir()) / ("files_test_" + std::to_string(getpid()));
+  const cellscope::test::TemporaryFolder temporary_;
+  const fs::path& folder_ = temporary_.path();
   const fs::path target_ = folder_ / "target";
   mode_t umask_;
 };

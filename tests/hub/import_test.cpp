@@ -26,6 +26,7 @@
 #include "hub/import/profile.h"
 #include "hub/scenario/scenario_file.h"
 #include "tests/golden.h"
+#include "tests/temporary_folder.h"
 
 namespace kelvane_hub {
 namespace {
@@ -308,9 +309,6 @@ scenario scenario_of(const std::string& text) {
 /// An empty folder of its own for each test.
 class WriteScenario : public testing::Test {
  protected:
-  WriteScenario() { fs::create_directory(folder_); }
-  ~WriteScenario() override { fs::remove_all(folder_); }
-
   fs::path write(const std::string& content, const std::string& name) const {
     std::ofstream(folder_ / name, std::ios::binary) << content;
     return folder_ / name;
@@ -319,7 +317,8 @@ class WriteScenario : public testing::Test {
   auto count_files() const { return std::distance(fs::directory_iterator(folder_), {}); }
 
   const std::string step_ = "steps { at: 0.5 cells { cells { registered: false lte { } } sub: 0 } }\n";
-  const fs::path folder_ = fs::path(testing::TempDir()) / ("import_test_" + std::to_string(getpid()));
+  const cellscope::test::TemporaryFolder temporary_;
+  const fs::path& folder_ = temporary_.path();
   const fs::path target_ = folder_ / "drive.textproto";
 };
 

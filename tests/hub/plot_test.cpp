@@ -24,6 +24,7 @@
 #include "hub/plot/window.h"
 #include "hub/report/run_reader.h"
 #include "hub/scenario/scenario_file.h"
+#include "tests/temporary_folder.h"
 
 namespace kelvane_hub {
 namespace {
@@ -267,24 +268,17 @@ TEST(PlotTest, TitlesAreTextThatEveryPictureCanShow) {
 /// A program in gnuplot's place.
 class GnuplotTest : public testing::Test {
  protected:
-  GnuplotTest() {
-    std::string name = testing::TempDir() + "gnuplot-XXXXXX";
-    folder_ = mkdtemp(name.data());
-    setenv("PATH", (folder_ + ":" + path_).c_str(), 1);
-  }
-  ~GnuplotTest() override {
-    setenv("PATH", path_.c_str(), 1);
-    std::filesystem::remove_all(folder_);
-  }
+  GnuplotTest() { setenv("PATH", (folder_.path().string() + ":" + path_).c_str(), 1); }
+  ~GnuplotTest() override { setenv("PATH", path_.c_str(), 1); }
 
   void does(const std::string& commands) const {
-    std::ofstream(folder_ + "/gnuplot") << "#!/bin/sh\n" << commands << "\n";
-    std::filesystem::permissions(folder_ + "/gnuplot", std::filesystem::perms::owner_all);
+    std::ofstream(folder_ / "gnuplot") << "#!/bin/sh\n" << commands << "\n";
+    std::filesystem::permissions(folder_ / "gnuplot", std::filesystem::perms::owner_all);
   }
 
  private:
   std::string path_ = getenv("PATH");
-  std::string folder_;
+  const cellscope::test::TemporaryFolder folder_;
 };
 
 TEST_F(GnuplotTest, WhatItDoesWrongIsAnError) {

@@ -9,6 +9,7 @@
 #include "hub/scenario/scenario_check.h"
 #include "hub/wire/frame.h"
 #include "tests/golden.h"
+#include "tests/temporary_folder.h"
 
 namespace kelvane_hub {
 namespace {
@@ -143,7 +144,8 @@ TEST(ScenarioFile, WhatCouldNotBeSentIsRefused) {
 }
 
 TEST(ScenarioFile, WhatCanHardlyBeMeantIsDoubted) {
-  const std::string file = testing::TempDir() + "doubted.textproto";
+  const cellscope::test::TemporaryFolder folder;
+  const std::string file = folder / "doubted.textproto";
   const std::pair<const char*, const char*> cells[] = {
       {"cell_type: 3 lte { signal_strength { rsrp: -160 rsrq: 23 } }", ""},
       {"cell_type: 3 lte { signal_strength { rsrp: 300 } }", "RSRP is 300, expected about -140 to -44"},

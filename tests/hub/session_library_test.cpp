@@ -27,6 +27,7 @@
 #include "hub/base/process.h"
 #include "hub/base/unique_fd.h"
 #include "hub/wire/frame.h"
+#include "tests/temporary_folder.h"
 
 namespace kelvane_hub {
 namespace {
@@ -57,8 +58,6 @@ class SignalAction {
 class SessionLibrary : public testing::Test {
  protected:
   void SetUp() override {
-    std::string folder = std::filesystem::temp_directory_path() / "session.XXXXXX";
-    path_ = std::filesystem::path(mkdtemp(folder.data())) / "hub";
     (void)setenv("KELVANE_HUB_SOCKET", path_.c_str(), 1);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -67,10 +66,7 @@ class SessionLibrary : public testing::Test {
     ASSERT_EQ(bind(listener_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
     ASSERT_EQ(listen(listener_.get(), 8), 0);
   }
-  void TearDown() override {
-    (void)unsetenv("KELVANE_HUB_SOCKET");
-    std::filesystem::remove_all(path_.parent_path());
-  }
+  void TearDown() override { (void)unsetenv("KELVANE_HUB_SOCKET"); }
 
   UniqueFd accept() { return UniqueFd(::accept(listener_.get(), nullptr, nullptr)); }
 
@@ -87,7 +83,8 @@ class SessionLibrary : public testing::Test {
   }
   void deliver(const std::string& event, suid from = sensor) { say(encode_frame(FrameKind::event, from, event)); }
 
-  std::filesystem::path path_;
+  const cellscope::test::TemporaryFolder folder_;
+  const std::filesystem::path path_ = folder_ / "hub";
   UniqueFd listener_;
   UniqueFd hub_;
 };

@@ -6,7 +6,7 @@ caller=$PWD # relative paths are meant from here
 cd "$(dirname "${BASH_SOURCE[0]}")/.."
 
 build_packages=(g++ cmake ninja-build protobuf-compiler libprotobuf-dev libcli11-dev
-  nlohmann-json3-dev libgtest-dev libpcap-dev python3)
+  nlohmann-json3-dev libgtest-dev libpcap-dev libedit-dev python3)
 test_packages=(gnuplot-nox tshark valgrind zsh)
 clang_packages=(clang libclang-rt-dev clang-format clang-tidy)
 package_packages=(dpkg-dev file scdoc)

@@ -1,15 +1,20 @@
 #include <unistd.h>
 
 #include <filesystem>
+#include <functional>
 #include <iostream>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/commands/commands.h"
 #include "hub/commands/hub_connection.h"
+#include "hub/commands/order_completion.h"
 #include "hub/commands/outputs.h"
+#include "hub/commands/prompt.h"
 
 namespace kelvane_hub {
 namespace {
@@ -52,20 +57,35 @@ bool carry_out(HubConnection& hub, const std::string& command) {
   return answer.is_ok();
 }
 
+/// The next line of standard input; none at its end.
+using LineReader = std::function<std::optional<std::string>()>;
+
+LineReader plain_reader() {
+  const bool prompts = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
+  return [prompts]() -> std::optional<std::string> {
+    if (prompts) write_output("> ", "-");
+    std::string line;
+    if (!std::getline(std::cin, line)) return std::nullopt;
+    return line;
+  };
+}
+
+/// Of `hub`, while it lives.
+LineReader editing_reader(HubConnection& hub) {
+  const auto prompt = std::make_shared<Prompt>([&hub](std::string_view typed) { return complete_order(hub, typed); });
+  return [prompt] { return prompt->read_line(); };
+}
+
 /// Commands from standard input; blank lines and comments are none.
 bool carry_out_all(HubConnection& hub) {
-  const bool prompts = isatty(STDIN_FILENO) == 1 && isatty(STDOUT_FILENO) == 1;
-  const auto prompt = [prompts] {
-    if (prompts) write_output("> ", "-");
-  };
+  const LineReader read_line = Prompt::is_possible() ? editing_reader(hub) : plain_reader();
   bool all = true;
-  prompt();
-  for (std::string line; std::getline(std::cin, line); prompt()) {
-    const auto begin = line.find_first_not_of(" \t\r");
-    if (begin == std::string::npos || line[begin] == '#') continue;
-    const bool is_done = carry_out(hub, line);
+  while (const auto line = read_line()) {
+    const auto begin = line->find_first_not_of(" \t\r");
+    if (begin == std::string::npos || (*line)[begin] == '#') continue;
+    const bool is_done = carry_out(hub, *line);
     all = all && is_done;
-    if (is_done && line.substr(begin, 4) == "quit") break;
+    if (is_done && line->substr(begin, 4) == "quit") break;
   }
   return all;
 }

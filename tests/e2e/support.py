@@ -169,7 +169,34 @@ class Program:
             until(lambda pid=hub: not is_running(pid), f"hub {hub} to end")
 
 
-class Console(Program):
+class OnTerminal(Program):
+    """A program on a pseudo-terminal that controls it. What it shows there, and not yet has been expected, is in `seen`."""
+
+    def __init__(self, test, command, environment, prepare=lambda settings: None):
+        """`prepare` may change the terminal's settings, those of termios."""
+        self.terminal, slave = pty.openpty()
+        test.addCleanup(os.close, self.terminal)
+        settings = termios.tcgetattr(slave)
+        prepare(settings)
+        termios.tcsetattr(slave, termios.TCSANOW, settings)
+        super().__init__(test, command, environment, stdin=slave, stdout=slave, start_new_session=True,
+                         preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
+        os.close(slave)
+        self.seen = b""
+
+    def type(self, text):
+        os.write(self.terminal, text.encode())
+
+    def _read(self, enough):
+        end = time.monotonic() + DEADLINE
+        while not enough() and select.select([self.terminal], [], [], max(0, end - time.monotonic()))[0]:
+            try:
+                self.seen += os.read(self.terminal, 65536)
+            except OSError:  # the other side is gone
+                return
+
+
+class Console(OnTerminal):
     """The client's console on a pseudo-terminal that neither echoes nor translates, and a session to play there.
 
     Of sessions/NAME.txt a line "$ …" is typed; then the main thread shows what follows, and reports ("| …") stand
@@ -177,22 +204,15 @@ class Console(Program):
     """
 
     def __init__(self, test, session, environment):
-        self.terminal, slave = pty.openpty()
-        test.addCleanup(os.close, self.terminal)
-        settings = termios.tcgetattr(slave)
-        settings[1] &= ~termios.OPOST
-        settings[3] &= ~termios.ECHO
-        termios.tcsetattr(slave, termios.TCSANOW, settings)
-        super().__init__(test, [CLIENT], environment, stdin=slave, stdout=slave, start_new_session=True,
-                         preexec_fn=lambda: fcntl.ioctl(0, termios.TIOCSCTTY, 0))
-        os.close(slave)
-        self.seen = b""
+        super().__init__(test, [CLIENT], environment, self._prepare)
         self.parts = session.replace("[the menu]\n", MENU).split("----\n")
         self.said = "".join(re.findall("^! (.*\n)", session, re.M))
         self._shows(MENU, "")
 
-    def type(self, text):
-        os.write(self.terminal, text.encode())
+    @staticmethod
+    def _prepare(settings):
+        settings[1] &= ~termios.OPOST
+        settings[3] &= ~termios.ECHO
 
     def play(self):
         """Plays the session up to the next pause, or to its end, which is the client's."""
@@ -214,14 +234,6 @@ class Console(Program):
         self._read(lambda: len(self.seen) >= size)
         shown, self.seen = self.seen[:size], self.seen[size:]
         self.test.assertIsNone(difference(without_times(shown), pieces(text), pieces(reports)))
-
-    def _read(self, enough):
-        end = time.monotonic() + DEADLINE
-        while not enough() and select.select([self.terminal], [], [], max(0, end - time.monotonic()))[0]:
-            try:
-                self.seen += os.read(self.terminal, 65536)
-            except OSError:  # the other side is gone
-                return
 
 
 class EndToEndTest(unittest.TestCase):

@@ -4,9 +4,11 @@ import os
 import pathlib
 import re
 import socket
+import signal
 import struct
+import termios
 
-from support import ATTRIBUTES, HUB, SENSORS, EndToEndTest, Program, field, read, until
+from support import ATTRIBUTES, HUB, SENSORS, EndToEndTest, OnTerminal, Program, field, read, until
 
 SCENARIO = SENSORS + """
 steps { at: 0 cells { cells { cell_type: 3 registered: true lte { signal_strength { rsrp: -90 } } } } }
@@ -28,6 +30,36 @@ def ask_and_leave(path):
         for kind, payload in ((1, b"kelvane wire 1"), (2, request)):
             peer.sendall(struct.pack("<4sIIQQ", b"KELV", kind, len(payload), kind - 1, 2 * (kind - 1)) + payload)
         until(lambda: len(peer.recv(1000, socket.MSG_PEEK)) > 28 + 14 + 28, "an answer")
+
+
+class Prompt(OnTerminal):
+    """`control` where a person types."""
+
+    def __init__(self, test, terminal="xterm"):
+        self.found = None
+        super().__init__(test, [HUB, "control", "hub.sock"], {"TERM": terminal, "LC_ALL": "C"}, self._note)
+        self.shows("> ")
+
+    def _note(self, settings):
+        settings[3] &= ~termios.ECHOCTL  # editing needs other settings
+        self.found = list(settings)
+
+    def edit(self, keys):
+        """Types them where lines are edited."""
+        until(lambda: not self.is_as_found(), "editing")
+        self.type(keys)
+
+    def shows(self, text):
+        """Waits for a text, and takes what stands before it, too. How the cursor moves does not count."""
+        self._read(lambda: text in self._shown())
+        self.test.assertIn(text, self._shown())
+        self.seen = self._shown().partition(text)[2].encode()
+
+    def _shown(self):
+        return re.sub(rb"\x1b\[[\d;?]*[a-zA-Z]|\r", b"", self.seen).decode("utf-8", "ignore")
+
+    def is_as_found(self):
+        return termios.tcgetattr(self.terminal) == self.found
 
 
 class ControlTest(EndToEndTest):
@@ -139,3 +171,44 @@ class ControlTest(EndToEndTest):
         self.assertEqual(0, hub.wait())
         self.wait_for_output("RSRP: -95", "three.txt")
         self.stop(run)
+
+    def test_prompt_completes_and_remembers(self):
+        hub = self.serve(SCENARIO)
+        self.order("step", "cells { cells { cell_type: 3 lte {} } }")
+        for folder in ("gräser", "grüße"):
+            os.mkdir(folder)
+        prompt = Prompt(self)
+        for typed, shown in (("sta\t\n", "status \nscenario time"), ("re\t", "resume   restart  record\n> re"),
+                             ("\x15set rsrp\t-105\n", "rsrp=-105\nOK at="), ("call \t", "none  id=   sub=\n> call "),
+                             ("\x15rrc \t", "lte=    nr5g=   wcdma=  sub=\n> rrc "), ("\x15rail lte\t", "lte=true "),
+                             ("\x15fault del\t", "fault delay="), ("\x15capture st\t", "capture stop "),
+                             ("\x15error \t", "error N: an error event\n> error "), ("\x15help fa\t", "help fault "),
+                             ("\x15record gr\t", "gräser/  grüße/\n> record gr"), ("ü\t", "üße/"),
+                             ("\x15\x1b[A\x1b[A\n", "status\nscenario time")):
+            with self.subTest(typed):
+                prompt.edit(typed)
+                prompt.shows(shown)
+        prompt.edit("\x15quit\n")
+        self.assertEqual((0, 0, ""), (prompt.wait(), hub.wait(), prompt.err))
+        self.assertTrue(prompt.is_as_found())
+
+    def test_ways_out_of_the_prompt(self):
+        hub = self.serve(SCENARIO)
+        for keys, status in (("\x03", -signal.SIGINT), ("\x04", 0), ("", -signal.SIGTERM)):
+            with self.subTest(keys):
+                prompt = Prompt(self)
+                prompt.edit(keys)
+                if not keys:
+                    prompt.process.terminate()
+                self.assertEqual((status, True, ""), (prompt.wait(), prompt.is_as_found(), prompt.err))
+        prompt, plain = Prompt(self), Prompt(self, "dumb")
+        prompt.edit("halt\n")
+        prompt.shows("found 'halt'\n> ")
+        self.stop(hub)
+        prompt.edit("sta\t")
+        self.assertTrue(plain.is_as_found())
+        plain.type("status\n")
+        for ended in (prompt, plain):
+            self.assertEqual((2, "kelvane-hub control: no answer from the hub at hub.sock.control: it ended the connection\n"),
+                             (ended.wait(), ended.err))
+            self.assertTrue(ended.is_as_found())

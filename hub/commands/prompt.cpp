@@ -44,15 +44,16 @@ std::size_t shown_size(std::string_view text) {
   return static_cast<std::size_t>(std::ranges::count_if(text, [](char byte) { return (byte & 0xC0) != 0x80; }));
 }
 
-/// What all begin with, whole letters of UTF-8.
-std::string_view common_beginning(const std::vector<std::string>& texts) {
-  std::string_view common = texts.front();
-  for (const std::string& text : texts) {
-    common = common.substr(0, static_cast<std::size_t>(std::ranges::mismatch(common, text).in1 - common.begin()));
+/// What all candidates go on with behind what is typed: whole letters of UTF-8.
+std::string common_continuation(const Completions& found) {
+  const std::string& first = found.candidates.front();
+  std::size_t size = first.size();
+  for (const std::string& candidate : found.candidates) {
+    const auto differs = std::ranges::mismatch(first, candidate).in1;
+    size = std::min(size, static_cast<std::size_t>(differs - first.begin()));
   }
-  std::size_t size = common.size();
-  while (size > 0 && size < texts.front().size() && (texts.front()[size] & 0xC0) == 0x80) --size;
-  return common.substr(0, size);
+  while (size > found.typed && size < first.size() && (first[size] & 0xC0) == 0x80) --size;
+  return first.substr(found.typed, size - found.typed);
 }
 
 /// As many in a line as the terminal has room for, without the blanks at their ends.
@@ -268,7 +269,7 @@ unsigned char Prompt::Editor::complete_line() try {
     show("\n" + found.hint + "\n");
     return CC_NORM;
   }
-  const std::string more(common_beginning(found.candidates).substr(found.typed));
+  const std::string more = common_continuation(found);
   if (!more.empty() && el_insertstr(line_.get(), more.c_str()) != 0) return CC_ERROR;
   if (found.candidates.size() == 1) return CC_REFRESH;
   show("\n" + in_columns(std::move(found.candidates)));

@@ -107,6 +107,7 @@ std::vector<Course> Courses::plan(const scenario_vary& vary, double seconds, con
     }
     course.by = static_cast<std::int64_t>(vary.by());
     course.number = variations_ + 1;
+    course.is_endless = is_endless;
   }
   return planned;
 }

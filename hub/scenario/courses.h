@@ -36,6 +36,7 @@ struct Course {
   // Of a variation.
   std::int64_t by = 0;
   std::uint64_t number = 0;  // of all variations
+  bool is_endless = false;
 
   bool varies() const { return by != 0; }
 };
@@ -57,6 +58,9 @@ class Courses {
 
   /// The subscription has other cells from now on; they are asked for once, if somebody wants to know them.
   void say(std::uint32_t sub, std::function<Cells()> cells) { states_[sub] = {std::move(cells)}; }
+
+  /// Whether some were.
+  bool knows(std::uint32_t sub) const { return states_.contains(sub); }
 
   /// Its cells without what varies, which may be changed; null if none were said.
   Cells* find(std::uint32_t sub);

@@ -6,7 +6,6 @@
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/scenario/seconds.h"
-#include "hub/scenario/step.h"
 #include "kelvane_api.pb.h"
 
 namespace kelvane_hub {

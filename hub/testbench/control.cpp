@@ -17,7 +17,6 @@
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/seconds.h"
-#include "hub/scenario/step.h"
 #include "hub/testbench/fault_orders.h"
 #include "hub/testbench/status.h"
 

@@ -229,14 +229,14 @@ TEST_F(ControlTest, RampsAndVariationsGoOn) {
       {6, "next", "OK at=5.000 steps=1 what=cells", "1281(-93) "},
       {7, "resume", "OK at=5.000 state=resumed", ""},
       {7, "set rsrp=-80 cell=1", "OK at=5.000 sub=0 cell=1 rsrp=-80", "1281(-80) "},
-      {9, "step ramp { field: 'rsrp' from: -60 to: -70 over: 8 every: 2 }", "OK at=7.000 what=ramp sub=0",
+      {9, "step ramp { field: 'rsrp' from: -60 to: -70 over: 8 every: 1.5 }", "OK at=7.000 what=ramp sub=0",
        "1281(-94) 1281(-60) "},
       {9, "step vary { field: 'rsrp' by: 9 }", "OK at=7.000 what=vary sub=0", ""},
       {11, "step ramp { field: 'lte.signal_strength.rsrp' to: -66 over: 2 }", "OK at=9.000 what=ramp sub=0",
-       "1281(-56) 1281(-59) "},
+       "1281(-56) 1281(-58) "},
       // What a change makes varies on, and is what is left.
       {13, "step change { set { lte { signal_strength { rsrp: -50 } } } }", "OK at=11.000 what=change sub=0",
-       "1281(-60) 1283 1281(-74) 1281(-58) "},
+       "1281(-59) 1283 1281(-74) 1281(-58) "},
       {13, "step vary { field: 'signal_strength.rsrp' }", "OK at=11.000 what=vary sub=0", "1281(-50) "},
       {13, "step vary { field: 'rsrp' }",
        "KO: expected a whole number (by), or a variation of 'rsrp' that ends, found neither", ""},
@@ -271,7 +271,13 @@ TEST_F(ControlTest, RampsAndVariationsGoOn) {
       {14, "seek 11", "OK at=11.000", "1281(-90) 1283 "},
       {15, "step ramp { field: 'rsrp' to: -99 over: 9 }", "OK at=12.000 what=ramp sub=0", ""},
       {15, "restart", "OK at=0.000", "1281(-90) 1281 "},
-      {24, "step vary { all_cells: true field: 'cell_type' by: 1 }", "OK at=9.000 what=vary sub=0", ""},
+      // Cells that are told otherwise are those that vary.
+      {29, "step vary { field: 'rsrp' by: 9 over: 7 every: 3.5 }", "OK at=14.000 what=vary sub=0", "1283 "},
+      {37, "step vary { field: 'rsrp' by: 9 over: 2.5 every: 2 }", "OK at=22.000 what=vary sub=0", "1281(-86) 1281(-95) "},
+      {37, "step cells { cells { lte { signal_strength { rsrp: -100 } } } }", "OK at=22.000 what=cells sub=0",
+       "1281(-100) "},
+      {40, "step vary { all_cells: true field: 'cell_type' by: 1 }",
+       "KO: expected a value of cell_type that can vary, found none", "1281(-92) 1281(-100) "},
   };
   for (const auto& [at, line, answer, expected] : cases) {
     advance_to(at, performance_);
@@ -315,6 +321,7 @@ TEST_F(ControlTest, ARecordPlaysTheSameAgain) {
       "rsrp: -100 } } } cells { timestamp: 1000000000 timestamp_type: 1 registered: true cell_type: 2 cdma { "
       "signal_strength { dbm: -80 } } } } }\n",
       steps.substr(0, steps.find("| steps { at: 2")));
+  EXPECT_NE(steps.find("| steps { at: 3.25 cells { cells { timestamp: 3250000000 "), std::string::npos);
   EXPECT_EQ("| steps { at: 5 error { error: 2 } }", steps.substr(steps.find("| steps { at: 5"), 36));
   const std::string first = told();
   std::string text = order("record");

@@ -52,10 +52,12 @@ void Expansion::tell(Mistakes& mistakes) const {
 
 void Expansion::change(const scenario_step& step, const TextPlace& place) {
   const auto& change = step.change();
-  Cells* const known = courses_.find(change.sub());
-  Cells cells = known == nullptr ? Cells() : *known;
-  for (const int number : apply_change(change, cells)) doubt(known->cells(number), cells.cells(number), place);
-  *known = std::move(cells);
+  Cells none;
+  Cells* const found = courses_.find(change.sub());
+  Cells& known = found == nullptr ? none : *found;
+  Cells cells = known;
+  for (const int number : apply_change(change, cells)) doubt(known.cells(number), cells.cells(number), place);
+  known = std::move(cells);
   emit(change.sub(), step.at(), place);
 }
 

@@ -51,9 +51,7 @@ scenario_step LiveSteps::take_next(Time now) {
   if (due && (!other || *due <= *other)) {
     const Courses::Moment moment = courses_.take_next();
     last_moment_ = moment.seconds;
-    scenario_step step = courses_.told(moment.sub, moment.seconds);
-    // Nothing rather than what no client could be sent.
-    return step.ByteSizeLong() > most_step_bytes ? scenario_step() : step;
+    return told(moment.sub, moment.seconds).value_or(scenario_step());
   }
   last_moment_.reset();
   scenario_step step = timeline_.take_next(now);
@@ -92,7 +90,7 @@ std::optional<scenario_step> LiveSteps::begin(const Said& said, const std::strin
   std::erase_if(texts_, [&under_way](const auto& known) { return !under_way.contains(known.first); });
   texts_[courses_.begin(std::move(planned))] = concat(text, " since ", in_seconds(at(now)));
   if (!tells_beginning) return std::nullopt;
-  return courses_.told(said.sub(), at(now).count());
+  return told(said.sub(), at(now).count());
 }
 
 template <class Said>
@@ -105,7 +103,7 @@ std::optional<scenario_step> LiveSteps::end(const Said& said) {
     throw InputError(concat("expected ", lacks(said), " of ", quoted(said.field()), " that ends, found neither"));
   }
   if (std::is_same_v<Said, scenario_ramp>) return std::nullopt;
-  return courses_.told(said.sub(), 0);
+  return told(said.sub(), 0);
 }
 
 /// Throws InputError if there is none.
@@ -166,6 +164,12 @@ std::string LiveSteps::under_way() const {
   std::string text;
   for (const std::uint64_t order : courses_.orders()) text += concat(text.empty() ? "" : "; ", texts_.at(order));
   return text;
+}
+
+/// None rather than what no client could be sent.
+std::optional<scenario_step> LiveSteps::told(std::uint32_t sub, double seconds) {
+  scenario_step step = courses_.told(sub, seconds);
+  return step.ByteSizeLong() > most_step_bytes ? std::nullopt : std::optional(std::move(step));
 }
 
 std::optional<Time> LiveSteps::moment_due() const {

@@ -72,6 +72,7 @@ class LiveSteps final : public StepSource {
   std::optional<scenario_step> end(const Said& said);
   void check_pace(double speed, double steps_a_second) const;
   void make_room(const std::vector<Course>& planned);
+  std::optional<scenario_step> told(std::uint32_t sub, double seconds);
   std::optional<Time> moment_due() const;
   bool is_moment_next() const;
 

@@ -273,7 +273,8 @@ TEST_F(ControlTest, RampsAndVariationsGoOn) {
       {15, "restart", "OK at=0.000", "1281(-90) 1281 "},
       // Cells that are told otherwise are those that vary.
       {29, "step vary { field: 'rsrp' by: 9 over: 7 every: 3.5 }", "OK at=14.000 what=vary sub=0", "1283 "},
-      {37, "step vary { field: 'rsrp' by: 9 over: 2.5 every: 2 }", "OK at=22.000 what=vary sub=0", "1281(-86) 1281(-95) "},
+      {37, "step vary { field: 'rsrp' by: 9 over: 2.5 every: 2 }", "OK at=22.000 what=vary sub=0",
+       "1281(-86) 1281(-95) "},
       {37, "step cells { cells { lte { signal_strength { rsrp: -100 } } } }", "OK at=22.000 what=cells sub=0",
        "1281(-100) "},
       {40, "step vary { all_cells: true field: 'cell_type' by: 1 }",

@@ -216,6 +216,10 @@ Seeds controls() {
       "-5",
       "pause\nnext\nseek 7.5\n@c\nresume\nspeed 100\n@e\nrestart\nrecord\nhelp\nhelp set\nhelp fault\nquit",
       "step 'cells { sub: 1 cells { cell_type: 6 nr { signal_strength { rsrp: -90 } } } }'\nstep raw { msg_id: 9 }",
+      "step ramp { field: 'rsrp' from: -80 to: -120 over: 9 every: 0.5 }\n@d\nstep vary { all_cells: true field: "
+      "'cell_type' "
+      "by: 2 every: 0.2 }\n@e\nset rsrp=-70\nspeed 50\nnext\nstatus\nstep vary { all_cells: true field: 'cell_type' }\n"
+      "step ramp { field: 'rsrp' }\nrecord\nseek 3",
       "fault drop msg_id=1281 count=2 after=1\n@d\nfault delay=0.5 direction=request\nfault list\nfault clear\nstatus",
       "fault 'sensor_gone { back_after: 2 } probability: 0.5'\n@e\nfault reorder\n@d\nrestart\n@c\nseek 1e7\n@f"};
 }

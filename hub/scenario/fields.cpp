@@ -228,6 +228,12 @@ void NumberField::write(Message& message, double value) const {
   }
 }
 
+bool NumberField::is_called(const std::string& name) const {
+  std::string path;
+  for (const FieldDescriptor* const field : way_) path += "." + field->name();
+  return path.ends_with("." + name);
+}
+
 std::string NumberField::what_it_takes() const { return kelvane_hub::what_it_takes(*way_.back()); }
 
 }  // namespace kelvane_hub

@@ -41,6 +41,9 @@ class NumberField {
   /// "a number from 0 to 4294967295".
   std::string what_it_takes() const;
 
+  /// Whether that is its path, or an end of it.
+  bool is_called(const std::string& name) const;
+
   /// Some order, for those who keep them.
   bool operator<(const NumberField& other) const { return way_ < other.way_; }
 

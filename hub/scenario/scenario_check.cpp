@@ -6,7 +6,6 @@
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/scenario/seconds.h"
-#include "hub/scenario/step.h"
 #include "kelvane_api.pb.h"
 
 namespace kelvane_hub {
@@ -36,10 +35,6 @@ void ScenarioCheck::check_step(const scenario_step& step, const TextPlace& place
   if (step.what_case() == scenario_step::WHAT_NOT_SET) {
     findings_.push_back(
         {place, "expected something that happens (cells, voice_calls, …), found a step with a time only", true});
-  }
-  if (is_shorthand(step)) {
-    complain(place,
-             concat("expected what happens at once, found ", kind_of(step), ", which is for scenario files only"));
   }
   if (step.has_raw() && !step.raw().has_msg_id()) complain(place, "expected a msg_id, found a raw event without one");
   if (step.has_raw()) raw_events_.insert(step.raw().msg_id());

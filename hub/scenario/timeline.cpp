@@ -108,8 +108,6 @@ void Timeline::go_on_unless_stopped(Time now) {
   last_ = now;
 }
 
-void Timeline::skip(Time now) { place(seconds_to_next(), now); }
-
 void Timeline::seek(double seconds, Time now) {
   const std::size_t played = round_ > 0 ? scenario_.steps_size() : next_;
   round_ = 0;

@@ -64,10 +64,16 @@ class Timeline final : public StepSource {
   /// That step.
   scenario_step next() const { return scenario_.step(next_); }
 
+  /// Its scenario time in seconds.
+  double next_time() const { return seconds_to_next(); }
+
   /// Scenario time jumps to the next step's, which is due at once with all of the same time, and goes on from there
   /// unless it stands still. To be called if has_next(), and if it is not held; has no effect on steps that follow at
   /// once.
-  void skip(Time now);
+  void skip(Time now) { skip_to(seconds_to_next(), now); }
+
+  /// The same to an earlier time, `seconds`, not before that of `now`; then no step is due.
+  void skip_to(double seconds, Time now) { place(seconds, now); }
 
   /// Scenario time becomes `seconds`, 0 or more, and goes on from there unless it stands still. At once due is what
   /// brings the modem into the state that it has then: the last cells, calls and RRC states before that time, or none

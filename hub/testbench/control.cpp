@@ -17,7 +17,6 @@
 #include "hub/scenario/mistakes.h"
 #include "hub/scenario/scenario_check.h"
 #include "hub/scenario/seconds.h"
-#include "hub/scenario/step.h"
 #include "hub/testbench/fault_orders.h"
 #include "hub/testbench/status.h"
 
@@ -119,12 +118,11 @@ Control::Answer Control::resume(Orders& orders, Time now) {
 Control::Answer Control::next(Orders& orders, Time now) {
   orders.expect_none();
   expect_under_way();
-  Timeline& timeline = performance_.timeline();
-  if (!timeline.has_next()) throw InputError("expected a step that follows, found the end of the scenario");
-  const std::string kind = kind_of(timeline.next());
-  timeline.skip(now);
+  LiveSteps& steps = performance_.live();
+  if (!steps.has_next()) throw InputError("expected a step that follows, found the end of the scenario");
+  const std::string kind = steps.skip(now);
   performance_.advance(now);
-  return {concat(when(now), " steps=", timeline.taken(), " what=", kind)};
+  return {concat(when(now), " steps=", performance_.timeline().taken(), " what=", kind)};
 }
 
 Control::Answer Control::seek(Orders& orders, Time now) {
@@ -146,6 +144,7 @@ Control::Answer Control::speed(Orders& orders, Time now) {
   const double speed = number_in("speed", orders.take_word("how many times as fast"), 0.01, 10000);
   orders.expect_none();
   check_pace(performance_.played(), speed);
+  performance_.live().check_pace(speed);
   performance_.timeline().set_speed(speed, now);
   return {concat(when(now), " speed=", speed)};
 }

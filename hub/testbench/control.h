@@ -73,9 +73,11 @@ class Control {
   void expect_sub(std::uint32_t sub) const;
   std::size_t take_cell(Orders& orders, const Cells& cells) const;
   Cells cells_of(std::uint32_t sub) const;
-  scenario_step changed(const scenario_change& change) const;
+  Cells changed(const scenario_change& change) const;
   void expect_under_way() const;
   void apply(scenario_step step, Time now);
+  void change(const Cells& cells, Time now);
+  void happen(scenario_step step, Time now);
   FaultSurroundings surroundings_of(const scenario_fault& fault) const;
   Answer add_fault(const Orders& orders, Time now);
   Answer clear_faults(Time now);

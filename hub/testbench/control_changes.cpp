@@ -49,9 +49,16 @@ scenario_step parse_step(const std::string& text) {
   if (step.has_at()) mistakes.add({}, "expected no time (at), since it happens now, found one");
   step.set_at(0);
   // What it stands for is checked when that is known.
-  if (!step.has_change()) check_plain(step, mistakes);
+  if (!is_shorthand(step)) check_plain(step, mistakes);
   mistakes.throw_if_any();
   return step;
+}
+
+std::optional<std::uint32_t> sub_of(const scenario_step& step) {
+  if (step.has_change()) return step.change().sub();
+  if (step.has_ramp()) return step.ramp().sub();
+  if (step.has_vary()) return step.vary().sub();
+  return subscription_of(step);
 }
 
 /// What the subscription is in: the event of that id, as it was told last; as by default if it never was.
@@ -73,9 +80,7 @@ Control::Answer Control::set(Orders& orders, Time now) {
   const auto values = orders.take_values();
   orders.expect_none();
   const std::string set = set_fields(*cells.mutable_cells(static_cast<int>(number - 1)), values);
-  scenario_step step;
-  *step.mutable_cells() = std::move(cells);
-  apply(std::move(step), now);
+  change(cells, now);
   return {concat(when(now), " sub=", sub, " cell=", number, set)};
 }
 
@@ -83,24 +88,23 @@ Control::Answer Control::step(Orders& orders, Time now) {
   if (orders.text().empty()) throw InputError("expected a step in protobuf text format, found none");
   scenario_step step = parse_step(orders.text());
   const std::string kind = kind_of(step);
-  const auto sub = step.has_change() ? step.change().sub() : subscription_of(step);
+  const auto sub = sub_of(step);
   if (sub) expect_sub(*sub);
-  if (step.has_change()) step = changed(step.change());
-  apply(std::move(step), now);
+  if (step.has_change()) {
+    change(changed(step.change()), now);
+  } else if (is_shorthand(step)) {
+    if (auto first = performance_.live().order(step, now)) happen(std::move(*first), now);
+  } else {
+    apply(std::move(step), now);
+  }
   return {concat(when(now), " what=", kind, sub ? concat(" sub=", *sub) : "")};
 }
 
-/// The plain step that it stands for.
-scenario_step Control::changed(const scenario_change& change) const {
+/// What it makes of the cells.
+Cells Control::changed(const scenario_change& change) const {
   Cells cells = cells_of(change.sub());
   (void)apply_change(change, cells);
-  scenario_step step;
-  step.set_at(0);
-  *step.mutable_cells() = std::move(cells);
-  Mistakes mistakes("step");
-  check_plain(step, mistakes);
-  mistakes.throw_if_any();
-  return step;
+  return cells;
 }
 
 Control::Answer Control::call(Orders& orders, Time now) {
@@ -188,12 +192,29 @@ std::size_t Control::take_cell(Orders& orders, const Cells& cells) const {
 }
 
 Cells Control::cells_of(std::uint32_t sub) const {
-  const auto& state = performance_.simulator().playback().modem().at(sub);
-  if (state.cells && state.cells->cells.cells_size() > 0) return state.cells->cells;
+  Cells cells = performance_.live().cells_of(sub);
+  if (cells.cells_size() > 0) return cells;
   throw InputError(concat("expected cells of subscription ", sub, " to set, found none; a step can bring some"));
 }
 
 void Control::apply(scenario_step step, Time now) {
+  performance_.live().note(step);
+  happen(std::move(step), now);
+}
+
+/// These take the place of cells_of(). Throws InputError, and nothing has happened.
+void Control::change(const Cells& cells, Time now) {
+  scenario_step step;
+  step.set_at(0);
+  *step.mutable_cells() = performance_.live().varied(cells);
+  Mistakes mistakes("step");
+  check_plain(step, mistakes);
+  mistakes.throw_if_any();
+  performance_.live().change(cells);
+  happen(std::move(step), now);
+}
+
+void Control::happen(scenario_step step, Time now) {
   step.set_at(to_milliseconds(performance_.timeline().at(now)));
   performance_.simulator().apply(step, now);
 }

@@ -7,14 +7,21 @@ namespace kelvane_hub {
 Performance::Performance(PackedScenario played, Pace pace, Delivery& delivery, Judge::Tell tell, FaultPlay faults)
     : played_(std::move(played)),
       timeline_(played_, pace),
+      live_(
+          timeline_, [this] { return faults_.seed(); },
+          [this](std::uint32_t sub) {
+            const SharedCells& cells = simulator_.playback().modem().at(sub).cells;
+            return cells ? cells->cells : Cells();
+          }),
       judge_(played_, timeline_, pace.speed, std::move(tell)),
       faults_(played_, faults.seed, *this, delivery, faults.sessions),
-      simulator_(played_, timeline_, faults_) {
+      simulator_(played_, live_, faults_) {
   simulator_.watch(judge_);
 }
 
 void Performance::seek(double seconds, Time now) {
   const ScenarioTime before = timeline_.at(now);
+  live_.end_all();
   timeline_.seek(seconds, now);
   simulator_.note_jump(timeline_.at(now) - before);
 }

@@ -9,6 +9,7 @@
 #include "hub/simulator/simulator.h"
 #include "hub/testbench/faults.h"
 #include "hub/testbench/judge.h"
+#include "hub/testbench/live_steps.h"
 
 namespace kelvane_hub {
 
@@ -35,6 +36,8 @@ class Performance final : public Party, RequestTaker {
   const Faults& faults() const { return faults_; }
   Timeline& timeline() { return timeline_; }
   const Timeline& timeline() const { return timeline_; }
+  LiveSteps& live() { return live_; }
+  const LiveSteps& live() const { return live_; }
   const PackedScenario& played() const { return played_; }
 
   /// A session has asked for something; Simulator::handle_request() says what goes before. Those who watch the
@@ -51,7 +54,8 @@ class Performance final : public Party, RequestTaker {
   double longest_wait() const { return judge_.longest_wait() + faults_.longest_delay(); }
 
   /// Scenario time becomes `seconds`, as Timeline::seek() has it. That takes no time: what was told before is as old,
-  /// and what is expected may take as long, as if scenario time had not jumped.
+  /// and what is expected may take as long, as if scenario time had not jumped. Ramps and variations that were
+  /// ordered end.
   void seek(double seconds, Time now);
 
   /// Everything begins anew: at once, or with the first configuration of a sensor if no session has configured one.
@@ -72,6 +76,7 @@ class Performance final : public Party, RequestTaker {
 
   const PackedScenario played_;
   Timeline timeline_;
+  LiveSteps live_;
   Judge judge_;
   Faults faults_;
   Simulator simulator_;

@@ -70,9 +70,10 @@ std::string state_of(const Performance& performance) {
 
 std::string status_of(const Performance& performance, const Tally& tally, Time now) {
   const Timeline& timeline = performance.timeline();
-  std::string text =
-      concat("scenario time ", in_seconds(timeline.at(now)), ", ", state_of(performance), ", speed ", timeline.speed(),
-             ", ", timeline.taken(), " steps\n", "all sessions: ", counted(tally.all()), "\n");
+  std::string text = concat("scenario time ", in_seconds(timeline.at(now)), ", ", state_of(performance), ", speed ",
+                            timeline.speed(), ", ", timeline.taken(), " steps\n");
+  if (const std::string live = performance.live().under_way(); !live.empty()) text += concat("under way: ", live, "\n");
+  text += concat("all sessions: ", counted(tally.all()), "\n");
   if (!performance.faults().all().empty()) text += concat("faults: ", performance.faults().all().size(), "\n");
   for (const auto& [session, counts] : tally.sessions()) {
     text += concat("session ", session, ": ", counted(counts), "\n", uses_of(session, performance));

@@ -81,17 +81,19 @@ class ControlTest(EndToEndTest):
         first = self.client("first.txt", **shared)
         self.assertEqual("OK at=# sub=0 cell=1 rsrp=-105\n", self.order("set", "rsrp=-105"))
         self.wait_for_output("RSRP: -105", "first.txt")
+        self.order("step", "ramp { field: 'rsrp' to: -107 over: 0.002 every: 0.001 }")
+        self.wait_for_output("RSRP: -107", "first.txt")
         self.assertEqual("OK at=# state=paused\n", self.order("pause"))
         self.assertEqual("OK at=# steps=3 what=cells\n", self.order("next"))
         self.wait_for_output("RSRP: -95", "first.txt")
         self.assertEqual("OK at=# error=-5\n", self.order("error", "-5"))
-        self.assertEqual("scenario time # s, paused, speed 1, 3 steps\nall sessions: 3 requests, 7 events\n"
-                         "session 2: 2 requests, 6 events\nsession 2, wwan: configured for changes\nOK at=#\n",
+        self.assertEqual("scenario time # s, paused, speed 1, 3 steps\nall sessions: 3 requests, 9 events\n"
+                         "session 2: 2 requests, 8 events\nsession 2, wwan: configured for changes\nOK at=#\n",
                          self.order("status"))
         self.assertEqual("KO: speed: expected a number from 0.01 to 10000, found 'x'\n",
                          self.order("speed", "x", status=1))
         self.assertEqual("KO: expected a file to write, found none\n", self.order("record", status=1))
-        self.assertEqual("OK at=# steps=5\n", self.order("record", "record.textproto"))
+        self.assertEqual("OK at=# steps=7\n", self.order("record", "record.textproto"))
         self.assertEqual((0, ""), self.hub_command("check", "record.textproto")[::2])
         self.stop(first)
         self.order("quit")

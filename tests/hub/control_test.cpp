@@ -103,8 +103,6 @@ TEST_F(ControlTest, OrdersAndAnswers) {
       {"step change { cell: 2 set { } }", "KO: expected a cell from 0 to 1, found 2", ""},
       {"step change { sub: 1 set { } }",
        "KO: expected cells of subscription 1 to set, found none; a step can bring some", ""},
-      {"step vary { by: 1 }",
-       "KO: step:1:1: expected what happens at once, found vary, which is for scenario files only", ""},
       {"step 'cells { }'", "OK at=2.000 what=cells sub=0", "1281 "},
       {"step cells { sub: 5 }", "KO: sub: expected 0 or 1, found 5", ""},
       {"step cells { cell {} }",
@@ -217,9 +215,94 @@ TEST_F(ControlTest, TheEndIsToldWithTheStepsThatStatusCounts) {
   EXPECT_NE(order("status").find(", 2 steps\n"), std::string::npos);
 }
 
+TEST_F(ControlTest, RampsAndVariationsGoOn) {
+  start(performance_);
+  (void)told();
+  const struct {
+    int at;
+    const char* line;
+    const char* answer;
+    const char* told;  // until then, and at once
+  } cases[] = {
+      {2, "step ramp { field: 'rsrp' to: -94 over: 4 }", "OK at=2.000 what=ramp sub=0", ""},
+      {4, "pause", "OK at=4.000 state=paused", "1281(-91) 1281(-92) "},
+      {6, "next", "OK at=5.000 steps=1 what=cells", "1281(-93) "},
+      {7, "resume", "OK at=5.000 state=resumed", ""},
+      {7, "set rsrp=-80 cell=1", "OK at=5.000 sub=0 cell=1 rsrp=-80", "1281(-80) "},
+      {9, "step ramp { field: 'rsrp' from: -60 to: -70 over: 8 every: 1.5 }", "OK at=7.000 what=ramp sub=0",
+       "1281(-94) 1281(-60) "},
+      {9, "step vary { field: 'rsrp' by: 9 }", "OK at=7.000 what=vary sub=0", ""},
+      {11, "step ramp { field: 'lte.signal_strength.rsrp' to: -66 over: 2 }", "OK at=9.000 what=ramp sub=0",
+       "1281(-56) 1281(-58) "},
+      // What a change makes varies on, and is what is left.
+      {13, "step change { set { lte { signal_strength { rsrp: -50 } } } }", "OK at=11.000 what=change sub=0",
+       "1281(-59) 1283 1281(-74) 1281(-58) "},
+      {13, "step vary { field: 'signal_strength.rsrp' }", "OK at=11.000 what=vary sub=0", "1281(-50) "},
+      {13, "step vary { field: 'rsrp' }",
+       "KO: expected a whole number (by), or a variation of 'rsrp' that ends, found neither", ""},
+      {13, "step vary { field: 'rsrp' by: 1 over: 0.5 }", "KO: expected more seconds (over) than every's 1, found 0.5",
+       ""},
+      {13, "step ramp { field: 'rsrp' to: -60 over: 9 } ", "OK at=11.000 what=ramp sub=0", ""},
+      {14, "step ramp { field: 'rsrp' }", "OK at=12.000 what=ramp sub=0", "1281(-51) "},
+      {14, "step ramp { field: 'rsrp' }",
+       "KO: expected a value to go to (to), or a ramp of 'rsrp' that ends, found neither", ""},
+      {14, "step ramp { field: 'rsrp' to: -60 }",
+       "KO: expected more than 0 seconds (over), up to 10000000 at the most, found none", ""},
+      {14, "step ramp { field: 'rscp' to: -60 over: 1 }",
+       "KO: field: expected timestamp, timestamp_type, registered, cell_type, mcc, mnc, ci, pci, tac, earfcn, "
+       "signal_strength, rsrp, rsrq, rssnr, cqi or timing_advance, found 'rscp'",
+       ""},
+      {14, "step ramp { sub: 1 field: 'rsrp' to: -60 over: 1 }",
+       "KO: expected cells of subscription 1 before its ramp, found none", ""},
+      {14, "step ramp { field: 'rsrp' to: -60 over: 101 every: 0.001 }",
+       "KO: expected at most 100000 steps of all ramps and variations, found 101000", ""},
+      {14, "step vary { field: 'rsrp' by: 2 every: 0.001 }", "OK at=12.000 what=vary sub=0", ""},
+      {14, "speed 101", "KO: expected at most 100000 steps a second of variations without an end, found 101000", ""},
+      {14, "step ramp { field: 'rsrp' to: -60 over: 9 }", "OK at=12.000 what=ramp sub=0", ""},
+      {14, "status",
+       "| scenario time 12.000 s, running, speed 1, 2 steps\n"
+       "| under way: vary { field: \"rsrp\" by: 2 every: 0.001 } since 12.000 s; "
+       "ramp { field: \"rsrp\" to: -60 over: 9 } since 12.000 s\n"
+       "| all sessions: 2 requests, 16 events\n"
+       "| session 1: 2 requests, 16 events\n"
+       "| session 1, wwan: configured for changes; registered for voice_calls\n"
+       "OK at=12.000",
+       ""},
+      {14, "seek 11", "OK at=11.000", "1281(-90) 1283 "},
+      {15, "step ramp { field: 'rsrp' to: -99 over: 9 }", "OK at=12.000 what=ramp sub=0", ""},
+      {15, "restart", "OK at=0.000", "1281(-90) 1281 "},
+      // Cells that are told otherwise are those that vary.
+      {29, "step vary { field: 'rsrp' by: 9 over: 7 every: 3.5 }", "OK at=14.000 what=vary sub=0", "1283 "},
+      {37, "step vary { field: 'rsrp' by: 9 over: 2.5 every: 2 }", "OK at=22.000 what=vary sub=0",
+       "1281(-86) 1281(-95) "},
+      {37, "step cells { cells { lte { signal_strength { rsrp: -100 } } } }", "OK at=22.000 what=cells sub=0",
+       "1281(-100) "},
+      {40, "step vary { all_cells: true field: 'cell_type' by: 1 }",
+       "KO: expected a value of cell_type that can vary, found none", "1281(-92) 1281(-100) "},
+  };
+  for (const auto& [at, line, answer, expected] : cases) {
+    advance_to(at, performance_);
+    EXPECT_EQ(answer + std::string("\n"), order(line)) << line;
+    EXPECT_EQ(expected, told()) << line;
+  }
+}
+
+TEST_F(ControlTest, RampsAndVariationsTakeLittle) {
+  std::string many = "step cells {";
+  for (int i = 0; i < 1001; ++i) many += " cells { cell_type: 3 }";
+  EXPECT_EQ("OK at=0.000 what=cells sub=0\n", order(many + " }"));
+  EXPECT_EQ("KO: expected at most 1000 fields of cells on their way, found 1001\n",
+            order("step vary { all_cells: true field: 'cell_type' by: 1 }"));
+  performance_.timeline().set_speed(Pace::at_once, now_);
+  EXPECT_EQ("KO: expected a scenario that is played at some speed, found one whose steps follow at once\n",
+            order("step vary { field: 'cell_type' by: 1 }"));
+}
+
 TEST_F(ControlTest, ARecordPlaysTheSameAgain) {
   start(performance_);
-  for (int seconds = 1; const char* line : {"set rsrp=-100 cell=1", "call 4", "seek 25", "error 2", "seek 1"}) {
+  for (int seconds = 1;
+       const char* line : {"set rsrp=-100 cell=1", "call 4", "step vary { field: 'rsrp' by: 9 every: 0.25 }", "seek 25",
+                           "error 2", "seek 1"}) {
     advance_to(seconds++, performance_);
     (void)order(line);
   }
@@ -239,7 +322,8 @@ TEST_F(ControlTest, ARecordPlaysTheSameAgain) {
       "rsrp: -100 } } } cells { timestamp: 1000000000 timestamp_type: 1 registered: true cell_type: 2 cdma { "
       "signal_strength { dbm: -80 } } } } }\n",
       steps.substr(0, steps.find("| steps { at: 2")));
-  EXPECT_EQ("| steps { at: 4 error { error: 2 } }", steps.substr(steps.find("| steps { at: 4"), 36));
+  EXPECT_NE(steps.find("| steps { at: 3.25 cells { cells { timestamp: 3250000000 "), std::string::npos);
+  EXPECT_EQ("| steps { at: 5 error { error: 2 } }", steps.substr(steps.find("| steps { at: 5"), 36));
   const std::string first = told();
   std::string text = order("record");
   text.resize(text.rfind("OK"));

@@ -330,7 +330,11 @@ void Clients::drop(SessionId session) {
   if (!client->second.has_gone) loop_.remove(client->second.entry);
   Process& process = processes_.at(client->second.process);
   process.unsent -= client->second.counted;
-  if (--process.connections == 0) processes_.erase(client->second.process);
+  if (--process.connections == 0) {
+    processes_.erase(client->second.process);
+  } else {
+    let_ask(client->second.process, process);
+  }
   clients_.erase(client);
   if (!door_) open_door();
 }

@@ -24,37 +24,13 @@ std::size_t points_in(const PackedScenario& played) {
 
 double wait_of(const scenario_barrier& barrier) { return barrier.has_within() ? barrier.within() : usual_wait; }
 
-/// The seconds of all barriers, and of the longest expectation: it may go on after the last step.
-double wait_in(const PackedScenario& played, double speed) {
-  double barriers = 0;
-  double expectation = 0;
-  if (points_in(played) == 0) return 0;
-  for (std::size_t i = 0; i < played.steps_size(); ++i) {
-    const auto step = played.step(i);
-    if (step.has_wait_for()) barriers += wait_of(step.wait_for());
-    expectation = std::max(expectation, step.expect().within());
-  }
-  return barriers + expectation / speed;
-}
-
 std::string times(std::size_t count) { return count == 1 ? "once" : concat(count, " times"); }
 
-/// Which of the expected requests this is, by index.
-std::vector<bool> met_by(std::vector<RequestMatcher>& expected, const AskedFor& asked) {
-  std::vector<bool> met;
-  met.reserve(expected.size());
-  for (RequestMatcher& matcher : expected) met.push_back(matcher.matches(asked));
-  return met;
-}
-
-/// The most clients that a step waits for.
-std::size_t most_clients_in(const PackedScenario& played) {
-  std::size_t most = 0;
-  if (points_in(played) == 0) return most;
-  for (std::size_t i = 0; i < played.steps_size(); ++i) {
-    most = std::max<std::size_t>(most, played.step(i).wait_for().clients());
-  }
-  return most;
+/// The same for all who expect the same requests.
+std::string key_of(const scenario_expectation& expected) {
+  scenario_expectation requests;
+  *requests.mutable_requests() = expected.requests();
+  return requests.SerializeAsString();
 }
 
 std::string default_name(const scenario_expectation& expected, std::size_t clients) {
@@ -66,13 +42,19 @@ std::string default_name(const scenario_expectation& expected, std::size_t clien
 }  // namespace
 
 Judge::Judge(const PackedScenario& played, const Timeline& time, double speed, Tell tell)
-    : played_(played),
-      time_(time),
-      speed_(speed),
-      tell_(std::move(tell)),
-      longest_wait_(wait_in(played, clock_speed())),
-      all_(points_in(played)),
-      most_clients_(most_clients_in(played)) {}
+    : played_(played), time_(time), speed_(speed), tell_(std::move(tell)), all_(points_in(played)) {
+  double expectation = 0;  // the longest: it may go on after the last step
+  for (std::size_t i = 0; all_ != 0 && i < played.steps_size(); ++i) {
+    const auto point = point_of(played.step(i));
+    if (!point) continue;
+    const double within = point->expected.within();
+    longest_wait_ += point->waits ? within : 0;
+    expectation = std::max(expectation, point->waits ? 0 : within);
+    most_clients_ = std::max(most_clients_, point->clients);
+    tallies_.try_emplace(key_of(point->expected), point->expected);
+  }
+  longest_wait_ += expectation / clock_speed();
+}
 
 /// Where steps follow at once, clients have the seconds that are given.
 double Judge::clock_speed() const { return speed_ == Pace::at_once ? 1 : speed_; }
@@ -91,7 +73,7 @@ void Judge::on_request(const Link& from, const std::string& envelope, Time now) 
     return;
   }
   seen_.push_back({from.session, &asked, time_.at(now)});
-  for (Open& open : open_) open.count(met_by(open.matchers, asked));
+  for (auto& [expected, tally] : tallies_) tally.count(asked, seen_.size() - 1);
   decide_all(false);
 }
 
@@ -113,7 +95,9 @@ void Judge::on_step(const scenario_step& step, Time now) {
   const double within = opened->expected.within();
   if (opened->waits || speed_ == Pace::at_once) opened->due = now + to_time(within);
   opened->until = time_.at(now) + ScenarioTime(within);
-  open(*std::move(opened));
+  opened->tally = &tallies_.at(key_of(opened->expected));
+  open_.push_back(*std::move(opened));
+  decide_all(false);
 }
 
 void Judge::on_jump(ScenarioTime by) {
@@ -126,6 +110,7 @@ void Judge::forget_requests() {
   seen_.clear();
   asked_for_.clear();
   seen_bytes_ = 0;
+  for (auto& [expected, tally] : tallies_) tally.forget();
   configured_.clear();
   told_.clear();
 }
@@ -156,29 +141,23 @@ std::optional<Judge::Open> Judge::point_of(const scenario_step& step) {
   return point;
 }
 
-void Judge::open(Open opened) {
-  Open& open = open_.emplace_back(std::move(opened));
-  open.counts.resize(static_cast<std::size_t>(open.expected.requests_size()));
-  open.matchers = {open.expected.requests().begin(), open.expected.requests().end()};
-  count_all_seen(open);
-  decide_all(false);
-}
-
-void Judge::count_all_seen(Open& open) const {
-  std::map<const AskedFor*, std::vector<bool>> known;
-  for (const SeenRequest& seen : seen_) {
-    const auto [met, is_new] = known.try_emplace(seen.what);
-    if (is_new) met->second = met_by(open.matchers, *seen.what);
-    open.count(met->second);
-  }
-}
-
-void Judge::Open::count(const std::vector<bool>& met) {
-  if (in_order < met.size() && met[in_order]) {
+void Judge::Tally::count(const AskedFor& asked, std::size_t number) {
+  std::vector<bool> is_met;
+  is_met.reserve(matchers.size());
+  for (RequestMatcher& matcher : matchers) is_met.push_back(matcher.matches(asked));
+  if (in_order < is_met.size() && is_met[in_order]) {
     ++in_order;
-    is_next_too = in_order < met.size() && met[in_order];
+    is_next_too = in_order < is_met.size() && is_met[in_order];
   }
-  for (std::size_t i = 0; i < met.size(); ++i) counts[i] += met[i] ? 1 : 0;
+  for (std::size_t i = 0; i < is_met.size(); ++i) {
+    if (is_met[i]) met[i] = {met[i].count + 1, number};
+  }
+}
+
+void Judge::Tally::forget() {
+  std::ranges::fill(met, Met{});
+  in_order = 0;
+  is_next_too = false;
 }
 
 bool Judge::is_met(const Open& open) const {
@@ -187,8 +166,8 @@ bool Judge::is_met(const Open& open) const {
     if (expected.never()) return count == 0;
     return expected.has_count() ? count == expected.count() : count > 0;
   };
-  if (!std::ranges::all_of(open.counts, is_right)) return false;
-  if (expected.in_order() && open.in_order < open.counts.size()) return false;
+  if (!std::ranges::all_of(open.tally->met, is_right, &Tally::Met::count)) return false;
+  if (expected.in_order() && open.tally->in_order < open.tally->met.size()) return false;
   return configured_.size() >= open.clients;
 }
 
@@ -251,39 +230,39 @@ std::string Judge::unmet(const Open& open) const {
   const std::string when = open.waits
                                ? concat(" within ", shown_seconds(expected.within()), " s at ", in_seconds(open.at))
                                : concat(" by ", in_seconds(open.at + ScenarioTime(expected.within())));
-  for (int i = 0; i < expected.requests_size(); ++i) {
-    const scenario_request& request = expected.requests(i);
-    const std::size_t count = open.counts[static_cast<std::size_t>(i)];
-    const std::string wanted = text_of(request);
+  for (std::size_t i = 0; i < open.tally->met.size(); ++i) {
+    const std::size_t count = open.tally->met[i].count;
+    const std::string wanted = text_of(expected.requests(static_cast<int>(i)));
     if (expected.never() && count > 0) {
-      return concat("expected no ", wanted, when, ", found ", found_instead(open, request));
+      return concat("expected no ", wanted, when, ", found ", found_instead(open, i));
     }
     if (!expected.never() && expected.has_count() && count != expected.count()) {
       return concat("expected ", wanted, " ", times(expected.count()), when, ", found it ", times(count));
     }
     if (!expected.never() && count == 0) {
-      return concat("expected ", wanted, when, ", found ", found_instead(open, request));
+      return concat("expected ", wanted, when, ", found ", found_instead(open, i));
     }
   }
   if (configured_.size() < open.clients) {
     return concat("expected ", open.clients, " clients that have configured a sensor", when, ", found ",
                   configured_.size());
   }
-  const auto missing = static_cast<int>(open.in_order);
+  const auto missing = static_cast<int>(open.tally->in_order);
   return concat("expected ", text_of(expected.requests(missing)), " after ", text_of(expected.requests(missing - 1)),
-                when, open.is_next_too ? ", found one request for both" : ", found it before");
+                when, open.tally->is_next_too ? ", found one request for both" : ", found it before");
 }
 
 /// The last that comes near it, or is it.
-std::string Judge::found_instead(const Open& open, const scenario_request& request) const {
-  const auto find = [this](const auto& is_near) { return std::find_if(seen_.rbegin(), seen_.rend(), is_near); };
-  const auto near = find([&](const SeenRequest& seen) {
-    return open.expected.never() ? matches(request, *seen.what) : is_same_kind(request, *seen.what);
-  });
-  const auto last = near != seen_.rend() ? near : seen_.rbegin();
-  if (last == seen_.rend()) return "no request at all";
-  const std::string what = concat(text_of(*last->what), " at ", in_seconds(last->at), " by session ", last->session);
-  return near != seen_.rend() ? what : concat("none; the last request was ", what);
+std::string Judge::found_instead(const Open& open, std::size_t request) const {
+  if (seen_.empty()) return "no request at all";
+  const auto said = [](const SeenRequest& seen) {
+    return concat(text_of(*seen.what), " at ", in_seconds(seen.at), " by session ", seen.session);
+  };
+  if (open.expected.never()) return said(seen_[open.tally->met[request].last]);
+  const auto id = id_of(open.expected.requests(static_cast<int>(request)));
+  const auto near =
+      std::find_if(seen_.rbegin(), seen_.rend(), [id](const auto& seen) { return seen.what->msg_id() == id; });
+  return near != seen_.rend() ? said(*near) : "none; the last request was " + said(seen_.back());
 }
 
 }  // namespace kelvane_hub

@@ -26,6 +26,9 @@ struct TestPoint {
 
 /// Decides each expectation of a scenario, and each of its steps that wait, as soon as that can be done, and tells it
 /// once: if the scenario comes to it again, after an order, what was decided first stands.
+///
+/// A request is counted as it comes, for all that the scenario ever expects: a step that looks back at all of them
+/// takes no time for that.
 class Judge final : public Watcher, public Party {
  public:
   /// Is told of each decision, on the thread that runs the simulator.
@@ -65,6 +68,27 @@ class Judge final : public Watcher, public Party {
   void close();
 
  private:
+  /// What has come of requests that are expected together; whoever expects the same shares it.
+  struct Tally {
+    struct Met {
+      std::size_t count = 0;
+      std::size_t last = 0;  // if there is any: which of those seen
+    };
+
+    explicit Tally(const scenario_expectation& expected)
+        : requests(expected.requests()), matchers(requests.begin(), requests.end()), met(matchers.size()) {}
+
+    /// The one of that number has come.
+    void count(const AskedFor& asked, std::size_t number);
+    void forget();
+
+    const google::protobuf::RepeatedPtrField<scenario_request> requests;
+    std::vector<RequestMatcher> matchers;  // of these, which stay where they are
+    std::vector<Met> met;                  // each of them
+    std::size_t in_order = 0;              // how many have come in their order
+    bool is_next_too = false;              // the last of them is what has to follow it, too
+  };
+
   /// What is to be decided.
   struct Open {
     std::size_t index = 0;  // of its step
@@ -75,26 +99,18 @@ class Judge final : public Watcher, public Party {
     bool waits = false;
     scenario_expectation expected;  // of a step that waits likewise
     std::size_t clients = 0;
-    std::vector<std::size_t> counts{};       // of each request
-    std::vector<RequestMatcher> matchers{};  // of these, which stay where they are
-    std::size_t in_order = 0;                // how many have come in their order
-    bool is_next_too = false;                // the last of them is what has to follow it, too
-
-    /// A request has come that is those of the expected ones.
-    void count(const std::vector<bool>& met);
+    const Tally* tally = nullptr;
   };
 
   double clock_speed() const;
   std::optional<Time> due_of(const Open& open) const;
   static std::optional<Open> point_of(const scenario_step& step);
-  void open(Open opened);
   const AskedFor& asked_for(AskedFor asked);
-  void count_all_seen(Open& open) const;
   void tell(std::size_t index, const TestPoint& point);
   bool is_met(const Open& open) const;
   static bool can_change(const Open& open);
   std::string unmet(const Open& open) const;
-  std::string found_instead(const Open& open, const scenario_request& request) const;
+  std::string found_instead(const Open& open, std::size_t request) const;
   bool decide(const Open& open, bool is_over);
   void decide_all(bool is_over);
 
@@ -102,13 +118,14 @@ class Judge final : public Watcher, public Party {
   const Timeline& time_;
   const double speed_;
   Tell tell_;
-  const double longest_wait_;
-  const std::size_t all_;           // points of the scenario
-  const std::size_t most_clients_;  // that a step waits for
-  std::set<std::size_t> told_;      // indices of their steps
-  std::list<Open> open_;            // in the order in which they were reached; each stays where it is
-  std::vector<SeenRequest> seen_;   // all, unless they are too many
-  std::set<AskedFor> asked_for_;    // by these
+  double longest_wait_ = 0;
+  const std::size_t all_;                 // points of the scenario
+  std::size_t most_clients_ = 0;          // that a step waits for
+  std::map<std::string, Tally> tallies_;  // of all points, by what they expect
+  std::set<std::size_t> told_;            // indices of their steps
+  std::list<Open> open_;                  // in the order in which they were reached
+  std::vector<SeenRequest> seen_;         // all, unless they are too many
+  std::set<AskedFor> asked_for_;          // by these
   std::size_t seen_bytes_ = 0;
   std::set<SessionId> configured_;  // no more than are waited for
 };

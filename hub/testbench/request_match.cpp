@@ -1,5 +1,6 @@
 #include "hub/testbench/request_match.h"
 
+#include <algorithm>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -55,25 +56,20 @@ std::strong_ordering AskedFor::operator<=>(const AskedFor& other) const {
   return std::tie(msg_id_, payload_, sensor_) <=> std::tie(other.msg_id_, other.payload_, other.sensor_);
 }
 
-bool is_same_kind(const scenario_request& expected, const AskedFor& asked) {
-  const MessageKind* const kind = find_request_kind(asked.msg_id());
-  return kind != nullptr && kind->name == field_in(expected).name();
+std::uint32_t id_of(const scenario_request& expected) {
+  return std::ranges::find(request_kinds(), field_in(expected).name(), &MessageKind::name)->id;
 }
 
-RequestMatcher::RequestMatcher(const scenario_request& expected) : expected_(expected) {
+RequestMatcher::RequestMatcher(const scenario_request& expected) : expected_(expected), msg_id_(id_of(expected)) {
   differencer_.set_scope(MessageDifferencer::PARTIAL);
   differencer_.set_repeated_field_comparison(MessageDifferencer::AS_SET);
 }
 
 bool RequestMatcher::matches(const AskedFor& asked) {
-  if (!is_same_kind(expected_, asked) || asked.message() == nullptr) return false;
+  if (asked.msg_id() != msg_id_ || asked.message() == nullptr) return false;
   if (expected_.has_sensor() && expected_.sensor() != asked.sensor()) return false;
   return differencer_.Compare(scenario_request::GetReflection()->GetMessage(expected_, &field_in(expected_)),
                               *asked.message());
-}
-
-bool matches(const scenario_request& expected, const AskedFor& asked) {
-  return RequestMatcher(expected).matches(asked);
 }
 
 }  // namespace kelvane_hub

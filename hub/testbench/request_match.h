@@ -52,8 +52,8 @@ struct SeenRequest {
 std::string text_of(const scenario_request& expected);
 std::string text_of(const AskedFor& asked);
 
-/// Of the same kind, whatever it says.
-bool is_same_kind(const scenario_request& expected, const AskedFor& asked);
+/// The msg_id of all requests of that kind.
+std::uint32_t id_of(const scenario_request& expected);
 
 /// Tells which requests say all that is expected.
 class RequestMatcher {
@@ -65,10 +65,8 @@ class RequestMatcher {
 
  private:
   const scenario_request& expected_;
+  const std::uint32_t msg_id_;
   google::protobuf::util::MessageDifferencer differencer_;
 };
-
-/// The same for one.
-bool matches(const scenario_request& expected, const AskedFor& asked);
 
 }  // namespace kelvane_hub

@@ -122,6 +122,7 @@ TEST_F(JudgeTest, WhatIsSaidOfEach) {
       "at: 20 expect { requests { sensor_config { report_rrc_state_info: true } } count: 2 }",
       "at: 1 expect { requests { get_cell_location_info {} } never: true within: 2 }",
       "at: 1 expect { requests { get_cell_location_info {} } requests { sensor_config {} } never: true within: 9 }",
+      "at: 20 expect { requests { attr_req {} } never: true }",
       "at: 20 expect { requests { attr_req {} } requests { streaming_config {} } in_order: true }",
       "at: 20 expect { requests { streaming_config {} } requests { attr_req {} } in_order: true }",
       "at: 20 expect { name: '' requests { attr_req {} } requests { attr_req {} } in_order: true }",
@@ -150,7 +151,7 @@ TEST_F(JudgeTest, EachIsToldOnce) {
   const std::string a = "attr_req {}: met\n", on = "on_change_config {}: met\n", calls = "sensor_config {}: expected ";
   const std::string skipped = "the scenario to come to 5.000 s, a seek has skipped it\n";
   const std::string ended = "the scenario to come to 5.000 s, it ended before\n";
-  constexpr int next = -1, restart = -2;  // or where to seek
+  constexpr int next = -1, restart = -2, other_client = -3;  // or where to seek
   const std::pair<std::vector<int>, std::string> cases[] = {
       {{next, next}, a + on + calls + ended},
       {{next, next, 0, next, 9}, a + on + calls + skipped},
@@ -161,6 +162,11 @@ TEST_F(JudgeTest, EachIsToldOnce) {
        a + on + calls +
            "sensor_config {} by 8.000 s, found none; the last request was on_change_config {} to wwan at 0.000 s by "
            "session 1\n"},
+      {{next, other_client, next, next},
+       a +
+           "attr_req {}: expected attr_req {} by 1.000 s, found none; the last request was on_change_config {} to wwan "
+           "at 0.000 s by session 1\n" +
+           on + calls + ended},
   };
   for (const auto& [orders, expected] : cases) {
     play(
@@ -171,6 +177,10 @@ TEST_F(JudgeTest, EachIsToldOnce) {
     ask(all_asked[2]);
     for (const int order : orders) {
       if (order == restart) performance_->restart(now_);
+      if (order == other_client) {
+        performance_->await_first_client(now_);
+        ask(all_asked[2]);
+      }
       if (order == next) performance_->timeline().skip(now_);
       if (order >= 0) performance_->seek(order, now_);
       advance_to(0);

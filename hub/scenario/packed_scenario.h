@@ -56,6 +56,9 @@ class PackedScenario {
   /// The subscriptions that it speaks of; 0 if it speaks of none.
   std::set<std::uint32_t> subscriptions() const;
 
+  /// Whether one of its steps is of that subscription.
+  bool speaks_of(std::uint32_t sub) const { return subscriptions_.contains(sub); }
+
  private:
   struct Step {
     double at;

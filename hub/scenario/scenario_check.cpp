@@ -141,6 +141,9 @@ void ScenarioCheck::check_barrier(const scenario_barrier& barrier, const TextPla
   if (barrier.requests().empty() && barrier.clients() == 0) {
     complain(place, "expected requests or clients to wait for, found neither");
   }
+  if (barrier.clients() > max_connections) {
+    complain(place, concat("expected at most ", max_connections, " clients to wait for, found ", barrier.clients()));
+  }
 }
 
 void ScenarioCheck::check_sensor(const scenario_sensor& sensor, std::size_t index, const TextPlace& place) {

@@ -21,7 +21,7 @@ void parse_short_text(const std::string& text, const std::string& name, google::
   google::protobuf::TextFormat::Parser parser;
   parser.SetRecursionLimit(deepest_nesting);
   parser.RecordErrorsTo(&mistakes);
-  (void)parser.MergeFromString(text, &message);
+  (void)parser.ParseFromString(text, &message);
   mistakes.throw_if_any();
 }
 

@@ -33,7 +33,7 @@ constexpr Time most_patience = std::chrono::seconds(2);
 /// As many as there are descriptors, less some for the hub itself.
 std::size_t find_most_connections() {
   constexpr rlim_t own = 32;
-  constexpr rlim_t enough = 4096;
+  constexpr rlim_t enough = max_connections;
   rlimit limit{};
   (void)getrlimit(RLIMIT_NOFILE, &limit);
   limit.rlim_cur = std::max(limit.rlim_cur, std::min(limit.rlim_max, enough + own));

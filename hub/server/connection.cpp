@@ -55,6 +55,7 @@ int Connection::take(const SharedOutgoing& hello, const HandleRequest& handle, T
         expect_hello(*frame);
         reader_.set_limit(max_request);
         send(hello, now);
+        break;  // requests may have to wait for longer
       } else if (frame->kind == FrameKind::request) {
         handle(frame->sensor, frame->payload);
         ++requests;

@@ -9,8 +9,8 @@
 
 namespace kelvane_hub {
 UniqueFd take_over_signals() {
-  // Nobody may be left to read what the hub says on standard error.
-  (void)std::signal(SIGPIPE, SIG_IGN);
+  // Nobody may be left to read what the hub says on standard error, and a capture may grow too large: both are errors.
+  for (const int signal : {SIGPIPE, SIGXFSZ}) (void)std::signal(signal, SIG_IGN);
   sigset_t signals;
   sigemptyset(&signals);
   for (const int signal : {SIGINT, SIGTERM, SIGHUP}) sigaddset(&signals, signal);

@@ -20,13 +20,24 @@ namespace {
 
 double to_milliseconds(ScenarioTime time) { return std::round(time.count() * 1e3) / 1e3; }
 
+/// The field of `message` that is called so, or so with `ending`.
+std::string field_called(const google::protobuf::Message& message, const std::string& name, std::string_view ending) {
+  std::vector<std::string> names;
+  for (const std::string& field : fields_of(message)) {
+    if (!field.ends_with(ending)) continue;
+    names.push_back(field.substr(0, field.size() - ending.size()));
+    if (name == field || name == names.back()) return field;
+  }
+  throw InputError(concat("expected ", alternatives(names), ", found ", quoted(name)));
+}
+
 /// Sets the fields as they were given; returns what was set.
 template <class Values>
-std::string set_fields(google::protobuf::Message& message, const Values& values, const char* ending = "") {
+std::string set_fields(google::protobuf::Message& message, const Values& values, std::string_view ending = "") {
   if (values.empty()) throw InputError("expected FIELD=VALUE, found none");
   std::string text;
   for (const auto& [name, value] : values) {
-    set_field(message, name.ends_with(ending) ? name : name + ending, value);
+    set_field(message, ending.empty() ? name : field_called(message, name, ending), value);
     text += concat(" ", name, "=", value);
   }
   return text;
@@ -77,8 +88,7 @@ Control::Answer Control::set(Orders& orders, Time now) {
   const std::uint32_t sub = take_sub(orders);
   Cells cells = cells_of(sub);
   const std::size_t number = take_cell(orders, cells);
-  const auto values = orders.take_values();
-  orders.expect_none();
+  const auto values = orders.take_only_values();
   const std::string set = set_fields(*cells.mutable_cells(static_cast<int>(number - 1)), values);
   change(cells, now);
   return {concat(when(now), " sub=", sub, " cell=", number, set)};
@@ -136,8 +146,7 @@ Control::Answer Control::rrc(Orders& orders, Time now) {
   const std::uint32_t sub = take_sub(orders);
   auto states =
       state_of<mox_wwan_event_rrc_states_info>(performance_.simulator().playback().modem(), sub, rrc_states_event);
-  const auto values = orders.take_values();
-  orders.expect_none();
+  const auto values = orders.take_only_values();
   const std::string set = set_fields(states, values, "_rrc_state");
   scenario_step step;
   *step.mutable_rrc_states() = std::move(states);
@@ -150,8 +159,7 @@ Control::Answer Control::rail(Orders& orders, Time now) {
   auto& rail = *step.mutable_highspeed_rail();
   const std::uint32_t sub = take_sub(orders);
   rail.set_sub(sub);
-  const auto values = orders.take_values();
-  orders.expect_none();
+  const auto values = orders.take_only_values();
   const std::string set = set_fields(rail, values);
   apply(std::move(step), now);
   return {concat(when(now), " sub=", sub, set)};

@@ -92,6 +92,12 @@ std::vector<NameAndValue> Orders::take_values() {
   return values;
 }
 
+std::vector<NameAndValue> Orders::take_only_values() {
+  auto values = take_values();
+  if (!words_.empty()) throw InputError(concat("expected FIELD=VALUE, found ", quoted(words_.front())));
+  return values;
+}
+
 void Orders::expect_none() const {
   if (!words_.empty()) throw InputError(concat("expected nothing more, found ", quoted(words_.front())));
 }

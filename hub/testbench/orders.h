@@ -36,6 +36,9 @@ class Orders {
   /// All other words "NAME=VALUE", in order. Throws InputError if a name comes twice.
   std::vector<NameAndValue> take_values();
 
+  /// The same where nothing else may be left. Throws InputError if something is.
+  std::vector<NameAndValue> take_only_values();
+
   /// Throws InputError if something is left.
   void expect_none() const;
 

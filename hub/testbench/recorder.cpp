@@ -42,7 +42,7 @@ std::string Recorder::text() const {
   if (!written.faults().empty()) written.set_seed(seed_);
   // Of subscriptions that it does not speak of a hub tells when it begins that they have no cells.
   auto silent = played_.subscriptions();
-  for (const auto sub : recorded_.subscriptions()) silent.erase(sub);
+  std::erase_if(silent, [this](auto sub) { return !played_.speaks_of(sub) || recorded_.speaks_of(sub); });
   for (std::size_t i = 0; i <= recorded_.steps_size(); ++i) {
     if (i == recorded_.steps_size() || recorded_.time_of(i) > 0) {
       for (const auto sub : silent) {

@@ -30,6 +30,9 @@ struct Frame {
   std::string payload;
 };
 
+/// A hub has room for so many at once, or for fewer if it may open fewer files.
+inline constexpr std::size_t max_connections = 4096;
+
 inline constexpr std::size_t max_payload = std::size_t{64} << 20;
 
 /// Clients ask for little. What a parser makes of a request can be many times its size.

@@ -23,9 +23,15 @@ CLI::Option* add_seed(CLI::App& command, std::optional<std::uint64_t>& seed) {
       ->check(check_seed);
 }
 
+CLI::Option* add_capture(CLI::App& command, std::string& file) {
+  return command.add_option("--capture", file, "Keep what hub and clients say, for dump and Wireshark")
+      ->type_name("FILE.pcap")
+      ->check(check_file);
+}
+
 }  // namespace
 
-void add_serve(CLI::App& app, ServeOptions& options) {
+void add_serve(CLI::App& app, ServeOptions& options, bool is_meant) {
   auto* command = app.add_subcommand("serve", "Play a scenario to the clients of a Unix socket");
   command->footer(
       "Example:\n"
@@ -39,22 +45,22 @@ void add_serve(CLI::App& app, ServeOptions& options) {
           ->type_name("PATH");
   // For the session library, which starts private hubs: connections come through this descriptor. Not in the help.
   command->add_option("--control-fd", options.control_fd)->group("")->check(CLI::NonNegativeNumber);
+  // Other commands read the environment, too, and would find fault with what is not theirs.
+  const auto variable = [is_meant](const char* name) { return is_meant ? name : ""; };
   command->add_option("--scenario", options.scenario, "Scenario to play (default: the built-in one)")
       ->type_name("FILE")
-      ->envname("KELVANE_HUB_SCENARIO");
+      ->envname(variable("KELVANE_HUB_SCENARIO"));
   command->add_option("--speed", options.speed, "Play it N times as fast, 0.01 to 10000 (default: 1)")
       ->type_name("N")
       ->check([](const std::string& given) {
         const std::string wrong = check_speed(given);
         return wrong.empty() ? wrong : wrong + " (KELVANE_HUB_SPEED sets it, too)";
       })
-      ->envname("KELVANE_HUB_SPEED");
-  add_seed(*command, options.seed)->envname("KELVANE_HUB_SEED");
+      ->envname(variable("KELVANE_HUB_SPEED"));
+  add_seed(*command, options.seed)->envname(variable("KELVANE_HUB_SEED"));
   command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported")
-      ->envname("KELVANE_HUB_EXPLAIN");
-  command->add_option("--capture", options.capture, "Keep what hub and clients say, for dump and Wireshark")
-      ->type_name("FILE.pcap")
-      ->envname("KELVANE_HUB_CAPTURE");
+      ->envname(variable("KELVANE_HUB_EXPLAIN"));
+  add_capture(*command, options.capture)->envname(variable("KELVANE_HUB_CAPTURE"));
   command->add_flag("--trace", options.trace, "Print what hub and clients say, a line a message");
   command->add_flag("--restart", options.restarts,
                     "Begin the scenario anew for each client that comes when none is left");
@@ -123,13 +129,13 @@ void add_run(CLI::App& app, RunOptions& options, int& status) {
       ->type_name("S")
       ->check(check_timeout);
   command->add_flag("--tap", options.tap, "Say what was met in the Test Anything Protocol, on standard output");
-  command->add_option("--junit", options.junit, "Write what was met as JUnit")->type_name("FILE");
-  command->add_option("--capture", options.capture, "Keep what hub and clients say, for dump and Wireshark")
-      ->type_name("FILE.pcap");
+  command->add_option("--junit", options.junit, "Write what was met as JUnit")->type_name("FILE")->check(check_file);
+  add_capture(*command, options.capture);
   command->add_flag("--quiet", options.is_quiet, "Show no progress on a terminal");
   command->add_flag("--explain", options.explain, "Say on standard error why a change was or was not reported");
   command->add_option("--control", options.control, "Socket to make for control (default: one of the run's own)")
-      ->type_name("PATH");
+      ->type_name("PATH")
+      ->check(check_file);
   command->callback([before, speed, &options, &status] {
     if (before->count() > 0) {
       throw UsageError("kelvane-hub run: expected -- before PROGRAM, found " +

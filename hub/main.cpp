@@ -45,7 +45,7 @@ int run_command(int argc, char** argv) {
   DumpOptions dump_options;
   MonitorOptions monitor_options;
   CheckOptions check_options;
-  add_serve(app, serve_options);
+  add_serve(app, serve_options, argc > 1 && std::string_view(argv[1]) == "serve");
   add_control(app, control_options, status);
   add_run(app, run_options, status);
   add_check(app, check_options);

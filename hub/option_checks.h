@@ -5,6 +5,9 @@
 
 namespace kelvane_hub {
 
+/// Of a file that is made.
+std::string check_file(const std::string& given);
+
 std::string check_speed(const std::string& given);
 
 /// Of a run, which can be as fast as can be, too.

@@ -13,7 +13,8 @@ namespace kelvane_hub {
 // becomes the exit status if that is not 0, outlive the parsing. What is wrong with a command line, or found to be so
 // later, is thrown as CLI11 or the command has it.
 
-void add_serve(CLI::App& app, ServeOptions& options);
+/// `is_meant`: the command line has this subcommand.
+void add_serve(CLI::App& app, ServeOptions& options, bool is_meant);
 void add_control(CLI::App& app, ControlOptions& options, int& status);
 
 /// `options` have the program already, from cut_program().

@@ -24,6 +24,7 @@ using Clock = std::chrono::steady_clock;
 constexpr std::size_t most_waiting = std::size_t{256} << 10;  // bytes of a cause
 constexpr std::size_t most_at_once = std::size_t{4} << 10;    // bytes a write
 constexpr std::chrono::seconds patience(1);
+constexpr std::string_view wipe = "\r\033[K";  // the line of a terminal in which the cursor is
 
 /// Returns how much was written; none if the descriptor takes no more for good.
 std::optional<std::size_t> write_some(int descriptor, std::string_view text) {
@@ -58,6 +59,14 @@ class LineQueue::Writer {
     }
     say_dropped(topic);
     add(topic, line);
+  }
+
+  void show(std::size_t cause, std::string_view text) {
+    const std::lock_guard lock(mutex_);
+    Topic& topic = topics_[cause];
+    if (topic.waiting > 0 && !text.empty()) return;
+    if (!std::exchange(is_shown_, !text.empty()) && text.empty()) return;
+    queue(topic, concat(wipe, text));
   }
 
   /// On its thread, until end() and all is written.
@@ -101,9 +110,14 @@ class LineQueue::Writer {
   }
 
   void add(Topic& topic, std::string_view line) {
-    lines_.push_back({concat(speaker_, speaker_.empty() ? "" : ": ", line, "\n"), &topic});
-    topic.waiting += lines_.back().text.size();
+    const bool takes_place = std::exchange(is_shown_, false);
+    queue(topic, concat(takes_place ? wipe : "", speaker_, speaker_.empty() ? "" : ": ", line, "\n"));
     ++topic.said;
+  }
+
+  void queue(Topic& topic, std::string text) {
+    topic.waiting += text.size();
+    lines_.push_back({std::move(text), &topic});
     changed_.notify_all();
   }
 
@@ -163,6 +177,7 @@ class LineQueue::Writer {
   std::deque<Line> lines_;
   std::size_t begun_ = 0;    // bytes of the first line that are written
   std::size_t written_ = 0;  // bytes in all
+  bool is_shown_ = false;    // something stands below all that was queued
   bool ending_ = false;
   bool ended_ = false;
 };
@@ -180,5 +195,7 @@ LineQueue::~LineQueue() {
 }
 
 void LineQueue::say(std::size_t cause, std::string_view line) { writer_->say(cause, line); }
+
+void LineQueue::show(std::size_t cause, std::string_view text) { writer_->show(cause, text); }
 
 }  // namespace kelvane_hub

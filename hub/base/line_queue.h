@@ -36,6 +36,10 @@ class LineQueue {
   /// Queues `line`, without newline, for the cause of that number. Any thread.
   void say(std::size_t cause, std::string_view line);
 
+  /// Of a terminal: `text`, as it is, stands below all lines until one is said or something else is shown. It is left
+  /// out if one before still waits to be written, unless it is empty. Any thread.
+  void show(std::size_t cause, std::string_view text);
+
  private:
   class Writer;
 

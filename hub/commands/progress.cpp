@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 
 namespace kelvane_hub {
@@ -13,14 +14,13 @@ constexpr Time period_of_lines = std::chrono::seconds(5);
 
 }  // namespace
 
-Progress::Progress(const Performance& shown, bool is_quiet)
-    : shown_(shown), is_shown_(!is_quiet && isatty(STDERR_FILENO) == 1), is_in_place_(isatty(STDOUT_FILENO) == 0) {}
+Progress::Progress(const Performance& shown, Voice& voice, bool is_quiet)
+    : shown_(shown),
+      voice_(voice),
+      is_shown_(!is_quiet && isatty(STDERR_FILENO) == 1),
+      is_in_place_(isatty(STDOUT_FILENO) == 0) {}
 
-Progress::~Progress() { wipe(); }
-
-void Progress::wipe() const {
-  if (next_ && is_in_place_) (void)std::fputs("\r\033[K", stderr);
-}
+Progress::~Progress() { voice_.show(""); }
 
 std::optional<Time> Progress::next_due() const {
   if (!is_shown_ || !shown_.timeline().started()) return std::nullopt;
@@ -33,16 +33,24 @@ void Progress::advance(Time now) {
   next_ = now + (is_in_place_ ? period : period_of_lines);
   if (!started_) {
     started_ = now;
-    return;
+  } else if (is_in_place_) {
+    voice_.show(text(now));
+  } else {
+    voice_.say(About::progress, text(now));
   }
+}
+
+std::string Progress::text(Time now) const {
   const Timeline& timeline = shown_.timeline();
   const double at = timeline.at(now).count();
   const double all = timeline.length();
   const double took = std::chrono::duration<double>(now - *started_).count();
-  (void)std::fprintf(stderr, "%s%.1f s of %.1f s, step %zu of %zu, %.0f %%, %.3g times as fast%s%s",
-                     is_in_place_ ? "\r\033[K" : "", std::min(at, all), all, timeline.taken(), timeline.steps(),
-                     all > 0 ? std::min(at / all, 1.0) * 100 : 100, took > 0 ? at / took : 0,
-                     timeline.is_held() ? ", waiting for clients" : "", is_in_place_ ? "" : "\n");
+  std::array<char, 160> text{};
+  (void)std::snprintf(text.data(), text.size(), "%.1f s of %.1f s, step %zu of %zu, %.0f %%, %.3g times as fast%s",
+                      std::min(at, all), all, timeline.taken(), timeline.steps(),
+                      all > 0 ? std::min(at / all, 1.0) * 100 : 100, took > 0 ? at / took : 0,
+                      timeline.is_held() ? ", waiting for clients" : "");
+  return text.data();
 }
 
 }  // namespace kelvane_hub

@@ -50,13 +50,13 @@ constexpr Time most_listening = std::chrono::seconds(2);
 class OwnFolder {
  public:
   OwnFolder() {
-    // Where a user has no session of their own, as in a container or with sudo, it may be another's.
-    const char* const runtime = std::getenv("XDG_RUNTIME_DIR");
-    if (runtime != nullptr && fs::path(runtime).is_absolute() && has_room_in(runtime) && make_in(runtime)) return;
-    // The program may go to another folder before it looks for the socket.
-    if (const fs::path temporary = fs::absolute(fs::temp_directory_path()); !make_in(temporary)) {
-      throw InputError(concat(temporary.string(), ": cannot make a folder there: ", strerror(errno)));
+    // Where a user has no session of their own, as in a container or with sudo, the first may be another's.
+    for (const char* const variable : {"XDG_RUNTIME_DIR", "TMPDIR"}) {
+      const char* const folder = std::getenv(variable);
+      if (folder != nullptr && is_of_use(folder) && make_in(folder)) return;
     }
+    constexpr const char* last = "/tmp";
+    if (!make_in(last)) throw InputError(concat(last, ": cannot make a folder there: ", strerror(errno)));
   }
   ~OwnFolder() {
     std::error_code ignored;
@@ -70,10 +70,10 @@ class OwnFolder {
  private:
   static constexpr std::string_view form = "kelvane-hub-XXXXXX";
 
-  /// For the path of a socket in a folder there.
-  static bool has_room_in(std::string_view parent) {
+  /// The path of a socket in a folder there is not too long, and means the same if the program goes to another folder.
+  static bool is_of_use(std::string_view parent) {
     constexpr std::size_t most = sizeof(sockaddr_un::sun_path) - 1;
-    return parent.size() + 1 + form.size() + 1 + control_path_of(socket_name).size() <= most;
+    return parent.starts_with('/') && parent.size() + 1 + form.size() + 1 + control_path_of(socket_name).size() <= most;
   }
 
   bool make_in(const fs::path& parent) {
@@ -279,18 +279,17 @@ Result perform(const RunOptions& options, PackedScenario scenario) {
   Server server({options.explain, false}, voice, signals, listen_at(socket, voice.teller(About::itself)));
   take_orders(options.control, control_path_of(socket), server, voice);
   if (!options.capture.empty()) server.capture_to(options.capture);
-  std::optional<Progress> progress;
   bool is_interrupted = false;
   const auto note = [&](const TestPoint& point) {
     points.push_back(point);
-    if (progress) progress->wipe();
     // Who interrupts a run knows that nothing more can be met.
     if (!point.unmet.empty() && !is_interrupted)
       voice.say(About::scenario, concat("not met: ", point.name, ": ", point.unmet));
   };
   const Pace pace{options.speed, options.times.value_or(std::max(scenario.head().repeat(), 1U))};
   Performance& performance = server.play(std::move(scenario), pace, note, options.seed);
-  server.add(progress.emplace(performance, options.is_quiet || options.explain));
+  Progress progress(performance, voice, options.is_quiet || options.explain);
+  server.add(progress);
   (void)setenv("KELVANE_HUB_SOCKET", socket.c_str(), 1);
   Program program(options.program);
   TestRun run(options, server, performance, program);
@@ -302,6 +301,8 @@ Result perform(const RunOptions& options, PackedScenario scenario) {
   } else {
     for (const TestPoint& point : run.points()) note(point);
   }
+  // In the order of the scenario, whichever was decided first.
+  std::ranges::stable_sort(points, {}, &TestPoint::step);
   return {std::move(points), is_interrupted};
 }
 

@@ -182,7 +182,7 @@ bool Judge::decide(const Open& open, bool is_over) {
   const bool met = is_met(open);
   const bool is_lost = open.expected.never() && !met;
   if (!is_over && !is_lost && (!met || can_change(open))) return false;
-  tell(open.index, {open.name, met ? "" : unmet(open)});
+  tell({open.name, met ? "" : unmet(open), open.index});
   return true;
 }
 
@@ -216,13 +216,13 @@ void Judge::close() {
     const auto point = point_of(played_.step(i));
     if (!point) continue;
     const char* const why = i < time_.next_index() ? ", a seek has skipped it" : ", it ended before";
-    tell(i, {point->name, concat("expected the scenario to come to ", in_seconds(point->at), why)});
+    tell({point->name, concat("expected the scenario to come to ", in_seconds(point->at), why), i});
   }
 }
 
 /// Unless it was told before.
-void Judge::tell(std::size_t index, const TestPoint& point) {
-  if (told_.insert(index).second) tell_(point);
+void Judge::tell(const TestPoint& point) {
+  if (told_.insert(point.step).second) tell_(point);
 }
 
 std::string Judge::unmet(const Open& open) const {

@@ -21,7 +21,8 @@ namespace kelvane_hub {
 /// One thing that was to be so.
 struct TestPoint {
   std::string name;
-  std::string unmet;  // what was expected, when, and what came instead; empty: it was met
+  std::string unmet;                     // what was expected, when, and what came instead; empty: it was met
+  std::size_t step = std::string::npos;  // of the scenario, from 0; of none: as if it came after all
 };
 
 /// Decides each expectation of a scenario, and each of its steps that wait, as soon as that can be done, and tells it
@@ -106,7 +107,7 @@ class Judge final : public Watcher, public Party {
   std::optional<Time> due_of(const Open& open) const;
   static std::optional<Open> point_of(const scenario_step& step);
   const AskedFor& asked_for(AskedFor asked);
-  void tell(std::size_t index, const TestPoint& point);
+  void tell(const TestPoint& point);
   bool is_met(const Open& open) const;
   static bool can_change(const Open& open);
   std::string unmet(const Open& open) const;

@@ -26,7 +26,7 @@ CLI::Option* add_seed(CLI::App& command, std::optional<std::uint64_t>& seed) {
 CLI::Option* add_capture(CLI::App& command, std::string& file) {
   return command.add_option("--capture", file, "Keep what hub and clients say, for dump and Wireshark")
       ->type_name("FILE.pcap")
-      ->check(check_file);
+      ->check(check_capture);
 }
 
 }  // namespace

@@ -30,6 +30,10 @@ bool is_seconds(const std::string& given) {
 
 std::string check_file(const std::string& given) { return given.empty() ? "expected a file, found none" : ""; }
 
+std::string check_capture(const std::string& given) {
+  return given == "-" ? "expected a file, found '-' (/dev/stdout is standard output)" : check_file(given);
+}
+
 std::string check_speed(const std::string& given) { return unless(is_speed(given), "0.01 to 10000", given); }
 
 std::string check_run_speed(const std::string& given) {

@@ -7,6 +7,7 @@ namespace kelvane_hub {
 
 /// Of a file that is made.
 std::string check_file(const std::string& given);
+std::string check_capture(const std::string& given);
 
 std::string check_speed(const std::string& given);
 

@@ -1,6 +1,7 @@
 #include "hub/capture/filter.h"
 
 #include <algorithm>
+#include <limits>
 #include <sstream>
 
 #include "hub/base/concat.h"
@@ -10,18 +11,19 @@
 namespace kelvane_hub {
 namespace {
 
-template <class Value>
-bool holds(const std::set<Value>& wanted, const Value& found) {
+template <class Set, class Value>
+bool holds(const Set& wanted, const Value& found) {
   return wanted.empty() || wanted.contains(found);
 }
 
 std::uint32_t number_in(const std::string& value, const std::string& term) {
   if (const auto number = number_of<std::uint32_t>(value)) return *number;
-  throw InputError(concat("expected a number, found ", quoted(term)));
+  constexpr auto most = std::numeric_limits<std::uint32_t>::max();
+  throw InputError(concat("expected a number from 0 to ", most, ", found ", quoted(term)));
 }
 
 std::string name_in(const std::string& value) {
-  std::set<std::string_view> names;
+  std::set<std::string_view> names{"unknown", "unreadable"};
   for (const auto kinds : {request_kinds(), event_kinds()}) {
     for (const MessageKind& kind : kinds) names.insert(kind.name);
   }
@@ -40,6 +42,7 @@ Direction direction_in(const std::string& value) {
 
 Filter::Filter(const std::vector<std::string>& terms) {
   for (const std::string& several : terms) {
+    if (several.empty()) add(several);
     std::istringstream stream(several);
     for (std::string term; std::getline(stream, term, ',');) add(term);
   }
@@ -65,8 +68,7 @@ void Filter::add(const std::string& term) {
 
 bool Filter::passes(const Spoken& spoken) const {
   return holds(sessions_, spoken.record->session) && holds(directions_, spoken.record->direction) &&
-         (ids_.empty() || (spoken.msg_id && ids_.contains(*spoken.msg_id))) &&
-         (names_.empty() || (spoken.kind != nullptr && names_.contains(spoken.kind->name)));
+         (ids_.empty() || (spoken.msg_id && ids_.contains(*spoken.msg_id))) && holds(names_, name_of(spoken));
 }
 
 }  // namespace kelvane_hub

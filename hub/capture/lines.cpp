@@ -60,11 +60,6 @@ std::string shown_suid(suid sensor) {
   return text.data();
 }
 
-std::string name_of_message(const Spoken& spoken) {
-  if (!spoken.msg_id) return "unreadable";
-  return spoken.kind == nullptr ? "unknown" : std::string(spoken.kind->name);
-}
-
 }  // namespace
 
 Lines::Lines(const View& view) : view_(view), filter_(view.filter) {
@@ -93,7 +88,7 @@ std::string Lines::text_of(const Spoken& spoken) {
   const CaptureRecord& record = *spoken.record;
   std::string line = concat("(", shown_time(record.time), ") ", record.session, " ", name_of(record.direction), " ");
   if (spoken.msg_id) line += concat(*spoken.msg_id, " ");
-  line += name_of_message(spoken);
+  line += name_of(spoken);
   if (!spoken.fields) return spoken.payload.empty() ? line : concat(line, " hex: ", hex_of(spoken.payload));
   std::string fields;
   (void)printer_.PrintToString(*spoken.fields, &fields);
@@ -109,7 +104,7 @@ std::string Lines::json_of(const Spoken& spoken) {
             {"direction", name_of(record.direction)},
             {"sensor", shown_suid(record.sensor)}};
   if (spoken.msg_id) line["msg_id"] = *spoken.msg_id;
-  line["name"] = name_of_message(spoken);
+  line["name"] = name_of(spoken);
   if (spoken.envelope) line["envelope"] = kelvane_hub::json_of(*spoken.envelope, mask);
   if (spoken.fields) line["fields"] = kelvane_hub::json_of(*spoken.fields, mask);
   if (!spoken.fields && !spoken.payload.empty()) line["hex"] = hex_of(spoken.payload);

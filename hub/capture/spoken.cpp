@@ -64,6 +64,11 @@ std::vector<Spoken> spoken_in(const CaptureRecord& record) {
   return all;
 }
 
+std::string_view name_of(const Spoken& spoken) {
+  if (!spoken.msg_id) return "unreadable";
+  return spoken.kind == nullptr ? "unknown" : spoken.kind->name;
+}
+
 const char* name_of(Direction direction) { return direction == Direction::request ? "request" : "event"; }
 
 }  // namespace kelvane_hub

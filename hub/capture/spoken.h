@@ -7,6 +7,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "hub/messages/catalogue.h"
@@ -27,6 +28,9 @@ struct Spoken {
 
 /// What stands in `record`, which outlives what is returned: at least one.
 std::vector<Spoken> spoken_in(const CaptureRecord& record);
+
+/// How it is shown: the name of its kind, "unknown" or "unreadable".
+std::string_view name_of(const Spoken& spoken);
 
 /// "request" or "event".
 const char* name_of(Direction direction);

@@ -32,7 +32,7 @@ std::optional<std::string> file_of(const std::string& command, std::string_view 
 /// The hub may be in another folder than whoever names a file to it.
 std::string from_any_folder(const std::string& command) {
   const auto captured = file_of(command, "capture");
-  if (!captured || captured->empty() || *captured == "stop") return command;
+  if (!captured || captured->empty() || *captured == "stop" || *captured == "-") return command;
   return "capture " + std::filesystem::absolute(*captured).string();
 }
 

@@ -13,6 +13,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
+/// Of what is not there yet the names tell.
+bool is_same(const fs::path& one, const fs::path& other) {
+  std::error_code ignored;
+  // A terminal or /dev/null may well be both.
+  if (fs::exists(one, ignored)) return fs::is_regular_file(one, ignored) && fs::equivalent(one, other, ignored);
+  return fs::weakly_canonical(fs::absolute(one, ignored), ignored) ==
+         fs::weakly_canonical(fs::absolute(other, ignored), ignored);
+}
+
 bool is_standard_output(const std::string& output) { return output.empty() || output == "-"; }
 
 }  // namespace
@@ -20,9 +29,7 @@ bool is_standard_output(const std::string& output) { return output.empty() || ou
 void refuse_same_file(const std::string& input, const std::string& output, std::string_view what) {
   const fs::path read = input == "-" ? "/dev/stdin" : input;
   const fs::path written = is_standard_output(output) ? "/dev/stdout" : output;
-  std::error_code ignored;
-  // A terminal or /dev/null may well be both.
-  if (!fs::is_regular_file(read, ignored) || !fs::equivalent(read, written, ignored)) return;
+  if (!is_same(read, written)) return;
   throw InputError((is_standard_output(output) ? "standard output" : output) + ": expected another file than " +
                    std::string(what) + ", found the same");
 }

@@ -163,7 +163,9 @@ Control::Answer Control::record(Orders& orders, Time now) {
 
 Control::Answer Control::capture(Orders& orders, Time now) {
   const std::string& file = orders.text();
-  if (file.empty()) throw InputError("expected a file to write or stop, found none");
+  if (file.empty() || file == "-") {
+    throw InputError(concat("expected a file to write or stop, found ", file.empty() ? "none" : quoted(file)));
+  }
   if (capturing_ == nullptr) throw InputError("expected a hub that can write captures, found one that cannot");
   if (file == "stop") return {concat(when(now), " messages=", capturing_->stop_capture())};
   capturing_->start_capture(file);

@@ -50,9 +50,11 @@ class CaptureTest(EndToEndTest):
         lines = re.sub(r'"timestamp":\d+', '"timestamp":0', lines)
         self.expect_golden("dump", f"{text}\nmasked:\n{masked}\nevents as JSON:\n{lines}")
         self.assertEqual(text.count(" event "), len([json.loads(line) for line in lines.splitlines()]))
-        self.assertEqual(("", ""), self.dump("x.pcap", "--filter", "session=2,name=suid_req"))
+        self.assertEqual(("", ""), self.dump("x.pcap", "--filter", "session=2,name=suid_req,name=unreadable"))
+        self.assertIn(" unknown ", self.dump("x.pcap", "--filter", "name=unknown")[0])
         for wrong, expected in (("name=cells", "the name amd_event, attr_event, .* or voice_calls, found 'cells'"),
-                                ("session=x", "a number, found 'session=x'"),
+                                ("", "session=N, .*, found ''"),
+                                ("session=x", "a number from 0 to 4294967295, found 'session=x'"),
                                 ("id=1", "session=N, msg_id=N, name=NAME or direction=request|event, found 'id=1'")):
             status, _, errors = self.hub_command("dump", "x.pcap", "--filter", wrong)
             self.assertEqual(2, status)

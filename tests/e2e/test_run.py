@@ -4,6 +4,7 @@ import os
 import pathlib
 import pty
 import re
+import shlex
 import signal
 import xml.etree.ElementTree
 
@@ -35,6 +36,7 @@ class RunTest(EndToEndTest):
 
     def test_reports_for_machines(self):
         run = self.run_hub(
+            "steps { at: 0 expect { name: 'no calls' requests { sensor_config {} } never: true within: 1 } }\n"
             "steps { at: 0 expect { name: 'finds it' requests { suid_req { data_type: 'wwan' } } } }\n"
             "steps { at: 7 expect { requests { sensor_config {} } } }\n" + ERROR.replace("0", "8"),
             "--speed", "max", "--tap", "--junit", "report.xml", "--", CLIENT, "operation=1")
@@ -44,19 +46,21 @@ class RunTest(EndToEndTest):
         self.assertIn(not_met(f"sensor_config {{}}: {unmet}"), run.err)
         self.assertIn("event_cb:645, Received error event 4\n", run.err, "the last report was dealt with")
         self.assertEqual(f"""TAP version 13
-1..5
-ok 1 - finds it
-not ok 2 - sensor_config {{}}
+1..6
+ok 1 - no calls
+ok 2 - finds it
+not ok 3 - sensor_config {{}}
   ---
   message: "{unmet}"
   ...
-ok 3 - a client configures a sensor
-ok 4 - the scenario is played to its end
-ok 5 - the program ends with exit status 0
+ok 4 - a client configures a sensor
+ok 5 - the scenario is played to its end
+ok 6 - the program ends with exit status 0
 """, run.out[run.out.index("TAP version"):])
         report = pathlib.Path("report.xml").read_text()
         self.assertEqual(f"""<?xml version="1.0" encoding="UTF-8"?>
-<testsuite name="test" tests="5" failures="1" time="">
+<testsuite name="test" tests="6" failures="1" time="">
+  <testcase name="no calls" classname="test"/>
   <testcase name="finds it" classname="test"/>
   <testcase name="sensor_config {{}}" classname="test">
     <failure message="{unmet}"/>
@@ -142,6 +146,7 @@ ok 5 - the program ends with exit status 0
             ("test.textproto --junit . -- true", ".: expected a file, found a folder"),
             ("test.textproto --junit ./test.textproto -- true",
              "./test.textproto: expected another file than the scenario, found the same"),
+            ("test.textproto --capture x --junit ./x -- true", "./x: expected another file than the capture, found the same"),
             ("test.textproto --times 2 -- true",
              "--times: expected a scenario that begins anew (repeat_after), found test.textproto"),
             ("test.textproto --control none/a.sock -- true",
@@ -149,6 +154,9 @@ ok 5 - the program ends with exit status 0
             ("test.textproto --times 0 -- true", usage + "--times: expected 1 to 1000000000, found '0'"),
             ("test.textproto --speed fast -- true", usage + "--speed: expected 0.01 to 10000 or max, found 'fast'"),
             ("test.textproto --timeout -1 -- true", usage + "--timeout: expected seconds, 0 or more, found '-1'"),
+            ("test.textproto --junit '' -- true", usage + "--junit: expected a file, found none"),
+            ("test.textproto --capture - -- true",
+             usage + "--capture: expected a file, found '-' (/dev/stdout is standard output)"),
             ("test.textproto --tap --junit - -- true",
              usage + "expected one of --tap and --junit on standard output, found both"),
             ("test.textproto true", usage + "expected -- before PROGRAM, found 'true'"),
@@ -157,7 +165,7 @@ ok 5 - the program ends with exit status 0
         )
         for arguments, said in cases:
             with self.subTest(arguments):
-                self.assertEqual((2, "", said + "\n"), self.hub_command("run", *arguments.split()))
+                self.assertEqual((2, "", said + "\n"), self.hub_command("run", *shlex.split(arguments)))
 
     def test_arguments_and_streams_are_the_programs_own(self):
         words = ["", "{}", "[a,b]", "%%", "--", "--quiet"]
@@ -166,6 +174,15 @@ ok 5 - the program ends with exit status 0
             run = self.run_hub(ERROR, "--", "sh", "-c", 'printf "<%s>" "$@"; cat', "sh", *words, stdin=typed)
             self.assertEqual(1, run.wait())
         self.assertEqual("".join(f"<{word}>" for word in words) + "what is typed", run.out)
+
+    def test_surroundings_that_are_of_no_use(self):
+        pathlib.Path("test.textproto").write_text(ERROR)
+        environment = {"XDG_RUNTIME_DIR": "none", "TMPDIR": "/none", "KELVANE_HUB_SPEED": "x", "KELVANE_HUB_SEED": "x"}
+        for limit, status in ("unlimited", 0), ("0", 2):
+            with self.subTest(limit):
+                command = f"ulimit -f {limit}; exec {HUB} run test.textproto --capture a.pcap -- {CLIENT} operation=1"
+                run = Program(self, ["sh", "-c", command], environment)
+                self.assertEqual(status, run.wait(), run.err)
 
     def test_over_and_over(self):
         run = self.run_hub(ERROR + "repeat_after: 1000", "--speed", "max", "--times", "3", "--", CLIENT, "operation=1")

@@ -112,7 +112,7 @@ TEST_F(ControlTest, OrdersAndAnswers) {
        "step:1:1: expected a msg_id, found a raw event without one",
        ""},
       {"step error {} raw { msg_id: 3 }",
-       "KO: step:1:15: Field \"raw\" is specified along with field \"error\", another member of oneof \"what\".", ""},
+       "KO: step:1:14: Field \"raw\" is specified along with field \"error\", another member of oneof \"what\".", ""},
       {"step expect {}",
        "KO: step:1:1: expected something that happens to the modem, found expect or wait_for, for scenarios only", ""},
       {"call 3 id=2", "OK at=2.000 sub=0 id=2 state=3", "1283 "},
@@ -302,6 +302,8 @@ TEST_F(ControlTest, RampsAndVariationsTakeLittle) {
 }
 
 TEST_F(ControlTest, ARecordPlaysTheSameAgain) {
+  EXPECT_EQ("| steps { at: 0 cells { sub: 0 } }\n| steps { at: 0 cells { sub: 1 } }\nOK at=0.000 steps=0\n",
+            recorded());
   start(performance_);
   for (int seconds = 1;
        const char* line : {"set rsrp=-100 cell=1", "call 4", "step vary { field: 'rsrp' by: 9 every: 0.25 }", "seek 25",

@@ -61,7 +61,7 @@ TEST(ScenarioFile, MistakesAreNamedWithTheirPlace) {
       "repeat_after: 5steps { at: 1 error {} }",
       "description: 'a\nsteps { at: 1 error {} }'",
       "description: 'a' [b.c] { } description: 'd'",
-      "steps { at: 0 expect {} }\nsteps { at: 0 wait_for { within: -1 } }",
+      "steps { at: 0 expect {} }\nsteps { at: 0 wait_for { within: -1 } }\nsteps { at: 0 wait_for { clients: 4097 } }",
       "steps { at: 0 expect { requests { sensor: 'wwan' } never: true in_order: true count: 0 within: nan } }",
       "steps { at: 0 wait_for { requests { sensor: 'wwam' attr_req {} } } }\n"
       "steps { at: 0 expect { requests { sensor: 'wwan' suid_req {} } } }",

@@ -86,7 +86,7 @@ std::string flag_of(const kelvane_hub::Registration& registration) {
   for (int i = 0; i < type.field_count(); ++i) {
     mox_wwan_sensor_config config;
     if (type.field(i)->cpp_type() != FieldDescriptor::CPPTYPE_BOOL) continue;
-    config.GetReflection()->SetBool(&config, type.field(i), true);
+    mox_wwan_sensor_config::GetReflection()->SetBool(&config, type.field(i), true);
     if ((config.*registration.wanted)()) return type.field(i)->name();
   }
   return "";

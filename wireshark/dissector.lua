@@ -2,27 +2,44 @@
 
 -- TABLES
 
--- Which events answer a request; the first one does. An error answers the request before it.
+-- Which events a request asks for: always or if the flag `wanted` is set in its payload, with the same value of the field
+-- `about`. If it `goes_on`, always or by such a flag, the first one answers and later ones only report.
+local cells = { event = "serving_neighboring_cell_info", goes_on = true }
 local answers = {
-  attr_req = { attr_event = true },
-  suid_req = { suid_event = true },
-  on_change_config = { serving_neighboring_cell_info = true },
-  self_test_config = { sensor_event = true },
-  signal_strength_config = { signal_strength_config_status = true },
-  sensor_config = { voice_calls = true, rrc_states_info = true },
-  streaming_config = { serving_neighboring_cell_info = true },
-  get_cell_location_info = { get_cell_location_info_response = true },
+  attr_req = { { event = "attr_event" } },
+  suid_req = { { event = "suid_event", about = "data_type", goes_on = "register_updates" } },
+  on_change_config = { cells },
+  self_test_config = { { event = "sensor_event" } },
+  signal_strength_config = { { event = "signal_strength_config_status" } },
+  sensor_config = registrations,
+  streaming_config = { cells },
+  get_cell_location_info = { { event = "get_cell_location_info_response" } },
 }
 
-local function expect_known(names, kinds)
-  for name in pairs(names) do
-    local is_known = false
-    for _, kind in pairs(kinds) do is_known = is_known or kind.name == name end
-    assert(is_known, "kelvane.lua: expected the name of a message, found " .. name)
+local function kind_of(kinds, name)
+  for _, kind in pairs(kinds) do
+    if kind.name == name then return kind end
+  end
+  error("kelvane.lua: expected the name of a message, found " .. name)
+end
+
+local function expect_field(kind, name)
+  if type(name) ~= "string" then return end
+  for _, field in pairs(messages[kind.payload]) do
+    if field.name == name then return end
+  end
+  error("kelvane.lua: expected a field of " .. kind.payload .. ", found " .. name)
+end
+
+local about_of, always_goes_on = {}, {}  -- by event, as of the request
+for name, asked in pairs(answers) do
+  for _, ask in ipairs(asked) do
+    local request, event = kind_of(requests, name), kind_of(events, ask.event)
+    for _, key in ipairs({ "wanted", "about", "goes_on" }) do expect_field(request, ask[key]) end
+    expect_field(event, ask.about)
+    about_of[ask.event], always_goes_on[ask.event] = ask.about, ask.goes_on == true
   end
 end
-expect_known(answers, requests)
-for _, names in pairs(answers) do expect_known(names, events) end
 
 local kelvane = Proto("kelvane", "Sensor hub")
 
@@ -180,14 +197,37 @@ local function show_field(field, found, tree, kind, depth)
   end
 end
 
--- The number of a field that bears that name, the last if there are several, as protobuf has it; nil if there is none.
-local function number_of(message, name, found)
-  local number
+-- The field that bears that name and has that form, the last if there are several, as protobuf has it; nil if there is none.
+local function last_of(message, name, form, found)
+  local last
   for _, one in ipairs(found) do
     local field = messages[message][one.number]
-    if field and field.name == name and one.form == 0 then number = one.value:lower() end
+    if field and field.name == name and one.form == form then last = one end
   end
-  return number
+  return last
+end
+
+local function number_of(message, name, found)
+  local last = last_of(message, name, 0, found)
+  return last and last.value:lower()
+end
+
+local function is_set(message, name, found)
+  local last = last_of(message, name, 0, found)
+  return last ~= nil and last.value ~= UInt64(0)
+end
+
+-- In hexadecimal, so that any bytes will do; empty if it is not there.
+local function bytes_of(message, name, found)
+  local last = last_of(message, name, 2, found)
+  return last and last.content and last.content:bytes():tohex() or ""
+end
+
+-- What is in a field of bytes or a message, none if it is not there; nil if it cannot be read.
+local function content_of(message, name, found)
+  local last = last_of(message, name, 2, found)
+  if last and last.content then return fields_in(last.content) end
+  return {}
 end
 
 -- A message in `buffer`, nil if it is empty. `kind` is that of the payload in it.
@@ -207,70 +247,161 @@ end
 
 -- ---- requests and answers ----
 
--- Requests without an answer that may still get one, of a session and sensor. Answers come soon or never.
+-- Nothing on the wire says which request an event answers. So it is said only of an event that one request alone can have led
+-- to; what a lost answer leaves open stays open.
+
+-- By session and sensor:
+-- `waiting`: by frame, the requests that nothing is known to have answered; `waiting_count`: how many these are.
+-- `subjects`: what was asked for. Each has the requests that `asked` for it, how many events have `told` of it since, and
+-- whether it `goes_on`; if not, all that is forgotten once there are as many events as requests.
+-- `tells_unasked`: errors, too, may come without a request. `is_in_doubt`: one of several that waited has got an error.
+-- `last`: the last event, if no request came after it. The same bytes once more are a copy.
+local links = {}
+
+-- By frame, without tables, which would slow down Lua's collector. Frames stand in a text, as the Info column has them.
+local answers_to, requests_of, asked_at = {}, {}, {}
+
+-- Of so many requests that wait nothing is said any more.
 local most_open = 256
 
-local open = {}        -- by session and sensor: the last of the requests without an answer, in order
-local answer_of = {}   -- by the request's frame: the answer's
-local request_of = {}  -- by the answer's frame: the request's frame and time
-
 function kelvane.init()
-  open, answer_of, request_of = {}, {}, {}
+  links, answers_to, requests_of, asked_at = {}, {}, {}, {}
 end
 
-local function note_request(link, name, pinfo)
-  if not answers[name] then return end
-  open[link] = open[link] or {}
-  table.insert(open[link], { answers = answers[name], frame = pinfo.number, time = pinfo.rel_ts })
-  if #open[link] > most_open then table.remove(open[link], 1) end
+local function link_of(name)
+  links[name] = links[name] or { waiting = {}, waiting_count = 0, subjects = {} }
+  return links[name]
 end
 
-local function note_event(link, name, pinfo)
-  local waiting = open[link] or {}
-  for i = 1, #waiting do
-    if waiting[i].answers[name] or (name == "error_event" and i == #waiting) then
-      local request = table.remove(waiting, i)
-      answer_of[request.frame] = pinfo.number
-      request_of[pinfo.number] = request
-      return
-    end
+local function subject_of(link, event, message, payload)
+  local about = about_of[event]
+  local key = about and event .. " " .. bytes_of(message, about, payload) or event
+  link.subjects[key] = link.subjects[key] or { key = key, asked = {}, told = 0, goes_on = always_goes_on[event] }
+  return link.subjects[key]
+end
+
+local function settle(link, request)
+  if not link.waiting[request.frame] then return end
+  link.waiting[request.frame] = nil
+  link.waiting_count = link.waiting_count - 1
+  if link.waiting_count == 0 then link.is_in_doubt = false end
+end
+
+local function add_frame(frames, at, frame) frames[at] = (frames[at] and frames[at] .. ", " or "") .. frame end
+
+local function join(link, request, pinfo)
+  settle(link, request)
+  add_frame(answers_to, request.frame, pinfo.number)
+  add_frame(requests_of, pinfo.number, request.frame)
+  asked_at[request.frame] = request.time
+end
+
+local function ask_for(subject, request)
+  if #subject.asked == most_open then
+    subject.goes_on = true
+  else
+    table.insert(subject.asked, request)
+    table.insert(request.subjects, subject)
   end
+end
+
+-- Of a payload that cannot be read nothing is asked that its fields would have to say.
+local function note_asked(link, request, kind, fields)
+  for _, ask in ipairs(answers[kind.name] or {}) do
+    local has_fields, payload = ask.wanted or ask.about, nil
+    if has_fields then
+      local body = content_of("sns_client_request_msg", "request", fields)
+      payload = body and content_of("sns_std_request", "payload", body)
+    end
+    if not has_fields or payload and (not ask.wanted or is_set(kind.payload, ask.wanted, payload)) then
+      local subject = subject_of(link, ask.event, kind.payload, payload)
+      if not subject.goes_on and ask.goes_on then subject.goes_on = is_set(kind.payload, ask.goes_on, payload) end
+      ask_for(subject, request)
+    end
+    -- Where it reports cells the hub tells of errors, too, that are about no request.
+    link.tells_unasked = link.tells_unasked or ask == cells
+  end
+end
+
+-- A request of any kind, even of none, may be answered with an error.
+local function note_request(link, one, pinfo)
+  local request = { frame = pinfo.number, time = pinfo.rel_ts, subjects = {} }
+  link.waiting[request.frame] = request
+  link.waiting_count = link.waiting_count + 1
+  if link.waiting_count > most_open then link.waiting, link.waiting_count, link.tells_unasked = {}, 0, true end
+  link.last = nil
+  if one.kind then note_asked(link, request, one.kind, one.fields) end
+end
+
+local function forget(asked, request)
+  for i = #asked, 1, -1 do
+    if asked[i] == request then return table.remove(asked, i) end
+  end
+end
+
+local function note_error(link, pinfo)
+  if link.waiting_count == 0 then link.tells_unasked = true end
+  if link.waiting_count > 1 then link.is_in_doubt = true end
+  if link.waiting_count ~= 1 or link.is_in_doubt or link.tells_unasked then return end
+  local _, request = next(link.waiting)
+  join(link, request, pinfo)
+  for _, subject in ipairs(request.subjects) do forget(subject.asked, request) end
+end
+
+local function note_told(link, subject, pinfo)
+  local asked = subject.asked
+  subject.told = subject.told + 1
+  if #asked == 0 then link.tells_unasked = true end
+  if #asked == 1 and subject.told == 1 then join(link, asked[1], pinfo) end
+  if subject.goes_on or subject.told < #asked then return end
+  for _, request in ipairs(asked) do settle(link, request) end
+  link.subjects[subject.key] = nil
+end
+
+local function note_event(link, one, pinfo)
+  local bytes = one.whole:bytes():tohex()
+  if bytes == link.last then return end
+  link.last = bytes
+  if not one.kind then return end
+  if one.kind.name == "error_event" then return note_error(link, pinfo) end
+  local about, payload = about_of[one.kind.name], nil
+  if about then payload = content_of("sns_client_event_msg.sns_client_event", "payload", one.fields) end
+  if payload or not about then note_told(link, subject_of(link, one.kind.name, one.kind.payload, payload), pinfo) end
 end
 
 -- ---- a record ----
 
--- Id and kind of every message in a record.
-local function messages_in(is_request, found)
-  local names = {}
+-- Every message in a record, with its id, its kind and its fields; without an id a request that has none.
+local function messages_in(is_request, found, message)
   if is_request then
     local id = number_of("sns_client_request_msg", "msg_id", found)
-    if id then table.insert(names, { id = id, kind = requests[id] }) end
-    return names
+    return { { id = id, kind = requests[id or 0], fields = found, whole = message } }
   end
+  local all_events = {}
   for _, one in ipairs(found) do
     local field = messages["sns_client_event_msg"][one.number]
     local event = field and field.name == "events" and one.content and fields_in(one.content)
     if event then
       local id = number_of(field.of, "msg_id", event) or 0
-      table.insert(names, { id = id, kind = events[id] })
+      table.insert(all_events, { id = id, kind = events[id], fields = event, whole = one.content })
     end
   end
-  return names
+  return all_events
 end
 
-local function show_partner(is_request, pinfo, tree)
-  local shown = ""
-  if is_request and answer_of[pinfo.number] then
-    tree:add(head.answer, answer_of[pinfo.number]):set_generated()
-    shown = ", answered in " .. answer_of[pinfo.number]
-  elseif not is_request and request_of[pinfo.number] then
-    local request = request_of[pinfo.number]
-    local passed = pinfo.rel_ts - request.time
-    tree:add(head.request, request.frame):set_generated()
-    tree:add(head.after, NSTime(math.floor(passed), math.floor(passed % 1 * 1e9))):set_generated()
-    shown = ", answers " .. request.frame
+-- Shows which records answer this one or are answered by it; how the Info column says so.
+local function show_partners(is_request, pinfo, tree)
+  local frames = (is_request and answers_to or requests_of)[pinfo.number]
+  if not frames then return "" end
+  for text in frames:gmatch("%d+") do
+    local frame = tonumber(text)
+    tree:add(is_request and head.answer or head.request, frame):set_generated()
+    if not is_request then
+      local passed = pinfo.rel_ts - asked_at[frame]
+      tree:add(head.after, NSTime(math.floor(passed), math.floor(passed % 1 * 1e9))):set_generated()
+    end
   end
-  return shown
+  return (is_request and ", answered in " or ", answers ") .. frames
 end
 
 local head_size = 24
@@ -294,17 +425,19 @@ function kelvane.dissector(buffer, pinfo, root)
 
   local message = buffer:len() > head_size and buffer(head_size) or nil
   local found = message and fields_in(message) or {}
-  local link = session .. " " .. sensor
+  local link = link_of(session .. " " .. sensor)
   local names = {}
-  for _, one in ipairs(messages_in(is_request, found)) do
-    local name = one.kind and one.kind.name or "unknown"
-    tree:add(head.msg_id, one.id):set_generated()
-    tree:add(head.name, name):set_generated()
-    table.insert(names, one.id .. " " .. name)
-    if not pinfo.visited then (is_request and note_request or note_event)(link, name, pinfo) end
+  for _, one in ipairs(messages_in(is_request, found, message)) do
+    if one.id then
+      local name = one.kind and one.kind.name or "unknown"
+      tree:add(head.msg_id, one.id):set_generated()
+      tree:add(head.name, name):set_generated()
+      table.insert(names, one.id .. " " .. name)
+    end
+    if not pinfo.visited then (is_request and note_request or note_event)(link, one, pinfo) end
   end
-  local partner = show_partner(is_request, pinfo, tree)
-  pinfo.cols.info = (#names > 0 and table.concat(names, ", ") or "unreadable") .. partner
+  local partners = show_partners(is_request, pinfo, tree)
+  pinfo.cols.info = (#names > 0 and table.concat(names, ", ") or "unreadable") .. partners
 
   local envelope = is_request and "sns_client_request_msg" or "sns_client_event_msg"
   local kind = is_request and requests[number_of(envelope, "msg_id", found) or 0] or nil

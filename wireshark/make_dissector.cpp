@@ -10,6 +10,7 @@
 #include <string>
 
 #include "hub/messages/catalogue.h"
+#include "hub/simulator/registrations.h"
 #include "kelvane_api.pb.h"
 
 namespace {
@@ -79,13 +80,37 @@ std::string table_of(const char* name, std::span<const kelvane_hub::MessageKind>
   return table.str();
 }
 
+/// The flag of a registration that asks for this event.
+std::string flag_of(const kelvane_hub::Registration& registration) {
+  const Descriptor& type = *mox_wwan_sensor_config::descriptor();
+  for (int i = 0; i < type.field_count(); ++i) {
+    mox_wwan_sensor_config config;
+    if (type.field(i)->cpp_type() != FieldDescriptor::CPPTYPE_BOOL) continue;
+    mox_wwan_sensor_config::GetReflection()->SetBool(&config, type.field(i), true);
+    if ((config.*registration.wanted)()) return type.field(i)->name();
+  }
+  return "";
+}
+
+/// As one of the template's answers: which event each flag asks for.
+std::string registrations() {
+  std::ostringstream table;
+  table << "local registrations = {\n";
+  for (const auto& registration : kelvane_hub::registrations) {
+    table << "  { event = \"" << kelvane_hub::find_event_kind(registration.event)->name << "\", wanted = \""
+          << flag_of(registration) << "\", goes_on = true },\n";
+  }
+  table << "}\n";
+  return table.str();
+}
+
 std::string all_tables() {
   Tables tables;
   tables.add(*sns_client_request_msg::descriptor());
   tables.add(*sns_client_event_msg::descriptor());
   const std::string requests = table_of("requests", kelvane_hub::request_kinds(), tables);
   const std::string events = table_of("events", kelvane_hub::event_kinds(), tables);
-  return requests + events + tables.text();
+  return requests + events + registrations() + tables.text();
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ import struct
 import subprocess
 import unittest
 
-from support import CLIENT, HUB, SENSORS, EndToEndTest, Program, read, until
+from support import CLIENT, HUB, SENSORS, EndToEndTest, Program, field, read, until
 
 DISSECTOR = pathlib.Path(HUB).with_name("kelvane.lua")
 
@@ -27,6 +27,57 @@ steps { at: 3 cells { cells { cell_type: 6 registered: true
 faults { msg_id: 1281 count: 1 duplicate {} }
 faults { msg_id: 130 drop {} }
 """
+
+CALLS, STATES, BOTH, NEITHER = field(2, 1), field(3, 1), field(2, 1) + field(3, 1), field(2, 0)
+GARBAGE = b"\xff"
+
+# Session, sensor, id and payload; of events also which record of the session they answer, from 1; 0: nobody can tell.
+TALKS = (
+    (1, 1, 641, CALLS), (1, 1, 641, STATES), (1, 1, 1284, b"", 2), (1, 1, 1283, b"", 1), (1, 1, 1283, b"\x10\1", 0),
+    (1, 1, 641, CALLS), (1, 1, 1283, b"", 0),  # an indication or an answer
+    (2, 1, 641, STATES), (2, 1, 1283, b"", 0), (2, 1, 641, CALLS), (2, 1, 1283, b"\x10\1", 0), (2, 1, 1284, b"", 1),
+    (3, 1, 641, BOTH), (3, 1, 1284, b"", 1), (3, 1, 1283, b"", 1), (4, 1, 641, NEITHER), (4, 1, 1283, b"", 0),
+    (5, 1, 641, CALLS), (5, 1, 641, CALLS), (5, 1, 1283, b"", 0),
+    (6, 1, 1, b""), (6, 2, 1, b""), (6, 2, 128, b"", 2), (6, 1, 128, b"", 1),
+    (7, 1, 643, b""), (8, 1, 643, b""), (8, 1, 1285, b"", 1), (7, 1, 1285, b"", 1),
+    (9, 1, 512, field(1, b"a")), (9, 1, 512, field(1, b"b")), (9, 1, 768, field(1, b"b"), 2), (9, 1, 768, field(1, b"c"), 0),
+    (9, 1, 768, field(1, b"a"), 1), (9, 1, 512, field(1, b"a")), (9, 1, 768, field(1, b"a"), 6),
+    (10, 1, 512, field(1, b"a") + field(2, 1)), (10, 1, 768, field(1, b"a"), 1), (10, 1, 512, field(1, b"a")),
+    (10, 1, 768, field(1, b"a"), 0),  # maybe an update
+    (11, 1, 640, field(1, 0)), (11, 1, 640, field(1, 1)), (11, 1, 1280, b"", 0), (11, 1, 1280, field(1, 1), 0),
+    (11, 1, 640, b""), (11, 1, 1280, b"", 5),
+    (12, 1, 643, b""), (12, 1, 643, b""), (12, 1, 1285, b"", 0), (12, 1, 1285, b"", 0),  # the same twice
+    (12, 1, 643, b""), (12, 1, 1285, GARBAGE, 0),
+    (13, 1, 514, b""), (13, 1, 1281, b"", 1), (13, 1, 1281, field(2, 1), 0), (13, 1, 642, b""), (13, 1, 1281, b"", 0),
+    (14, 1, 99, b""), (14, 1, 130, b"", 1), (14, 1, 643, b""), (14, 1, 130, b"", 3), (14, 1, 641, GARBAGE), (14, 1, 640, b""),
+    (14, 1, 130, b"", 0), (14, 1, 1280, b"", 6), (14, 1, 130, field(1, 1), 0),
+    (15, 1, 514, b""), (15, 1, 130, b"", 0), (15, 1, 1281, b"", 1), (15, 1, 643, b""), (15, 1, 130, b"", 0),  # a step of a scenario
+    (15, 1, 1285, GARBAGE, 4),
+    (16, 1, 643, b""), (16, 1, 1282, b"", 0), (16, 1, 130, b"", 0), (17, 1, 130, b"", 0), (17, 1, 643, b""), (17, 1, 130, b"", 0),
+    (18, 1, 643, b""), (18, 1, 130, b"", 1), (18, 1, 643, b""), (18, 1, 1285, b"", 3),
+    (19, 1, 643, b""), (19, 1, 643, b""), (19, 1, 1285, b"", 0), (19, 1, 1285, GARBAGE, 0), (19, 1, 640, b""), (19, 1, 130, b"", 5),
+)
+
+
+def talk(path, talks):
+    """Writes a capture of such records; what each of them answers, as tshark shows it."""
+    records, answers, first = [], [], {}
+    for number, (session, sensor, msg_id, payload, *answered) in enumerate(talks, 1):
+        own = first.setdefault(session, [])
+        own.append(number)
+        answers.append(str(own[answered[0] - 1]) if answered and answered[0] else "")
+        message = (field(2, field(1, msg_id) + field(3, payload)) if answered else
+                   field(3, field(1, payload)) + field(4, msg_id))
+        head = struct.pack("<BBHIQQ", 1, 1 if answered else 2, 0, session, sensor, 0)
+        records.append(struct.pack("<IIII", number, 0, *2 * [len(head + message)]) + head + message)
+    path.write_bytes(struct.pack("<IHHIIII", 0xa1b23c4d, 2, 4, 0, 0, 67_108_992, 147) + b"".join(records))
+    return answers
+
+
+def dissected(path, *options):
+    """Fields as tshark shows them."""
+    return subprocess.run(["tshark", "-X", f"lua_script:{DISSECTOR}", "-r", path, "-T", "fields", *options],
+                          capture_output=True, text=True, check=True).stdout
 
 
 class CaptureTest(EndToEndTest):
@@ -66,18 +117,20 @@ class CaptureTest(EndToEndTest):
         fields = ("frame.number", "_ws.col.Info", "kelvane.request_in", "kelvane.answer_in", "kelvane.cell_identity_nr.ci",
                   "kelvane.signal_strength_lte.rsrp", "kelvane.std_attr_value.element.integer", "_ws.expert.message")
         shown = [word for field in fields for word in ("-e", field)]
-        frames = subprocess.run(["tshark", "-X", f"lua_script:{DISSECTOR}", "-r", "x.pcap", "-2", "-T", "fields", *shown],
-                                capture_output=True, text=True, check=True).stdout
-        self.expect_golden("wireshark", frames)
+        self.expect_golden("wireshark", dissected("x.pcap", "-2", *shown))
         # Of a field that comes twice the last counts.
         message = bytes((0x20, 1, 0x20, 99))
         head = struct.pack("<BBHI16x", 1, 2, 0, 9)
         record = struct.pack("<IIII", 1, 0, len(head + message), len(head + message)) + head + message
         pathlib.Path("twice.pcap").write_bytes(pathlib.Path("x.pcap").read_bytes()[:24] + record)
-        twice = subprocess.run(["tshark", "-X", f"lua_script:{DISSECTOR}", "-r", "twice.pcap", "-T", "fields", "-e", "_ws.col.Info"],
-                               capture_output=True, text=True, check=True).stdout
-        self.assertEqual("99 unknown\n", twice)
+        self.assertEqual("99 unknown\n", dissected("twice.pcap", "-e", "_ws.col.Info"))
         self.assertIn(" 9 request 99 unknown", self.dump("twice.pcap")[0])
+
+    @unittest.skipUnless(shutil.which("tshark"), "there is no tshark")
+    def test_wireshark_tells_answers(self):
+        expected = talk(pathlib.Path("x.pcap"), TALKS)
+        answers = dissected("x.pcap", "-e", "kelvane.request_in").splitlines()
+        self.assertEqual(list(zip(TALKS, expected)), list(zip(TALKS, answers)))
 
     def test_capture_of_a_killed_private_hub(self):
         run = self.automation("operation=1", "request_id=1", scenario=SCENARIO, KELVANE_HUB_CAPTURE="x.pcap")

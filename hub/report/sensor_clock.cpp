@@ -78,22 +78,6 @@ class Timestamps {
   std::optional<std::uint64_t> newest_;
 };
 
-/// Tells reports of cells that have changed. A streaming sensor does not say when they have.
-class Changes {
- public:
-  explicit Changes(const Run& run) : is_told_(!conduct_of(run).streams) {}
-
-  /// Whether `cells` say something else than the report before of their subscription.
-  bool take(const Cells& cells) {
-    const Cells* const before = std::exchange(last_[cells.sub()], &cells);
-    return is_told_ && before != nullptr && cells_differ(*before, cells);
-  }
-
- private:
-  bool is_told_;
-  std::map<std::uint32_t, const Cells*> last_;  // of each subscription
-};
-
 }  // namespace
 
 std::optional<std::int64_t> log_time_of(const RunEvent& event) {
@@ -110,15 +94,18 @@ std::vector<Stretch> stretches_of(const Run& run, std::int64_t epoch) {
   using Verdict = Timestamps::Verdict;
   std::vector<Stretch> stretches;
   Timestamps timestamps;
-  Changes changes(run);
+  std::map<std::uint32_t, const Cells*> last;  // of each subscription
+  const bool streams = conduct_of(run).streams;
   std::optional<std::uint64_t> first;
   for (std::size_t i = 0; i < run.events.size(); ++i) {
     const auto* const info = payload_of<Cells>(run.events[i]);
     if (info == nullptr || info->cells().empty()) continue;
     const auto timestamp = newest_timestamp(*info);
     const auto verdict = timestamps.judge(info->sub(), timestamp);
-    const bool has_changed = changes.take(*info);
-    if (verdict == Verdict::stale || (verdict == Verdict::kept && !has_changed)) continue;
+    const Cells* const before = std::exchange(last[info->sub()], info);
+    if (verdict == Verdict::stale) continue;
+    // A streaming sensor does not say when cells have changed.
+    if (verdict == Verdict::kept && (streams || !cells_differ(*before, *info))) continue;
     if (verdict == Verdict::fallen) stretches.emplace_back();
     if (!first) first = timestamp;
     constexpr long double nanoseconds = 1e9L;

@@ -110,7 +110,7 @@ void add_diff(CLI::App& app, DiffOptions& options, int& status) {
       "  kelvane-hub diff old-firmware.txt new-firmware.txt\n\n"
       "What is reported counts, and its order; when it was does not. Exit status: 0 both report the same; 1 they do "
       "not;\n"
-      "2 one of them cannot be read.\n");
+      "2 one of them cannot be read, or standard output does not take all.\n");
   command->add_option("before", options.before, "Run, scenario or drive; -: standard input")
       ->type_name("FILE")
       ->required();

@@ -45,6 +45,13 @@ UniqueFd hold_sigint() {
   throw InputError(concat(name_of_input(input), ": cannot read it: ", std::strerror(errno)));
 }
 
+/// Standard output, to be polled for whether somebody still reads it; -1 if that is no pipe or socket.
+int polled_output() {
+  struct stat status {};
+  const bool has_reader = fstat(STDOUT_FILENO, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
+  return has_reader ? STDOUT_FILENO : -1;
+}
+
 /// A file that may be written to, shortened or replaced meanwhile; or a pipe.
 class GrowingFile {
  public:
@@ -137,13 +144,19 @@ class Following {
   }
 
  private:
-  /// For more, or what may be more. Returns whether SIGINT has come.
+  /// For more, or what may be more. Returns whether SIGINT has come. Throws InputError if nobody reads what is written.
   bool wait(const UniqueFd& sigint) const {
-    pollfd waited[] = {{sigint.get(), POLLIN, 0}, {file_.is_file() ? -1 : file_.descriptor(), POLLIN, 0}};
+    pollfd waited[] = {
+        {sigint.get(), POLLIN, 0}, {file_.is_file() ? -1 : file_.descriptor(), POLLIN, 0}, {output_, 0, 0}};
     // The first look is at once.
     const int patience = !file_.is_file() ? -1 : is_first_look_ ? 0 : poll_milliseconds;
     is_first_look_ = false;
-    return poll(waited, std::size(waited), patience) > 0 && waited[0].revents != 0;
+    if (poll(waited, std::size(waited), patience) <= 0) return false;
+    const auto& [interrupt, input, output] = waited;
+    // What has come may be the end, with nothing to be written.
+    const bool is_idle = interrupt.revents == 0 && input.revents == 0;
+    if (is_idle && output.revents != 0) throw InputError(concat("standard output: ", std::strerror(EPIPE)));
+    return interrupt.revents != 0;
   }
 
   /// Returns whether nothing more can come.
@@ -183,6 +196,7 @@ class Following {
   GrowingFile file_;
   RunFollower run_;
   EventWriter writer_;
+  int output_ = polled_output();
   mutable bool is_first_look_ = true;
 };
 

@@ -4,11 +4,9 @@
 #include <cmath>
 #include <iterator>
 #include <map>
-#include <utility>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
-#include "hub/messages/cell_change.h"
 #include "hub/report/payload_truth.h"
 #include "hub/scenario/seconds.h"
 #include "mox_wwan_test.pb.h"
@@ -59,25 +57,6 @@ bool is_alike(const std::vector<double>& at, const std::vector<RunTime>& axis) {
   return std::abs(at.back() - span) <= beginning + tolerance * span;
 }
 
-std::uint64_t newest_timestamp(const Cells& cells) {
-  std::uint64_t newest = 0;
-  for (const auto& cell : cells.cells()) newest = std::max<std::uint64_t>(newest, cell.timestamp());
-  return newest;
-}
-
-/// Cells that have changed and kept their timestamp have changed at once; by the order of the reports alone, it would
-/// be at some time before the next.
-void join_changes_at_once(const Run& run, std::vector<double>& at) {
-  std::map<std::uint32_t, const Cells*> last;  // of each subscription
-  for (std::size_t i = 0; i < at.size(); ++i) {
-    const auto* const cells = payload_of<Cells>(run.events[i]);
-    if (cells == nullptr || cells->cells().empty()) continue;
-    const Cells* const before = std::exchange(last[cells->sub()], cells);
-    if (before == nullptr || newest_timestamp(*before) != newest_timestamp(*cells)) continue;
-    if (cells_differ(*before, *cells)) at[i] = at[i - 1];
-  }
-}
-
 std::vector<double> seconds_of(const Run& run, const Conduct& conduct, const RunTimes& times) {
   const auto& axis = times.axis;
   if (conduct.streams && conduct.rate.value_or(0) > 0) {
@@ -87,7 +66,6 @@ std::vector<double> seconds_of(const Run& run, const Conduct& conduct, const Run
   }
   std::vector<double> at;
   std::ranges::transform(axis, std::back_inserter(at), &RunTime::seconds);
-  if (times.clock == RunClock::sensor && !conduct.streams) join_changes_at_once(run, at);
   return at;
 }
 

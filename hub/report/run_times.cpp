@@ -233,7 +233,7 @@ RunTimes times_of(const Run& run) {
   const auto readings = readings_of(stretches, run.events.size());
   const auto sections = sections_of(run, readings);
   times.log = log_times_of(run, readings, sections, *times.epoch);
-  const bool has_one_clock = stretches.size() == 1 && stretches[0].size() > 1;
+  const bool has_one_clock = stretches.size() == 1 && std::ranges::count(stretches[0], true, &Reading::is_new) > 1;
   times.clock = has_one_clock ? RunClock::sensor : RunClock::log;
   times.axis = has_one_clock ? sensor_times_of(times.log, readings, sections) : times.log;
   begin_at_first(times.axis);

@@ -23,7 +23,8 @@ struct RunTimes {
   /// What `axis` is counted by: the sensor's clock if the timestamps of the whole run grow, otherwise the log's.
   RunClock clock = RunClock::none;
   /// Seconds of that clock since the run's first event. By the sensor's clock, an event whose cells have a new
-  /// timestamp is exact, and another is between those around it, even if one of these came out late.
+  /// timestamp, or have changed once more at that, is exact, and another is between those around it, even if one of
+  /// these came out late.
   std::vector<RunTime> axis;
 
   /// Seconds since 1970 at which `log` begins; nothing if no event has a log time.

@@ -12,10 +12,11 @@
 
 namespace kelvane_hub {
 
-/// A report with a new timestamp.
+/// A report whose timestamp tells when it happened.
 struct Reading {
   std::size_t event;
   ClockReading clocks;
+  bool is_new = true;             // the timestamp; or else cells have changed once more at that of the reading before
   std::optional<ClockJoin> join;  // of the clocks at that time
 
   bool is_late() const { return join && join->is_late(clocks); }
@@ -37,7 +38,7 @@ double seconds_between(std::int64_t from, std::int64_t to);
 /// The stretches of a run, in their order. Timestamps are counted from the first of the run, log times from `epoch`.
 std::vector<Stretch> stretches_of(const Run& run, std::int64_t epoch);
 
-/// Of each event, what it tells if it has a new timestamp.
+/// Of each event, what its timestamp tells; null: nothing.
 std::vector<const Reading*> readings_of(const std::vector<Stretch>& stretches, std::size_t event_count);
 
 }  // namespace kelvane_hub

@@ -8,6 +8,7 @@ import json
 import math
 import os
 import pathlib
+import socket
 import subprocess
 
 import test_drives
@@ -102,6 +103,8 @@ class AnalysisTest(EndToEndTest):
         for words, *expected in cases:
             with self.subTest(words):
                 self.assertEqual(tuple(expected), self.hub_command("diff", *words))
+        with open("/dev/full", "wb") as full:
+            self.assertEqual(2, Program(self, [HUB, "diff", scenario, "other"], {}, stdout=full).wait())
 
     def test_follow(self):
         path = pathlib.Path("run.txt")
@@ -130,3 +133,17 @@ class AnalysisTest(EndToEndTest):
         csv_rows = subprocess.run([HUB, "report", "-f", "-", "--format", "csv"], input=EVENT.format(6) * 2, text=True,
                                   capture_output=True, timeout=DEADLINE, check=True).stdout
         self.assertEqual(["6", "6"], [row["error"] for row in csv.DictReader(csv_rows.splitlines())])
+
+    def test_follow_for_nobody(self):
+        """Who reads what is written goes, and nothing more is to be written."""
+        pathlib.Path("run.txt").write_text(EVENT.format(1))
+        for file, ends in ("run.txt", os.pipe()), ("-", [end.detach() for end in socket.socketpair()]):
+            with self.subTest(file):
+                reader, writer = ends
+                run = Program(self, [HUB, "report", "-f", file], {}, stdin=subprocess.PIPE, stdout=writer)
+                os.close(writer)
+                run.process.stdin.write(EVENT.format(1).encode())
+                run.process.stdin.flush()
+                self.assertTrue(os.read(reader, 65536).startswith(b'{"event":'))
+                os.close(reader)
+                self.assertEqual((1, "standard output: Broken pipe\n"), (run.wait(), run.err))

@@ -44,7 +44,7 @@ def cells_of(row):
 
 
 def made_up_drive():
-    """All modes; values come and go; some rows say what the row before said."""
+    """All modes; values come and go; some rows say what the row before said; some have its time."""
     dice = random.Random(1)
     lines = ["Timestamp,NetworkMode,RSRP,RSRQ,SNR,CQI,RSSI,LACHEX,RAWCELLID,NRxRSRP,NRxRSRQ"]
     begin = datetime.datetime(2024, 2, 28, 23, 59)
@@ -53,7 +53,7 @@ def made_up_drive():
             values = [dice.choice(("-", f"{dice.uniform(-140, 30):.1f}")) for _ in range(9)]
             values[5:7] = f"{dice.getrandbits(31):X}", str(dice.getrandbits(31))
             mode = dice.choice(list(MODES))
-        lines.append(",".join([(begin + datetime.timedelta(seconds=second)).strftime(TIME), mode, *values]))
+        lines.append(",".join([(begin + datetime.timedelta(seconds=second - (second % 5 == 4))).strftime(TIME), mode, *values]))
     return "\n".join(lines)
 
 

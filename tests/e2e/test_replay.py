@@ -88,6 +88,9 @@ class ReplayTest(EndToEndTest):
                 status, _, said = self.hub_command("import", file, "-o", f"{file}.textproto")
                 self.assertEqual((0, SAID.get(file, "")), (status, ROUTINE.sub("", said)))
             self.assertEqual((0, ""), self.hub_command("diff", f"{name}.txt", f"{name}.pcap")[:2])
+            if name not in TYPED:
+                # All of it is played, and when it was.
+                self.assertEqual((0, ""), self.hub_command("diff", "--times", "0", f"{name}.txt", f"{name}.txt.textproto")[:2])
         again = {(name, kind): f"{name}.{kind}" for name in scenarios for kind in ("txt", "pcap")}
         begun = {key: self.begin(key[0], f"{file}.textproto", file) for key, file in again.items()}
         for (name, kind), run in begun.items():

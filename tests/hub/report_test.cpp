@@ -226,22 +226,24 @@ TEST(ReportTest, WhatIsNoReportIsPassedOver) {
 }
 
 /// A run in short: L a line of listening, o a report without cells, kT a call at the log time T, cT@S one of a cell
-/// with the timestamp S (seconds).
+/// with the timestamp S (seconds), dT@S of another cell, s that it is a streaming sensor.
 Run run_of(const std::string& brief) {
   std::string text;
   std::istringstream words(brief);
   for (std::string word; words >> word;) {
     const auto log_time = word.substr(1, word.find('@') - 1);
+    if (word == "s") text += "connecting to streaming sensor\n";
     if (word == "L") text += "Listening For streaming sensor\n";
     if (word == "o") text += report_of("", "");
     if (word[0] == 'k') {
       text += "Log Time: " + log_time + ", Received voice call info on Sub:0, voice call info-Number of calls: 0: []\n";
     }
-    if (word[0] != 'c') continue;
+    if (word[0] != 'c' && word[0] != 'd') continue;
     const double timestamp = 1e9 * std::stod(word.substr(word.find('@') + 1));
-    text += report_of("cells { }", concat("\n=== Cell 1 === {Log Time: ", log_time,
-                                          ",Cell Type: 0,Timestamp: ", static_cast<std::uint64_t>(timestamp),
-                                          ",Timestamp Type: 1,Registered: 1}\n"));
+    text +=
+        report_of("cells { }",
+                  concat("\n=== Cell 1 === {Log Time: ", log_time, ",Cell Type: ", word[0] == 'd' ? 9 : 0,
+                         ",Timestamp: ", static_cast<std::uint64_t>(timestamp), ",Timestamp Type: 1,Registered: 1}\n"));
   }
   return read_run(text, "run.txt");
 }
@@ -310,6 +312,18 @@ TEST(ReportTest, EachEventHasATime) {
        "0 5000 10000 15000 20000 25000 30000 35000 43750[36500,51000]",
        "0.333333[0,1] 0.809524[0,1] 1.28571[1,2] 1.7619[1,2] 2.2381[2,3] 2.71429[2,3] 3.19048[3,4] 3.66667[3,4] "
        "4.5[4,5]"},
+      // Cells change once more at a timestamp; or a modem keeps it for long; or a streaming sensor tells later.
+      {"c100@0 c100@49 o d100@49 c100@51", RunClock::sensor, "0 49 49 49 51",
+       "0.5[0,1] 0.5[0,1] 0.5[0,1] 0.5[0,1] 0.5[0,1]"},
+      {"c100@0 c101@1 c102@2 d102@2 d103@3 c120@3 c121@21", RunClock::sensor, "0 1 2 2 3 20[19,21] 21",
+       "0.5[0,1] 1.5[1,2] 2.5[2,3] 2.5[2,3] 3.5[3,4] 20.5[20,21] 21.5[21,22]"},
+      {"c100@0 c101@1 c102@2 c103@3 c104@4 c105@5 c109@6 d109@6 c120@6 c120@20", RunClock::sensor,
+       "0 1 2 3 4 5 6 6 20[19,20] 20",
+       "0.5[0,1] 1.5[1,2] 2.5[2,3] 3.5[3,4] 4.5[4,5] 5.5[5,6] 6.5[6,10] 6.5[6,10] 20.5[20,21] 20.5[20,21]"},
+      {"c100@0 c101@1 d41@1 c42@3 c43@4", RunClock::sensor, "0 1 2[1,3] 3 4",
+       "0.5[0,1] 1.5[1,2] -58.5[-59,-58] -57.5[-58,-57] -56.5[-57,-56]"},
+      {"s c100@0 c101@1 d101@1 c102@2", RunClock::sensor, "0 1 1[1,2] 2", "0.5[0,1] 1.5[1,2] 1.5[1,2] 2.5[2,3]"},
+      {"c100@5 d103@5", RunClock::log, "0[-0.5,0.5] 3[2.5,3.5]", "0.5[0,1] 3.5[3,4]"},
       {"c100@0 o c100@1000 c100@3000", RunClock::sensor, "0 500[0,1000] 1000 3000",
        "0.5[0,1] 0.5[0,1] 0.5[0,1] 0.5[0,1]"},
   };

@@ -159,6 +159,20 @@ class Aligner {
   Front backward_;
 };
 
+/// Where an element stands several times in a row, its first ones are found again: those behind them said nothing new.
+void prefer_first(std::span<const std::uint32_t> before, std::span<const std::uint32_t> after,
+                  std::vector<std::optional<std::size_t>>& partners) {
+  for (std::size_t i = 0, first = 0; i < before.size(); ++i) {
+    if (i == 0 || before[i] != before[i - 1]) first = i;
+    if (partners[i]) std::swap(partners[first++], partners[i]);
+  }
+  for (std::size_t next = 0; auto& partner : partners) {
+    if (!partner) continue;
+    while (*partner > next && after[*partner - 1] == after[*partner]) --*partner;
+    next = *partner + 1;
+  }
+}
+
 /// Those of `elements` that `others` have, too, and where they were.
 struct Common {
   Common(std::span<const std::uint32_t> all, std::span<const std::uint32_t> others) {
@@ -185,6 +199,7 @@ std::vector<std::optional<std::size_t>> align(std::span<const std::uint32_t> bef
   for (std::size_t i = 0; i < partners.size(); ++i) {
     if (partners[i]) all[left.places[i]] = right.places[*partners[i]];
   }
+  prefer_first(before, after, all);
   return all;
 }
 

@@ -45,13 +45,6 @@ UniqueFd hold_sigint() {
   throw InputError(concat(name_of_input(input), ": cannot read it: ", std::strerror(errno)));
 }
 
-/// Standard output, to be polled for whether somebody still reads it; -1 if that is no pipe or socket.
-int polled_output() {
-  struct stat status {};
-  const bool has_reader = fstat(STDOUT_FILENO, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
-  return has_reader ? STDOUT_FILENO : -1;
-}
-
 /// A file that may be written to, shortened or replaced meanwhile; or a pipe.
 class GrowingFile {
  public:
@@ -155,7 +148,7 @@ class Following {
     const auto& [interrupt, input, output] = waited;
     // What has come may be the end, with nothing to be written.
     const bool is_idle = interrupt.revents == 0 && input.revents == 0;
-    if (is_idle && output.revents != 0) throw InputError(concat("standard output: ", std::strerror(EPIPE)));
+    if (is_idle && output.revents != 0) tell_unread_output();
     return interrupt.revents != 0;
   }
 
@@ -196,7 +189,7 @@ class Following {
   GrowingFile file_;
   RunFollower run_;
   EventWriter writer_;
-  int output_ = polled_output();
+  int output_ = watched_output();
   mutable bool is_first_look_ = true;
 };
 

@@ -11,6 +11,7 @@
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
 #include "hub/base/unix_socket.h"
+#include "hub/commands/outputs.h"
 #include "hub/server/listener.h"
 
 namespace kelvane_hub {
@@ -43,9 +44,12 @@ HubAnswer HubConnection::ask(const std::string& command) {
   return answer;
 }
 
-std::optional<std::string> HubConnection::next_line() {
+std::optional<std::string> HubConnection::next_line(int output) {
   for (;;) {
     if (auto line = take_line()) return line;
+    std::array<pollfd, 2> waited{{{socket_.get(), POLLIN, 0}, {output, 0, 0}}};
+    (void)poll(waited.data(), waited.size(), -1);
+    if (waited[0].revents == 0 && waited[1].revents != 0) tell_unread_output();
     if (!receive()) return std::nullopt;
   }
 }

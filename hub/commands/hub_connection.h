@@ -27,8 +27,9 @@ class HubConnection {
   /// Throws InputError if the hub ends meanwhile, or hangs.
   HubAnswer ask(const std::string& command);
 
-  /// The next line that the hub says, whenever that is, without newline; none if it has ended.
-  std::optional<std::string> next_line();
+  /// The next line that the hub says, whenever that is, without newline; none if it has ended. Throws InputError if
+  /// nobody reads `output` meanwhile, as watched_output() has it.
+  std::optional<std::string> next_line(int output);
 
  private:
   static std::string find(const std::string& given);

@@ -27,7 +27,7 @@ void monitor(const MonitorOptions& options) {
   Lines lines(options.view);
   HubConnection hub = connect_to(options.socket);
   (void)hub.ask("monitor");
-  while (const auto line = hub.next_line()) {
+  while (const auto line = hub.next_line(watched_output())) {
     if (line->starts_with(lost)) {
       const std::string count = line->substr(lost.size());
       write_to_descriptor(

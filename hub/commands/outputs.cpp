@@ -1,10 +1,14 @@
 #include "hub/commands/outputs.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
+#include "hub/base/concat.h"
 #include "hub/base/files.h"
 #include "hub/base/input_error.h"
 
@@ -33,6 +37,14 @@ void refuse_same_file(const std::string& input, const std::string& output, std::
   throw InputError((is_standard_output(output) ? "standard output" : output) + ": expected another file than " +
                    std::string(what) + ", found the same");
 }
+
+int watched_output() {
+  struct stat status {};
+  const bool has_reader = fstat(STDOUT_FILENO, &status) == 0 && (S_ISFIFO(status.st_mode) || S_ISSOCK(status.st_mode));
+  return has_reader ? STDOUT_FILENO : -1;
+}
+
+void tell_unread_output() { throw InputError(concat("standard output: ", std::strerror(EPIPE))); }
 
 void write_output(std::string_view text, const std::string& output) {
   if (!is_standard_output(output)) return write_file(text, output);

@@ -151,6 +151,11 @@ class CaptureTest(EndToEndTest):
         hub = Program(self, [HUB, "serve", "--listen", "hub.sock", "--scenario", "scenario.textproto", "--trace"], {})
         until(lambda: hub.out == "kelvane-hub: listening on hub.sock\n", "the hub to listen")
         monitor = Program(self, [HUB, "monitor", "hub.sock", "--filter", "direction=event,msg_id=1281,msg_id=130"], {})
+        unread, nobody = os.pipe()
+        os.close(unread)
+        alone = Program(self, [HUB, "monitor", "hub.sock"], {}, stdout=nobody)
+        os.close(nobody)
+        self.assertEqual((1, "standard output: Broken pipe\n"), (alone.wait(), alone.err))
         with socket.socket(socket.AF_UNIX) as slow, socket.socket(socket.AF_UNIX) as slowest:
             slow.connect("hub.sock.control")
             slowest.connect("hub.sock.control")

@@ -253,6 +253,13 @@ TEST(AnalysisTest, AlignmentIsLongestAndInOrder) {
   }
 }
 
+TEST(AnalysisTest, AlignmentTakesTheFirstOfSeveral) {
+  using Partners = std::vector<std::optional<std::size_t>>;
+  const std::vector<std::uint32_t> few{1, 1, 2, 1}, many{1, 1, 1, 2, 2, 1, 1};
+  EXPECT_EQ((Partners{0, 1, {}, 2, {}, 3, {}}), align(many, few));
+  EXPECT_EQ((Partners{0, 1, 3, 5}), align(few, many));
+}
+
 TEST(AnalysisTest, AlignmentOfWhatIsTooDifferentIsStillOne) {
   std::vector<std::uint32_t> before(5000);
   std::iota(before.begin(), before.end(), 0U);

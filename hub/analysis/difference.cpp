@@ -124,6 +124,25 @@ class Contents {
   std::vector<const Content*> by_number_;
 };
 
+/// Whether cells are those that were told last of their subscription: nobody is told of them again.
+class Repeats {
+ public:
+  bool is_one(const Observation& seen) {
+    const auto* const told = payload_of<mox_wwan_event_serving_neighboring_cell_info>(seen);
+    if (told == nullptr) return false;
+    auto cells = *told;
+    clear_timestamps(cells);
+    std::string bytes = cells.SerializeAsString();
+    const auto [last, is_new] = last_.try_emplace(cells.sub(), bytes);
+    if (is_new || last->second == bytes) return !is_new;
+    last->second = std::move(bytes);
+    return false;
+  }
+
+ private:
+  std::map<std::uint32_t, std::string> last_;  // by subscription
+};
+
 struct Sequence {
   std::vector<std::uint32_t> contents;
   std::vector<std::size_t> places;
@@ -133,8 +152,11 @@ struct Sequence {
 Sequence sequence_of(const EvaluatedFile& file, Contents& contents) {
   Sequence sequence;
   std::optional<double> first;
+  // What happens to a modem, rather than what was reported.
+  const bool is_played = file.kind == FileKind::scenario || file.kind == FileKind::drive;
+  Repeats repeats;
   (void)observe(file, [&](const Observation& seen) {
-    if (seen.place == 0) return;
+    if (seen.place == 0 || (is_played && repeats.is_one(seen))) return;
     if (!first) first = seen.time.seconds;
     sequence.contents.push_back(contents.number_of(seen.message));
     sequence.places.push_back(seen.place);

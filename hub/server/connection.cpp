@@ -56,12 +56,10 @@ int Connection::take(const SharedOutgoing& hello, const HandleRequest& handle, T
         reader_.set_limit(max_request);
         send(hello, now);
         break;  // requests may have to wait for longer
-      } else if (frame->kind == FrameKind::request) {
-        handle(frame->sensor, frame->payload);
-        ++requests;
-      } else {
-        throw WireError("expected a request, found a frame of another kind");
       }
+      if (frame->kind != FrameKind::request) throw WireError("expected a request, found a frame of another kind");
+      handle(frame->sensor, frame->payload);
+      ++requests;
     }
   } catch (const WireError& error) {
     end(error.what());

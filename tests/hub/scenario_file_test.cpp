@@ -63,8 +63,8 @@ TEST(ScenarioFile, MistakesAreNamedWithTheirPlace) {
       "description: 'a' [b.c] { } description: 'd'",
       "steps { at: 0 expect {} }\nsteps { at: 0 wait_for { within: -1 } }\nsteps { at: 0 wait_for { clients: 4097 } }",
       "steps { at: 0 expect { requests { sensor: 'wwan' } never: true in_order: true count: 0 within: nan } }",
-      "steps { at: 0 wait_for { requests { sensor: 'wwam' attr_req {} } } }\n"
-      "steps { at: 0 expect { requests { sensor: 'wwan' suid_req {} } } }",
+      "steps { at: 0 wait_for { requests { sensor: 'wwam' attr_req {} } } }\n" +
+          std::string("steps { at: 0 expect { requests { sensor: 'wwan' suid_req {} } } }"),
       sensor + "steps { at: 1 wait_for { clients: 2 requests { sensor: 'wwan' attr_req {} } } }\nrepeat_after: 2",
       "steps { at: 0 expect { requests { sensor_config { report_calls: true } attr_req { a: 1 } } } }",
       "steps { at: 0 expect { requests { raw { msg_id: 1 } } } }",

@@ -104,14 +104,14 @@ void add_summary(CLI::App& app, SummaryOptions& options) {
 }
 
 void add_diff(CLI::App& app, DiffOptions& options, int& status) {
-  auto* command = app.add_subcommand("diff", "Say what one run, scenario or drive reports that another does not");
+  auto* command = app.add_subcommand("diff", "Say what one run, capture, scenario or drive reports that another does not");
   command->footer(
       "Example:\n"
       "  kelvane-hub diff old-firmware.txt new-firmware.txt\n\n"
       "What is reported counts, and its order; when it was does not. Exit status: 0 both report the same; 1 they do "
       "not;\n"
       "2 one of them cannot be read, or standard output does not take all.\n");
-  command->add_option("before", options.before, "Run, scenario or drive; -: standard input")
+  command->add_option("before", options.before, "Run, capture, scenario or drive; -: standard input")
       ->type_name("FILE")
       ->required();
   command->add_option("after", options.after, "What is compared to it")->type_name("FILE")->required();

@@ -149,7 +149,7 @@ struct Sequence {
   std::vector<double> times;  // seconds since the first
 };
 
-Sequence sequence_of(const EvaluatedFile& file, Contents& contents) {
+Sequence sequence_of(const EvaluatedFile& file, bool has_errors, Contents& contents) {
   Sequence sequence;
   std::optional<double> first;
   // What happens to a modem, rather than what was reported.
@@ -157,6 +157,7 @@ Sequence sequence_of(const EvaluatedFile& file, Contents& contents) {
   Repeats repeats;
   (void)observe(file, [&](const Observation& seen) {
     if (seen.place == 0 || (is_played && repeats.is_one(seen))) return;
+    if (!has_errors && find_event_kind(*seen.message.GetDescriptor())->id == error_event) return;
     if (!first) first = seen.time.seconds;
     sequence.contents.push_back(contents.number_of(seen.message));
     sequence.places.push_back(seen.place);
@@ -171,8 +172,10 @@ class DifferenceWriter {
     Faithfulness& ways = faithfulness_;
     (void)observe(before, [&ways](const Observation& seen) { ways.note(seen); });
     (void)observe(after, [&ways](const Observation& seen) { ways.note(seen); });
-    old_ = sequence_of(before, contents_);
-    new_ = sequence_of(after, contents_);
+    // A client tells errors, but not in what a run keeps.
+    const bool has_errors = before.kind != FileKind::run && after.kind != FileKind::run;
+    old_ = sequence_of(before, has_errors, contents_);
+    new_ = sequence_of(after, has_errors, contents_);
   }
 
   std::string text(const std::optional<double>& tolerance) {

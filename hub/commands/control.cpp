@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <system_error>
 
 #include "hub/base/concat.h"
 #include "hub/base/input_error.h"
@@ -33,7 +34,10 @@ std::optional<std::string> file_of(const std::string& command, std::string_view 
 std::string from_any_folder(const std::string& command) {
   const auto captured = file_of(command, "capture");
   if (!captured || captured->empty() || *captured == "stop" || *captured == "-") return command;
-  return "capture " + std::filesystem::absolute(*captured).string();
+  std::error_code error;
+  const auto file = std::filesystem::absolute(*captured, error);
+  if (error) throw InputError(concat("kelvane-hub control: cannot tell which folder this is: ", error.message()));
+  return "capture " + file.string();
 }
 
 /// Returns whether it was carried out.

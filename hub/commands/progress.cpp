@@ -1,5 +1,6 @@
 #include "hub/commands/progress.h"
 
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -50,7 +51,10 @@ std::string Progress::text(Time now) const {
                       std::min(at, all), all, timeline.taken(), timeline.steps(),
                       all > 0 ? std::min(at / all, 1.0) * 100 : 100, took > 0 ? at / took : 0,
                       timeline.is_held() ? ", waiting for clients" : "");
-  return text.data();
+  winsize terminal{};
+  // What is longer than a line could not be wiped away.
+  const bool is_known = is_in_place_ && ioctl(STDERR_FILENO, TIOCGWINSZ, &terminal) == 0 && terminal.ws_col > 1;
+  return std::string(text.data()).substr(0, is_known ? terminal.ws_col - 1U : text.size());
 }
 
 }  // namespace kelvane_hub

@@ -204,13 +204,18 @@ char* Prompt::Editor::prompt(EditLine*) {
 
 /// Returns 1, or 0 at the end.
 int Prompt::Editor::read_letter(EditLine* line, wchar_t* letter) {
-  constexpr auto incomplete = static_cast<std::size_t>(-2);
+  constexpr auto invalid = static_cast<std::size_t>(-1);
   Editor& editor = of(line);
   std::mbstate_t state{};
   for (char byte = 0; editor.read_byte(byte);) {
-    const std::size_t size = std::mbrtowc(letter, &byte, 1, &state);
+    std::size_t size = std::mbrtowc(letter, &byte, 1, &state);
+    if (size == invalid) {
+      // What was begun is no letter; this may be one.
+      state = {};
+      size = std::mbrtowc(letter, &byte, 1, &state);
+    }
     if (size <= 1) return 1;
-    if (size != incomplete) state = {};  // not a letter
+    if (size == invalid) state = {};
   }
   return 0;
 }

@@ -15,7 +15,9 @@ bool is_answer(const MessageKind& kind) {
   return kind.id == attribute_event || kind.id == lookup_event || kind.id == self_test_event;
 }
 
-bool has_report(const MessageKind& kind) { return kind.payload != nullptr && is_reported(*kind.payload()); }
+bool has_report(const MessageKind& kind) {
+  return kind.id == error_event || (kind.payload != nullptr && is_reported(*kind.payload()));
+}
 
 /// A client takes what can be read of a payload, too.
 std::unique_ptr<google::protobuf::Message> message_in(const std::string& payload, const MessageKind& kind) {

@@ -25,7 +25,10 @@ double end_of(const PackedScenario& played) {
 void observe(const PackedScenario& played, const Observer& observer) {
   std::set<std::uint32_t> begun;  // those that have been given cells
   for (std::size_t i = 0; i < played.steps_size(); ++i) {
-    const scenario_step step = played.step(i);
+    scenario_step step = played.step(i);
+    if (step.has_cells() && played.head().fill_timestamps()) {
+      fill_timestamps(*step.mutable_cells(), ScenarioTime(step.at()));
+    }
     const auto* const event = event_in(step);
     if (event == nullptr) continue;
     const bool is_first = step.has_cells() && begun.insert(step.cells().sub()).second;

@@ -25,4 +25,13 @@ std::optional<std::uint32_t> subscription_of(const scenario_step& step) {
   return event->GetReflection()->GetUInt32(*event, sub);
 }
 
+void fill_timestamps(mox_wwan_event_serving_neighboring_cell_info& cells, ScenarioTime time) {
+  constexpr std::int32_t type = 1;
+  for (auto& cell : *cells.mutable_cells()) {
+    if (cell.has_timestamp()) continue;
+    cell.set_timestamp(static_cast<std::uint64_t>(std::chrono::round<std::chrono::nanoseconds>(time).count()));
+    if (!cell.has_timestamp_type()) cell.set_timestamp_type(type);
+  }
+}
+
 }  // namespace kelvane_hub

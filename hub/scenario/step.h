@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "hub/scenario/step_source.h"
 #include "scenario.pb.h"
 
 namespace kelvane_hub {
@@ -20,5 +21,8 @@ bool is_shorthand(const scenario_step& step);
 
 /// The subscription that the step speaks of, 0 if it leaves that open; none if it speaks of none.
 std::optional<std::uint32_t> subscription_of(const scenario_step& step);
+
+/// Gives cells that say no timestamp that of `time`, and its type if they do not say it.
+void fill_timestamps(mox_wwan_event_serving_neighboring_cell_info& cells, ScenarioTime time);
 
 }  // namespace kelvane_hub

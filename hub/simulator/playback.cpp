@@ -39,16 +39,6 @@ Modem make_modem(const std::set<std::uint32_t>& subscriptions) {
   return modem;
 }
 
-/// Of what cells do not say themselves.
-void fill_timestamps(Cells& cells, ScenarioTime time) {
-  constexpr std::int32_t type = 1;
-  for (auto& cell : *cells.mutable_cells()) {
-    if (cell.has_timestamp()) continue;
-    cell.set_timestamp(static_cast<std::uint64_t>(std::chrono::round<std::chrono::nanoseconds>(time).count()));
-    if (!cell.has_timestamp_type()) cell.set_timestamp_type(type);
-  }
-}
-
 }  // namespace
 
 Playback::Playback(const PackedScenario& played, StepSource& source, Outbox& outbox)

@@ -1,8 +1,6 @@
 #include "hub/testbench/live_steps.h"
 
 #include <algorithm>
-#include <set>
-#include <tuple>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -23,9 +21,15 @@ constexpr std::size_t most_fields = 1000;
 // So that none is drawn like one of the scenario.
 constexpr std::uint64_t before_first_variation = std::uint64_t{1} << 32;
 
-using Way = std::tuple<bool, std::uint32_t, int, NumberField>;
-
-Way way_of(const Course& course) { return {course.varies(), course.sub, course.cell, course.field}; }
+/// What a ramp or a variation is, or takes the place of, if it is under way.
+template <class Said>
+std::function<bool(const Course&)> those_of(const Said& said) {
+  return [&said](const Course& course) {
+    return course.varies() == std::is_same_v<Said, scenario_vary> && course.sub == said.sub() &&
+           course.field.is_called(said.field()) &&
+           (said.all_cells() || static_cast<std::uint32_t>(course.cell) == said.cell());
+  };
+}
 
 bool says_only_field(const scenario_ramp& ramp) {
   return !ramp.has_from() && !ramp.has_to() && !ramp.has_over() && !ramp.has_every();
@@ -79,42 +83,31 @@ std::optional<scenario_step> LiveSteps::begin(const Said& said, const std::strin
   if (timeline_.speed() == Pace::at_once) {
     throw InputError("expected a scenario that is played at some speed, found one whose steps follow at once");
   }
-  if (!courses_.knows(said.sub())) courses_.say(said.sub(), [this, sub = said.sub()] { return cells_of_(sub); });
-  if (said.all_cells()) expect_fields(static_cast<std::size_t>(courses_.find(said.sub())->cells_size()));
-  courses_.forget_moments();
-  auto planned = courses_.plan(said, to_microseconds(at(now).count()), {});
-  if (planned.front().is_endless) check_pace(timeline_.speed(), 1 / said.every());
-  make_room(planned);
+  Courses changed = courses_;
+  if (!changed.knows(said.sub())) changed.say(said.sub(), [this, sub = said.sub()] { return cells_of_(sub); });
+  if (said.all_cells()) expect_fields(static_cast<std::size_t>(changed.find(said.sub())->cells_size()));
+  (void)changed.end_if(those_of(said));
+  changed.forget_moments();
+  auto planned = changed.plan(said, to_microseconds(at(now).count()), {});
+  expect_fields(changed.under_way().size() + planned.size());
   const bool tells_beginning = planned.front().tells_beginning;
+  const std::uint64_t order = changed.begin(std::move(planned));
+  check_pace(changed, timeline_.speed());
+  courses_ = std::move(changed);
   const auto under_way = courses_.orders();
   std::erase_if(texts_, [&under_way](const auto& known) { return !under_way.contains(known.first); });
-  texts_[courses_.begin(std::move(planned))] = concat(text, " since ", in_seconds(at(now)));
+  texts_[order] = concat(text, " since ", in_seconds(at(now)));
   if (!tells_beginning) return std::nullopt;
   return told(said.sub(), at(now).count());
 }
 
 template <class Said>
 std::optional<scenario_step> LiveSteps::end(const Said& said) {
-  const auto is_meant = [&said, varies = std::is_same_v<Said, scenario_vary>](const Course& course) {
-    return course.varies() == varies && course.sub == said.sub() && course.field.is_called(said.field()) &&
-           (said.all_cells() || static_cast<std::uint32_t>(course.cell) == said.cell());
-  };
-  if (courses_.end_if(is_meant) == 0) {
+  if (courses_.end_if(those_of(said)) == 0) {
     throw InputError(concat("expected ", lacks(said), " of ", quoted(said.field()), " that ends, found neither"));
   }
   if (std::is_same_v<Said, scenario_ramp>) return std::nullopt;
   return told(said.sub(), 0);
-}
-
-/// Throws InputError if there is none.
-void LiveSteps::make_room(const std::vector<Course>& planned) {
-  std::set<Way> taken;
-  for (const Course& course : planned) taken.insert(way_of(course));
-  const auto is_taken = [&taken](const Course& course) { return taken.contains(way_of(course)); };
-  const auto all = courses_.under_way();
-  const auto stay = std::ranges::count_if(all, [&is_taken](const Course* course) { return !is_taken(*course); });
-  expect_fields(static_cast<std::size_t>(stay) + planned.size());
-  (void)courses_.end_if(is_taken);
 }
 
 std::string LiveSteps::skip(Time now) {
@@ -148,16 +141,17 @@ void LiveSteps::note(const scenario_step& step) {
   courses_.say(step.cells().sub(), [this, sub = step.cells().sub()] { return cells_of_(sub); });
 }
 
-void LiveSteps::check_pace(double speed, double steps_a_second) const {
-  std::map<std::uint64_t, double> endless;
-  for (const Course* const course : courses_.under_way()) {
-    if (course->is_endless) endless[course->order] = 1 / course->every;
+void LiveSteps::check_pace(Courses& courses, double speed) {
+  std::map<std::uint64_t, double> endless;  // cells a second, of each order
+  for (const Course* const course : courses.under_way()) {
+    if (course->is_endless) endless[course->order] = courses.find(course->sub)->cells_size() / course->every;
   }
-  for (const auto& [order, of_order] : endless) steps_a_second += of_order;
+  double cells_a_second = 0;
+  for (const auto& [order, of_order] : endless) cells_a_second += of_order * speed;
   constexpr double most = 100'000;
-  if (steps_a_second * speed <= most) return;
-  throw InputError(concat("expected at most 100000 steps a second of variations without an end, found ",
-                          shown_seconds(steps_a_second * speed)));
+  if (cells_a_second <= most) return;
+  throw InputError(concat("expected at most 100000 cells a second of variations without an end, found ",
+                          shown_seconds(cells_a_second)));
 }
 
 std::string LiveSteps::under_way() const {

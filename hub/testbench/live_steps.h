@@ -60,7 +60,7 @@ class LiveSteps final : public StepSource {
   void note(const scenario_step& step);
 
   /// Throws InputError if at that speed variations without an end would leave no time for clients.
-  void check_pace(double speed) const { check_pace(speed, 0); }
+  void check_pace(double speed) { check_pace(courses_, speed); }
 
   /// What is under way, in the words in which it was ordered; empty: nothing.
   std::string under_way() const;
@@ -70,8 +70,7 @@ class LiveSteps final : public StepSource {
   std::optional<scenario_step> begin(const Said& said, const std::string& text, Time now);
   template <class Said>
   std::optional<scenario_step> end(const Said& said);
-  void check_pace(double speed, double steps_a_second) const;
-  void make_room(const std::vector<Course>& planned);
+  static void check_pace(Courses& courses, double speed);
   std::optional<scenario_step> told(std::uint32_t sub, double seconds);
   std::optional<Time> moment_due() const;
   bool is_moment_next() const;

@@ -295,7 +295,8 @@ TEST(AnalysisTest, DifferencesHaveTheirPlaces) {
        scenario_file(nothing(2) + lte(3, 1) + lte(3, 2) + gsm(4)),
        {},
        "+step 1, 0 s: serving_neighboring_cell_info { }\n-step 3, 1.25 s: serving_neighboring_cell_info { }\n"
-       "+step 4, 2 s: serving_neighboring_cell_info { cells { registered: true cell_type: 1 gsm { } } }\n"},
+       "+step 4, 2 s: serving_neighboring_cell_info { cells { timestamp_type: 1 registered: true cell_type: 1 gsm { } "
+       "} }\n"},
       {run_file(cell_report(1, "1", -90) + call), run_file(cell_report(11, "1", -90) + call_later), {}, ""},
       // Printed, a 0 may be absent; as it was sent, it is not.
       {run_file(call), scenario_file(step(0, "voice_calls { }")), {}, ""},

@@ -104,7 +104,8 @@ void add_summary(CLI::App& app, SummaryOptions& options) {
 }
 
 void add_diff(CLI::App& app, DiffOptions& options, int& status) {
-  auto* command = app.add_subcommand("diff", "Say what one run, capture, scenario or drive reports that another does not");
+  auto* command =
+      app.add_subcommand("diff", "Say what one run, capture, scenario or drive reports that another does not");
   command->footer(
       "Example:\n"
       "  kelvane-hub diff old-firmware.txt new-firmware.txt\n\n"

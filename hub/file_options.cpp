@@ -87,14 +87,15 @@ void add_report(CLI::App& app, ReportOptions& options) {
 }
 
 void add_summary(CLI::App& app, SummaryOptions& options) {
-  auto* command = app.add_subcommand("summary", "Sum up runs, scenarios and drives: times, changes, outages, signal");
+  auto* command =
+      app.add_subcommand("summary", "Sum up runs, captures, scenarios and drives: times, changes, outages, signal");
   command->footer(
       "Examples:\n"
       "  kelvane-hub summary /data/APT_Automation/drive.txt\n"
       "  kelvane-hub summary monday.txt tuesday.txt --format json | jq '.subscriptions[].cell_changes'\n\n"
-      "A file is what its content looks like: an output file of cellscope, a scenario, or the CSV of a drive-test "
-      "app.\n");
-  command->add_option("file", options.files, "Runs, scenarios and drives; -: standard input")
+      "A file is what its content looks like: an output file of cellscope, a capture, a scenario, or the CSV of a\n"
+      "drive-test app.\n");
+  command->add_option("file", options.files, "Runs, captures, scenarios and drives; -: standard input")
       ->type_name("FILE")
       ->required();
   command->add_option("--format", options.format, "Form of the summary (default: table)")

@@ -1,4 +1,4 @@
-// What one run, scenario or drive reports that another does not.
+// What one run, capture, scenario or drive reports that another does not.
 #pragma once
 
 #include <optional>

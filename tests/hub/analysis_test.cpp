@@ -4,11 +4,8 @@
 
 #include <algorithm>
 #include <iterator>
-#include <numeric>
-#include <random>
 #include <tuple>
 
-#include "hub/analysis/alignment.h"
 #include "hub/analysis/difference.h"
 #include "hub/analysis/digest.h"
 #include "hub/analysis/digest_table.h"
@@ -225,58 +222,6 @@ subscription 3
 )");
 }
 
-TEST(AnalysisTest, AlignmentIsLongestAndInOrder) {
-  std::mt19937 random(7);
-  for (int round = 0; round < 300; ++round) {
-    std::vector<std::uint32_t> before(random() % 12), after(random() % 12);
-    for (auto* const sequence : {&before, &after}) {
-      std::ranges::generate(*sequence, [&random] { return random() % 4; });
-    }
-    // The textbook's table of longest common subsequences.
-    std::vector<std::vector<std::size_t>> longest(before.size() + 1, std::vector<std::size_t>(after.size() + 1));
-    for (std::size_t i = 0; i < before.size(); ++i) {
-      for (std::size_t j = 0; j < after.size(); ++j) {
-        longest[i + 1][j + 1] =
-            before[i] == after[j] ? longest[i][j] + 1 : std::max(longest[i][j + 1], longest[i + 1][j]);
-      }
-    }
-    std::size_t found = 0, next = 0;
-    const auto partners = align(before, after);
-    for (std::size_t i = 0; i < partners.size(); ++i) {
-      if (!partners[i]) continue;
-      ++found;
-      ASSERT_EQ(before[i], after.at(*partners[i]));
-      ASSERT_GE(*partners[i], next);
-      next = *partners[i] + 1;
-    }
-    ASSERT_EQ(found, longest.back().back()) << testing::PrintToString(before) << testing::PrintToString(after);
-  }
-}
-
-TEST(AnalysisTest, AlignmentTakesTheFirstOfSeveral) {
-  using Partners = std::vector<std::optional<std::size_t>>;
-  const std::vector<std::uint32_t> few{1, 1, 2, 1}, many{1, 1, 1, 2, 2, 1, 1};
-  EXPECT_EQ((Partners{0, 1, {}, 2, {}, 3, {}}), align(many, few));
-  EXPECT_EQ((Partners{0, 1, 3, 5}), align(few, many));
-}
-
-TEST(AnalysisTest, AlignmentOfWhatIsTooDifferentIsStillOne) {
-  std::vector<std::uint32_t> before(5000);
-  std::iota(before.begin(), before.end(), 0U);
-  std::vector<std::uint32_t> after = before;
-  std::mt19937 random(7);
-  std::ranges::shuffle(before, random);
-  std::ranges::shuffle(after, random);
-  std::size_t found = 0;
-  for (std::size_t next = 0; const auto& partner : align(before, after)) {
-    if (!partner) continue;
-    ASSERT_GE(*partner, next);
-    next = *partner + 1;
-    ++found;
-  }
-  EXPECT_GT(found, 50U);  // of about 140
-}
-
 TEST(AnalysisTest, DifferencesHaveTheirPlaces) {
   const std::string call =
       "Log Time: 1700000009, Received voice call info on Sub:0, voice call info-Number of calls: 0: []\n";
@@ -299,7 +244,9 @@ TEST(AnalysisTest, DifferencesHaveTheirPlaces) {
        "} }\n"},
       {run_file(cell_report(1, "1", -90) + call), run_file(cell_report(11, "1", -90) + call_later), {}, ""},
       // Printed, a 0 may be absent; as it was sent, it is not.
-      {run_file(call), scenario_file(step(0, "voice_calls { }")), {}, ""},
+      {run_file(call), scenario_file(step(0, "voice_calls { }") + step(1, "error { error: 4 }")), {}, ""},
+      // Cells that a scenario tells again are not reported again.
+      {scenario_file(lte(0, 1) + lte(1, 1) + lte(2, 2)), scenario_file(lte(0, 1) + lte(2, 2)), 0, ""},
       {scenario_file(step(0, "voice_calls { }")),
        scenario_file(step(0, "voice_calls { sub: 0 }")),
        {},
